@@ -1,0 +1,57 @@
+// HandlerList: callbacks that wait, in order, for one outcome.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "zqm/base/Mutex.h"
+
+namespace zqm {
+
+template <class... Args>
+class HandlerList {
+ public:
+  using Handler = std::function<void(Args...)>;
+  using Handlers = std::vector<Handler>;
+
+  // Appends `handler`, unless it is empty, and returns the number of entries: one step, so that
+  // two callers cannot both see themselves as the first.
+  std::size_t append(Handler handler) {
+    const MutexLock lock(mutex_);
+    if (handler) {
+      auto next = std::make_shared<Handlers>(*handlers_);
+      next->push_back(std::move(handler));
+      handlers_ = std::move(next);
+    }
+    return handlers_->size();
+  }
+
+  Handlers handlers() const { return *snapshot(); }
+
+  void setHandlers(Handlers handlers) {
+    auto next = std::make_shared<const Handlers>(std::move(handlers));
+    const MutexLock lock(mutex_);
+    handlers_.swap(next);
+  }
+
+  void clear() { setHandlers({}); }
+
+  // Calls every entry in order, without a lock. The list stays as it is: a handler that throws
+  // leaves it occupied, and one that appends finds it occupied.
+  void run(Args... args) const {
+    const auto current = snapshot();
+    for (const Handler& handler : *current) handler(args...);
+  }
+
+ private:
+  std::shared_ptr<const Handlers> snapshot() const {
+    const MutexLock lock(mutex_);
+    return handlers_;
+  }
+
+  mutable Mutex mutex_;
+  std::shared_ptr<const Handlers> handlers_ ZQM_GUARDED_BY(mutex_) = std::make_shared<Handlers>();
+};
+
+}  // namespace zqm

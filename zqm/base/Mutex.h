@@ -1,0 +1,72 @@
+// Mutexes that clang's thread-safety analysis can check.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+#if defined(__clang__)
+#define ZQM_THREAD_ANNOTATION(x) __attribute__((x))
+#else
+#define ZQM_THREAD_ANNOTATION(x)
+#endif
+
+#define ZQM_GUARDED_BY(mutex) ZQM_THREAD_ANNOTATION(guarded_by(mutex))
+#define ZQM_REQUIRES(...) ZQM_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+#define ZQM_EXCLUDES(...) ZQM_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
+
+namespace zqm {
+
+class ZQM_THREAD_ANNOTATION(capability("mutex")) Mutex {
+ public:
+  void lock() ZQM_THREAD_ANNOTATION(acquire_capability()) { mutex_.lock(); }
+  void unlock() ZQM_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
+
+ private:
+  std::mutex mutex_;
+};
+
+class ZQM_THREAD_ANNOTATION(capability("mutex")) RecursiveMutex {
+ public:
+  void lock() ZQM_THREAD_ANNOTATION(acquire_capability()) { mutex_.lock(); }
+  void unlock() ZQM_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
+
+ private:
+  std::recursive_mutex mutex_;
+};
+
+// Holds `M` for a scope.
+template <class M>
+class ZQM_THREAD_ANNOTATION(scoped_lockable) BasicLock {
+ public:
+  explicit BasicLock(M& mutex) ZQM_THREAD_ANNOTATION(acquire_capability(mutex)) : mutex_(mutex) {
+    mutex_.lock();
+  }
+  ~BasicLock() ZQM_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
+  BasicLock(const BasicLock&) = delete;
+  BasicLock& operator=(const BasicLock&) = delete;
+
+ private:
+  M& mutex_;
+};
+
+using MutexLock = BasicLock<Mutex>;
+using RecursiveMutexLock = BasicLock<RecursiveMutex>;
+
+// Waits on a Mutex that the caller holds. Callers loop over their condition, which keeps it in
+// sight of the analysis.
+class Condition {
+ public:
+  void wait(Mutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
+  // False when the time ran out.
+  template <class Duration>
+  bool waitFor(Mutex& mutex, Duration duration) ZQM_REQUIRES(mutex) {
+    return condition_.wait_for(mutex, duration) == std::cv_status::no_timeout;
+  }
+  void notifyOne() { condition_.notify_one(); }
+  void notifyAll() { condition_.notify_all(); }
+
+ private:
+  std::condition_variable_any condition_;
+};
+
+}  // namespace zqm

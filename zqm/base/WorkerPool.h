@@ -1,0 +1,32 @@
+// WorkerPool: threads that come with demand and leave when idle.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace zqm {
+
+// Starts a detached thread with every signal blocked, so that the host's handlers never run on
+// it. `name` shows in debuggers (at most 15 characters). False when the system refuses a thread.
+bool startThread(const std::string& name, std::function<void()> body);
+
+// Runs tasks on up to `limit` threads; past that they wait in order. A task may block for long
+// and must not throw. Nothing is joined: destroying the pool lets queued tasks finish.
+class WorkerPool {
+ public:
+  WorkerPool(std::string name, std::size_t limit);
+  ~WorkerPool();
+  WorkerPool(const WorkerPool&) = delete;
+  WorkerPool& operator=(const WorkerPool&) = delete;
+
+  // Returns at once. When the system refuses even a first thread, the task stays queued until a
+  // later submit gets one.
+  void submit(std::function<void()> task);
+
+ private:
+  struct State;
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace zqm
