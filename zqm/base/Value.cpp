@@ -63,6 +63,13 @@ std::string dictionaryText(const Dictionary& dictionary) {
 
 }  // namespace
 
+Dictionary::Dictionary() = default;
+Dictionary::Dictionary(const Dictionary&) = default;
+Dictionary::Dictionary(Dictionary&&) noexcept = default;
+Dictionary& Dictionary::operator=(const Dictionary&) = default;
+Dictionary& Dictionary::operator=(Dictionary&&) noexcept = default;
+Dictionary::~Dictionary() = default;
+
 Dictionary::Dictionary(std::initializer_list<DictionaryEntry> entries) {
   for (const DictionaryEntry& entry : entries) set(entry.key, entry.value);
 }

@@ -33,8 +33,13 @@ using Text = Value;
 // A string-keyed map that keeps the order of insertion; equality ignores that order.
 class ZQM_EXPORT Dictionary {
  public:
-  Dictionary() = default;
+  Dictionary();
   Dictionary(std::initializer_list<DictionaryEntry> entries);
+  Dictionary(const Dictionary&);
+  Dictionary(Dictionary&&) noexcept;
+  Dictionary& operator=(const Dictionary&);
+  Dictionary& operator=(Dictionary&&) noexcept;
+  ~Dictionary();
 
   // The value under `key`, or an absent one. The reference lives until the next change.
   const Value& operator[](std::string_view key) const;
