@@ -1,0 +1,381 @@
+// A platform made of fakes, and the fixture that gives each test a Process over it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "zqm/base/WorkerPool.h"
+#include "zqm/platform/Process.h"
+
+namespace zqm::testing {
+
+// 2024-03-05T18:10:00Z.
+inline constexpr Date kNow{std::chrono::milliseconds(1709662200000)};
+
+struct FakeClock : Clock {
+  std::atomic<Date> instant{kNow};
+
+  Date now() override { return instant; }
+  void advance(std::chrono::milliseconds time) { instant = instant.load() + time; }
+};
+
+// Files in memory.
+struct FakeFiles : Files {
+  std::optional<Bytes> read(const std::string& path) override {
+    const MutexLock lock(mutex);
+    const auto found = contents.find(path);
+    return found == contents.end() ? std::nullopt : std::optional(found->second);
+  }
+  bool writeAtomically(const std::string& path, const Bytes& content) override {
+    const MutexLock lock(mutex);
+    written.push_back(path);
+    if (readOnly) return false;
+    contents[path] = content;
+    return true;
+  }
+  bool exists(const std::string& path) override {
+    const MutexLock lock(mutex);
+    existenceChecks.push_back(path);
+    return contents.contains(path);
+  }
+  bool opens(const std::string& path) override {
+    const MutexLock lock(mutex);
+    openChecks.push_back(path);
+    return contents.contains(path) && !unreadable;
+  }
+  bool remove(const std::string& path) override {
+    const MutexLock lock(mutex);
+    removed.push_back(path);
+    return contents.erase(path) > 0;
+  }
+  void put(const std::string& path, Bytes content) {
+    const MutexLock lock(mutex);
+    contents[path] = std::move(content);
+  }
+
+  Mutex mutex;
+  std::map<std::string, Bytes> contents;
+  std::vector<std::string> written;
+  std::vector<std::string> removed;
+  std::vector<std::string> existenceChecks;
+  std::vector<std::string> openChecks;
+  std::atomic<bool> readOnly = false;
+  std::atomic<bool> unreadable = false;
+};
+
+struct FakeDirectories : Directories {
+  std::optional<std::string> groupContainer(std::string_view identifier) override {
+    if (identifier.empty() || !available) return std::nullopt;
+    return std::string("/groups/").append(identifier);
+  }
+  std::optional<std::string> documents() override {
+    return available ? std::optional<std::string>("/documents") : std::nullopt;
+  }
+  std::string temporary() override { return "/temporary"; }
+
+  std::atomic<bool> available = true;
+};
+
+struct FakePackages : Packages {
+  std::optional<Package> mainPackage() override { return main; }
+  std::optional<Package> packageWithIdentifier(std::string_view identifier) override {
+    for (const Package& package : loaded) {
+      if (package.info["CFBundleIdentifier"] == Value(identifier)) return package;
+    }
+    return std::nullopt;
+  }
+  std::vector<Package> frameworks() override { return loaded; }
+  std::optional<std::string> resource(const Package& package, std::string_view name,
+                                      std::string_view type) override {
+    std::string path = package.directory;
+    path.append("/").append(name).append(".").append(type);
+    return files->exists(path) ? std::optional(path) : std::nullopt;
+  }
+  std::string localizedString(std::string_view key) override {
+    const auto found = strings.find(std::string(key));
+    return found == strings.end() ? std::string(key) : found->second;
+  }
+
+  std::shared_ptr<FakeFiles> files;
+  std::optional<Package> main;
+  std::vector<Package> loaded;
+  std::map<std::string, std::string> strings;
+};
+
+// Answers each request by `answer`, on a thread of its own, as a real transport does.
+struct FakeHttp : Http {
+  static HttpExchange answered(std::int32_t status, std::string_view body) {
+    return {HttpResponse{status, {}, "", std::nullopt}, toBytes(body), std::nullopt};
+  }
+  static HttpExchange failed(std::int64_t code = -7) {
+    return {std::nullopt, std::nullopt, Error{std::string(kRequestExceptionDomain), code, {}, ""}};
+  }
+
+  void send(HttpRequest request, std::function<void(HttpExchange)> completion) override {
+    HttpExchange exchange;
+    {
+      const MutexLock lock(mutex);
+      sent.push_back(request);
+      exchange = answer(request);
+    }
+    pool.submit([exchange = std::move(exchange), completion = std::move(completion)]() mutable {
+      completion(std::move(exchange));
+    });
+  }
+  void download(HttpRequest request, std::function<void(HttpDownload)> completion) override {
+    HttpDownload outcome;
+    {
+      const MutexLock lock(mutex);
+      sent.push_back(std::move(request));
+      outcome = downloaded;
+    }
+    pool.submit([outcome = std::move(outcome), completion = std::move(completion)]() mutable {
+      completion(std::move(outcome));
+    });
+  }
+  std::vector<HttpRequest> requests() {
+    const MutexLock lock(mutex);
+    return sent;
+  }
+  // The requests whose url contains `part`.
+  std::vector<HttpRequest> requestsTo(std::string_view part) {
+    std::vector<HttpRequest> all = requests();
+    std::erase_if(all, [&](const HttpRequest& request) {
+      return request.url.find(part) == std::string::npos;
+    });
+    return all;
+  }
+
+  Mutex mutex;
+  std::vector<HttpRequest> sent;
+  std::function<HttpExchange(const HttpRequest&)> answer = [](const HttpRequest&) {
+    return failed();
+  };
+  HttpDownload downloaded;
+  WorkerPool pool{"fake-http", 64};
+};
+
+struct FakeNetwork : Network {
+  bool accepts(const NetworkTarget& target) override {
+    const HostName* host = std::get_if<HostName>(&target);
+    return !host || !host->name.empty();
+  }
+  std::optional<std::uint32_t> flags(const NetworkTarget&) override {
+    return readable ? std::optional<std::uint32_t>(word) : std::nullopt;
+  }
+  std::shared_ptr<void> watch(const NetworkTarget&,
+                              std::function<void(std::uint32_t)> changed) override {
+    if (refusesWatch) return nullptr;
+    ++watches;
+    auto watcher = std::make_shared<std::function<void(std::uint32_t)>>(std::move(changed));
+    const MutexLock lock(mutex);
+    watchers.push_back(watcher);
+    return watcher;
+  }
+  void change(std::uint32_t flags) {
+    word = flags;
+    std::vector<std::weak_ptr<std::function<void(std::uint32_t)>>> current;
+    {
+      const MutexLock lock(mutex);
+      current = watchers;
+    }
+    for (const auto& weak : current) {
+      if (const auto watcher = weak.lock()) (*watcher)(flags);
+    }
+  }
+  void setWifi() { word = reachability::kReachable; }
+  void setCellular() { word = reachability::kReachable | reachability::kIsWwan; }
+  void setOffline() { word = 0; }
+
+  std::atomic<std::uint32_t> word = reachability::kReachable;
+  std::atomic<bool> readable = true;
+  std::atomic<bool> refusesWatch = false;
+  std::atomic<int> watches = 0;
+  Mutex mutex;
+  std::vector<std::weak_ptr<std::function<void(std::uint32_t)>>> watchers;
+};
+
+struct FakeIdentity : Identity {
+  std::string advertisingIdentifier() override { return advertising; }
+  std::optional<std::string> vendorIdentifier() override { return vendor; }
+
+  std::string advertising = "6D92078A-8246-4BA4-AE5B-76104861E7DC";
+  std::optional<std::string> vendor = "68753A44-4D6F-1226-9C60-0050E4C00067";
+};
+
+struct FakePower : Power {
+  void enableMonitoring() override { monitored = true; }
+  float level() override { return monitored ? charge : -1.0F; }
+  std::int64_t state() override { return monitored ? status : 0; }
+
+  float charge = 0.5F;
+  std::int64_t status = 1;
+  std::atomic<bool> monitored = false;
+};
+
+struct FakeMemoryAndStorage : MemoryAndStorage {
+  std::uint64_t physicalMemory() override { return physical; }
+  std::optional<MemoryPages> memoryPages() override { return pages; }
+  std::optional<FileSystemSpace> homeSpace() override { return space; }
+
+  std::uint64_t physical = 2048ULL << 20;
+  std::optional<MemoryPages> pages = MemoryPages{1024, 2048, 1024, 512, 4096, 4096};
+  std::optional<FileSystemSpace> space = FileSystemSpace{64LL << 30, 16LL << 30};
+};
+
+struct FakeSurroundings : Surroundings {
+  std::string machine() override { return code; }
+  std::string systemVersion() override { return "12"; }
+  std::string timeZone() override { return zone; }
+  std::string locale() override { return language; }
+  std::optional<CellularSubscriber> cellularSubscriber() override { return subscriber; }
+  std::vector<std::optional<Dictionary>> wifiInterfaces() override { return wifi; }
+  std::vector<std::optional<std::string>> audioOutputs() override { return outputs; }
+  bool isEnabled(AccessibilityFeature feature) override {
+    return std::find(features.begin(), features.end(), feature) != features.end();
+  }
+
+  std::string code = "model1,1";
+  std::string zone = "America/Sao_Paulo";
+  std::string language = "pt_BR";
+  std::optional<CellularSubscriber> subscriber;
+  std::vector<std::optional<Dictionary>> wifi;
+  std::vector<std::optional<std::string>> outputs;
+  std::vector<AccessibilityFeature> features;
+};
+
+struct FakeHostState : HostState {
+  std::int32_t applicationState() override { return state; }
+  Value backgroundModes() override { return modes; }
+  std::int32_t trackingAuthorization() override { return authorization; }
+
+  std::int32_t state = 0;
+  Value modes;
+  std::int32_t authorization = 0;
+};
+
+struct FakeMainThread : MainThread {
+  void post(std::function<void()> task) override { pool.submit(std::move(task)); }
+  void notify(std::string_view name, const std::shared_ptr<void>& object) override {
+    std::vector<std::shared_ptr<Observer>> called;
+    {
+      const MutexLock lock(mutex);
+      for (const auto& weak : observers) {
+        if (auto observer = weak.lock(); observer && observer->name == name) {
+          called.push_back(std::move(observer));
+        }
+      }
+    }
+    for (const auto& observer : called) observer->call(object);
+  }
+  std::shared_ptr<void> observe(
+      std::string_view name, std::function<void(const std::shared_ptr<void>&)> observer) override {
+    auto token = std::make_shared<Observer>(Observer{std::string(name), std::move(observer)});
+    const MutexLock lock(mutex);
+    observers.push_back(token);
+    return token;
+  }
+
+  struct Observer {
+    std::string name;
+    std::function<void(const std::shared_ptr<void>&)> call;
+  };
+  Mutex mutex;
+  std::vector<std::weak_ptr<Observer>> observers;
+  WorkerPool pool{"fake-main", 1};
+};
+
+struct FakeSystemLog : SystemLog {
+  void error(std::string_view text) override {
+    const MutexLock lock(mutex);
+    lines.emplace_back(text);
+  }
+
+  Mutex mutex;
+  std::vector<std::string> lines;
+};
+
+inline constexpr std::string_view kLibraryIdentifier = "org.zqm.core";
+
+// Every service, with a host that has a container, a version and settings for every address.
+struct Fakes {
+  std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
+  std::shared_ptr<FakePackages> packages = std::make_shared<FakePackages>();
+  std::shared_ptr<FakeFiles> files = std::make_shared<FakeFiles>();
+  std::shared_ptr<FakeFiles> systemFiles = std::make_shared<FakeFiles>();
+  std::shared_ptr<FakeDirectories> directories = std::make_shared<FakeDirectories>();
+  std::shared_ptr<FakeHttp> http = std::make_shared<FakeHttp>();
+  std::shared_ptr<FakeNetwork> network = std::make_shared<FakeNetwork>();
+  std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
+  std::shared_ptr<FakePower> power = std::make_shared<FakePower>();
+  std::shared_ptr<FakeMemoryAndStorage> memory = std::make_shared<FakeMemoryAndStorage>();
+  std::shared_ptr<FakeSurroundings> surroundings = std::make_shared<FakeSurroundings>();
+  std::shared_ptr<FakeHostState> hostState = std::make_shared<FakeHostState>();
+  std::shared_ptr<FakeMainThread> mainThread = std::make_shared<FakeMainThread>();
+  std::shared_ptr<FakeSystemLog> systemLog = std::make_shared<FakeSystemLog>();
+
+  Fakes() {
+    packages->files = files;
+    packages->main = Package{"/app",
+                             {{"CFBundleIdentifier", "org.example.host"},
+                              {"CFBundleShortVersionString", "3.1"},
+                              {"CFBundleVersion", "310"},
+                              {"NSGroupIdentifier", "group.example"}}};
+    Dictionary settings = {{"KELPO_ID", "42"},
+                           {"FILE_NAME_CERTS_P12", "integrator"},
+                           {"FILE_PASSWORD_CERTS_P12", "secret"}};
+    for (const char* service : {"AD", "APP", "CONFIG", "START", "DATA", "DEVICE", "GEO",
+                                "NOTIFICATION", "REPORT", "GRAYLOG"}) {
+      std::string base = "http://backend.test/";
+      for (const char* c = service; *c; ++c) base += static_cast<char>(*c | 0x20);
+      settings.set(std::string(service) + "_ENVIRONMENT_URI", base + "/");
+    }
+    packages->loaded = {Package{"/app/ZQMCore.bundle",
+                                {{"CFBundleIdentifier", kLibraryIdentifier},
+                                 {"CFBundleName", "ZQMCore"},
+                                 {"CFBundleShortVersionString", "1.2.3"},
+                                 {"Environments", settings}}}};
+  }
+
+  // Changes or, with an absent value, removes one of the library's settings.
+  void setSetting(std::string_view key, Value value) {
+    Dictionary& info = packages->loaded.front().info;
+    Dictionary settings = *info["Environments"].dictionary();
+    settings.set(key, std::move(value));
+    info.set("Environments", settings);
+  }
+
+  Platform platform() const {
+    return {clock,    packages, files,  systemFiles,  directories, http,       network,
+            identity, power,    memory, surroundings, hostState,   mainThread, systemLog};
+  }
+};
+
+// A Process of its own for each test.
+class Fixture : public ::testing::Test {
+ protected:
+  Fakes fakes;
+  std::unique_ptr<Process> process = std::make_unique<Process>(fakes.platform());
+  std::unique_ptr<Process::Scope> scope = std::make_unique<Process::Scope>(*process);
+
+  // The application ends and is launched again over the same files.
+  void relaunch() {
+    process->drain();
+    scope.reset();
+    process = std::make_unique<Process>(fakes.platform());
+    scope = std::make_unique<Process::Scope>(*process);
+  }
+
+  // The file of a record class in the shared container.
+  static std::string storedPath(std::string_view className) {
+    return std::string("/groups/group.example/").append(className).append(".plist");
+  }
+};
+
+}  // namespace zqm::testing
