@@ -1,0 +1,120 @@
+// Record: derives a record's four conversions from its one list of fields.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "zqm/model/Coder.h"
+#include "zqm/model/ZQMObjectModel.h"
+#include "zqm/util/Date.h"
+
+namespace zqm {
+
+// How each kind of field stands in a dictionary, and how it is read back. A value that is missing
+// or of another kind blanks the field.
+namespace field {
+
+inline Value inDictionary(const Text& text) { return text; }
+inline Value inDictionary(std::int32_t number) { return number; }
+inline Value inDictionary(bool flag) { return flag ? "true" : "false"; }
+inline Value inDictionary(const std::optional<Date>& date) {
+  return date ? Value(toString(*date)) : Value();
+}
+inline Value inDictionary(const ZQMObjectModel& record) { return record.toDictionary(); }
+
+inline void fromDictionary(const Value& value, Text& text) { text = value; }
+inline void fromDictionary(const Value& value, std::int32_t& number) { number = value.intValue(); }
+inline void fromDictionary(const Value& value, bool& flag) { flag = parseToBool(value); }
+inline void fromDictionary(const Value& value, std::optional<Date>& date) {
+  date = value.text() ? parse(*value.text()) : std::nullopt;
+}
+template <std::derived_from<ZQMObjectModel> R>
+void fromDictionary(const Value& value, R& record) {
+  record = R::initWithDictionary(value).value_or(R());
+}
+
+inline void encode(Coder& coder, std::string_view key, const Text& text) {
+  coder.encodeObject(key, text);
+}
+inline void encode(Coder& coder, std::string_view key, std::int32_t number) {
+  coder.encodeInt(key, number);
+}
+inline void encode(Coder& coder, std::string_view key, bool flag) { coder.encodeBool(key, flag); }
+inline void encode(Coder& coder, std::string_view key, const std::optional<Date>& date) {
+  coder.encodeObject(key, date);
+}
+template <std::derived_from<ZQMObjectModel> R>
+void encode(Coder& coder, std::string_view key, const R& record) {
+  Coder nested;
+  record.encodeWithCoder(nested);
+  coder.encodeObject(key, nested.entries());
+}
+
+inline void decode(const Coder& coder, std::string_view key, Text& text) {
+  text = coder.decodeObject(key);
+}
+inline void decode(const Coder& coder, std::string_view key, std::int32_t& number) {
+  number = coder.decodeInt(key);
+}
+inline void decode(const Coder& coder, std::string_view key, bool& flag) {
+  flag = coder.decodeBool(key);
+}
+inline void decode(const Coder& coder, std::string_view key, std::optional<Date>& date) {
+  date = coder.decodeObject(key).date();
+}
+template <std::derived_from<ZQMObjectModel> R>
+void decode(const Coder& coder, std::string_view key, R& record) {
+  const Value object = coder.decodeObject(key);
+  const Dictionary* nested = object.dictionary();
+  record = R::initWithCoder(Coder(nested ? *nested : Dictionary()));
+}
+
+}  // namespace field
+
+// The base of a concrete record `R`, which has plain data members, a `kClassName` and
+//   template <class Self, class Visit> static void fields(Self& self, Visit visit)
+// that calls visit(name, member) for each field in order.
+template <class R>
+class Record : public ZQMObjectModel {
+ public:
+  // Whether an absent dictionary gives an empty record in place of none.
+  static constexpr bool kEmptyWhenAbsent = false;
+
+  Dictionary toDictionary() const override {
+    Dictionary dictionary;
+    R::fields(static_cast<const R&>(*this), [&](std::string_view key, const auto& member) {
+      dictionary.set(key, field::inDictionary(member));
+    });
+    return dictionary;
+  }
+
+  // Sets every field, so that no default of a new record is left in one that was read. None when
+  // `dictionary` is absent or no dictionary.
+  static std::optional<R> initWithDictionary(const Value& dictionary) {
+    if (!dictionary.dictionary() && !R::kEmptyWhenAbsent) return std::nullopt;
+    const Dictionary none;
+    const Dictionary& entries = dictionary.dictionary() ? *dictionary.dictionary() : none;
+    R record;
+    R::fields(record, [&](std::string_view key, auto& member) {
+      field::fromDictionary(entries[key], member);
+    });
+    return record;
+  }
+
+  void encodeWithCoder(Coder& coder) const {
+    R::fields(static_cast<const R&>(*this), [&](std::string_view key, const auto& member) {
+      field::encode(coder, key, member);
+    });
+  }
+
+  static R initWithCoder(const Coder& coder) {
+    R record;
+    R::fields(record,
+              [&](std::string_view key, auto& member) { field::decode(coder, key, member); });
+    return record;
+  }
+};
+
+}  // namespace zqm
