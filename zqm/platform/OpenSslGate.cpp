@@ -4,7 +4,9 @@
 #include <openssl/crypto.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
 #include "zqm/base/Mutex.h"
 
@@ -38,9 +40,9 @@ void closeAtExit() {
 
 Gate* openGate() {
   auto* gate = new Gate;
-  // Handlers run in reverse order, so OpenSSL's has to be there first. Without options this reads
-  // no configuration and leaves that choice to the host.
-  if (OPENSSL_init_crypto(0, nullptr) == 1) {
+  // Handlers run in reverse order, so OpenSSL's has to be there first. It comes with any option
+  // (with none this call does nothing); this one leaves the choice of configuration to the host.
+  if (OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) == 1) {
     std::atexit(closeAtExit);
     return gate;
   }
@@ -56,11 +58,12 @@ Gate& theGate() {
   return gate;
 }
 
-bool enter() {
+bool enter(bool evenIfForEver) {
   Gate& gate = theGate();
   if (exiting) return false;
   const MutexLock lock(gate.mutex);
   if (depth == 0) {
+    if (gate.closed && !evenIfForEver) return false;
     while (gate.closed) gate.left.wait(gate.mutex);
     ++gate.inside;
   }
@@ -76,9 +79,27 @@ void leave() {
   if (gate.closed) gate.left.notifyAll();
 }
 
+// OpenSSL frees a thread's own data when the thread ends, which must not meet the exit either. The
+// exiting thread may be about to join this one, so this waits only until OpenSSL is surely gone.
+struct ThreadEnd {
+  ~ThreadEnd() {
+    if (enter(false)) {
+      OPENSSL_thread_stop();
+      leave();
+    } else {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+  }
+};
+
+bool enterForGood() {
+  thread_local const ThreadEnd atEnd;
+  return enter(true);
+}
+
 }  // namespace
 
-OpenSslGate::OpenSslGate() : entered_(enter()) {}
+OpenSslGate::OpenSslGate() : entered_(enterForGood()) {}
 
 OpenSslGate::~OpenSslGate() {
   if (entered_) leave();
