@@ -1,0 +1,40 @@
+// Text predicates and UTF-8.
+#include "zqm/util/Strings.h"
+
+#include <unicode/utf8.h>
+
+namespace zqm {
+
+bool isEmpty(const Text& self) { return self.text() && self.text()->empty(); }
+bool isNotEmpty(const Text& self) { return self.text() && !self.text()->empty(); }
+// A question to the text itself, which an absent one cannot answer: never true.
+bool isNil(const Text&) { return false; }
+bool isNotNil(const Text& self) { return self.text() != nullptr; }
+bool isNull(const Text& self) { return self.text() && *self.text() == "NULL"; }
+bool isNotNull(const Text& self) { return self.text() && *self.text() != "NULL"; }
+
+bool isValidUtf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    UChar32 character = 0;
+    U8_NEXT(text.data(), i, text.size(), character);
+    if (character < 0) return false;
+  }
+  return true;
+}
+
+std::optional<std::string> utf8Text(const Bytes& bytes) {
+  const std::string_view text = asText(bytes);
+  return isValidUtf8(text) ? std::optional<std::string>(text) : std::nullopt;
+}
+
+std::size_t utf16Length(std::string_view text) {
+  std::size_t units = 0;
+  for (const char c : text) {
+    if (!U8_IS_TRAIL(c)) ++units;
+    // Four bytes are a pair of surrogates.
+    if (static_cast<std::uint8_t>(c) >= 0xF0) ++units;
+  }
+  return units;
+}
+
+}  // namespace zqm
