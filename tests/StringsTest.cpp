@@ -22,6 +22,14 @@ TEST(StringsTest, EveryPredicateIsFalseForAnAbsentTextAndForNoText) {
   }
 }
 
+TEST(StringsTest, Md5IsInUpperCaseAndEndsAtAZeroByte) {
+  EXPECT_EQ(MD5Hash(""), "D41D8CD98F00B204E9800998ECF8427E");
+  EXPECT_EQ(MD5Hash("abc"), "900150983CD24FB0D6963F7D28E17F72");
+  EXPECT_EQ(MD5Hash(std::string("abc\0def", 7)), MD5Hash("abc"));
+  EXPECT_EQ(MD5Hash(Text()), std::nullopt);
+  EXPECT_EQ(MD5Hash(5), std::nullopt);
+}
+
 TEST(StringsTest, Utf8IsCheckedToTheLetter) {
   for (const std::string_view text :
        {std::string_view(), std::string_view("a\0b", 3), std::string_view("\xC2\x80"),

@@ -3,6 +3,9 @@
 
 #include <unicode/utf8.h>
 
+#include "zqm/crypto/OpenSsl.h"
+#include "zqm/util/Encoding.h"
+
 namespace zqm {
 
 bool isEmpty(const Text& self) { return self.text() && self.text()->empty(); }
@@ -12,6 +15,14 @@ bool isNil(const Text&) { return false; }
 bool isNotNil(const Text& self) { return self.text() != nullptr; }
 bool isNull(const Text& self) { return self.text() && *self.text() == "NULL"; }
 bool isNotNull(const Text& self) { return self.text() && *self.text() != "NULL"; }
+
+std::optional<std::string> MD5Hash(const Text& self) {
+  if (!self.text()) return std::nullopt;
+  const std::string_view text = *self.text();
+  // The text counts as one that ends at a zero byte.
+  const Bytes hash = digest("MD5", text.substr(0, text.find('\0')));
+  return hash.empty() ? std::nullopt : std::optional(toHexUpper(hash));
+}
 
 bool isValidUtf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {

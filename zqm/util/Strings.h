@@ -21,6 +21,10 @@ ZQM_EXPORT bool isNotNil(const Text& self);
 ZQM_EXPORT bool isNull(const Text& self);
 ZQM_EXPORT bool isNotNull(const Text& self);
 
+// The MD5 digest of the text up to its first zero byte, in upper case on purpose: the library's
+// other digests are in lower case. None for what is no text, and while the process exits.
+ZQM_EXPORT std::optional<std::string> MD5Hash(const Text& self);
+
 // RFC 3629: no overlong form, no surrogate, nothing past U+10FFFF. A zero byte is a character.
 bool isValidUtf8(std::string_view text);
 
