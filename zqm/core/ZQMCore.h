@@ -7,9 +7,10 @@
 #include <vector>
 
 #include "zqm/base/Value.h"
-#include "zqm/core/ZQMCoreModule.h"
 
 namespace zqm {
+
+class ZQMCoreModule;
 
 // Every operation may be called from any thread, and none throws.
 class ZQM_EXPORT ZQMCore {

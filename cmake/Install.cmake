@@ -1,0 +1,37 @@
+# What `cmake --install` puts where, and how another project finds it: with find_package(zqm),
+# which gives zqm::core and, as the component "static", zqm::core_static, or with pkg-config's zqm.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# Headers of one library behind its own file; a host neither needs them nor has that library.
+set(ZQM_PRIVATE_HEADERS crypto/OpenSsl.h)
+
+set_target_properties(zqm_static PROPERTIES EXPORT_NAME core_static)
+foreach(kind shared static)
+  install(TARGETS zqm_${kind} EXPORT zqm_${kind}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(EXPORT zqm_${kind} FILE zqm-${kind}.cmake NAMESPACE zqm::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm)
+endforeach()
+
+foreach(header IN LISTS ZQM_PRIVATE_HEADERS)
+  list(APPEND excluded PATTERN ${header} EXCLUDE)
+endforeach()
+install(DIRECTORY zqm DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.h" ${excluded})
+
+configure_package_config_file(cmake/zqm-config.cmake.in zqm-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm
+  NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(zqm-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zqm-config.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/zqm-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm)
+
+# Relative to the file itself, so that an installed tree can be moved.
+file(RELATIVE_PATH ZQM_PREFIX_FROM_PKGCONFIG
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(cmake/zqm.pc.in zqm.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zqm.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
