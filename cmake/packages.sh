@@ -18,11 +18,11 @@ fail() {
 }
 
 missing_packages() {
-  local package
-  local -A installed=()
-  while read -r package; do installed[$package]=1; done < <(
-    dpkg-query -W -f='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null | sed -n 's/^installed //p')
-  for package in "$@"; do [[ ${installed[$package]:-} ]] || printf '%s\n' "$package"; done
+  local package installed
+  installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null) || true
+  for package in "$@"; do
+    [[ $'\n'$installed$'\n' == *$'\n'"installed $package"$'\n'* ]] || printf '%s\n' "$package"
+  done
 }
 
 # Installs those of the named packages that are not there yet.
@@ -30,7 +30,7 @@ install_packages() {
   command -v dpkg-query >/dev/null ||
     fail "this builds on Debian 12: there is no dpkg here to look for the packages $* with."
   local -a missing as_root=()
-  mapfile -t missing < <(missing_packages "$@")
+  read -r -d '' -a missing <<<"$(missing_packages "$@")" || true
   ((${#missing[@]})) || return 0
   command -v apt-get >/dev/null || fail "there is no apt-get to install ${missing[*]} with."
   if ((EUID != 0)); then
