@@ -130,9 +130,8 @@ struct HttpServer::Impl {
     std::thread thread;
   };
 
-  Impl(Handler replyHandler, std::uint16_t wantedPort)
-      : handler(std::move(replyHandler)),
-        acceptor(io, {asio::ip::address_v4::loopback(), wantedPort}) {}
+  explicit Impl(Handler replyHandler)
+      : handler(std::move(replyHandler)), acceptor(io, {asio::ip::address_v4::loopback(), 0}) {}
 
   void start() {
     port = acceptor.local_endpoint().port();
@@ -309,13 +308,12 @@ struct HttpServer::Impl {
   std::list<Connection> connections;
 };
 
-HttpServer::HttpServer(Handler handler, std::uint16_t port)
-    : impl_(std::make_unique<Impl>(std::move(handler), port)) {
+HttpServer::HttpServer(Handler handler) : impl_(std::make_unique<Impl>(std::move(handler))) {
   impl_->start();
 }
 
 HttpServer::HttpServer(Handler handler, const TlsFiles& files)
-    : impl_(std::make_unique<Impl>(std::move(handler), 0)) {
+    : impl_(std::make_unique<Impl>(std::move(handler))) {
   impl_->tls = std::make_unique<asio::ssl::context>(asio::ssl::context::tls_server);
   impl_->tls->use_certificate_chain_file(files.certificatePath);
   impl_->tls->use_private_key_file(files.privateKeyPath, asio::ssl::context::pem);

@@ -1,0 +1,169 @@
+// Key loading, RSA block by block, and the digests. The ciphers with a text key are in Ciphers.cpp.
+#include "zqm/crypto/ZQMCryptography.h"
+
+#include <openssl/rsa.h>
+
+#include <algorithm>
+
+#include "zqm/crypto/RsaKeys.h"
+#include "zqm/platform/Process.h"
+#include "zqm/util/Encoding.h"
+#include "zqm/util/Strings.h"
+
+namespace zqm {
+namespace {
+
+// What PKCS#1 v1.5 padding needs of each block.
+constexpr std::size_t kPaddingSize = 11;
+
+using RsaOperation = int (*)(EVP_PKEY_CTX*, unsigned char*, std::size_t*, const unsigned char*,
+                             std::size_t);
+
+std::optional<Bytes> readFile(const std::optional<std::string>& path) {
+  return path ? platform().files->read(*path) : std::nullopt;
+}
+
+// A decrypted block is a number of fixed width: 00, 02, padding, 00, payload. A zero byte in the
+// payload ends it.
+void appendPayload(Bytes& payloads, const Bytes& block) {
+  const auto end = block.end();
+  const auto number = std::find_if(block.begin(), end, [](auto byte) { return byte != 0; });
+  const auto separator = std::find(number, end, 0);
+  if (separator == end) return;
+  payloads.insert(payloads.end(), separator + 1, std::find(separator + 1, end, 0));
+}
+
+void appendBlock(Bytes& blocks, const Bytes& block) {
+  blocks.insert(blocks.end(), block.begin(), block.end());
+}
+
+// Runs `operation` over each chunk of the data and joins the results; none when one fails.
+std::optional<Bytes> runOverChunks(EVP_PKEY_CTX* context, RsaOperation operation, const Bytes& data,
+                                   std::size_t chunkSize, std::size_t blockSize,
+                                   void (*append)(Bytes&, const Bytes&)) {
+  Bytes result;
+  for (std::size_t start = 0; start < data.size(); start += chunkSize) {
+    Bytes block(blockSize);
+    std::size_t written = block.size();
+    if (operation(context, block.data(), &written, data.data() + start,
+                  std::min(chunkSize, data.size() - start)) != 1) {
+      return std::nullopt;
+    }
+    block.resize(written);
+    append(result, block);
+  }
+  return result;
+}
+
+std::string hexDigest(const char* name, std::string_view bytes) {
+  return toHexLower(digest(name, bytes));
+}
+
+std::string hexDigestOfUnits(const char* name, std::string_view text) {
+  return hexDigest(name, text.substr(0, utf16Length(text)));
+}
+
+}  // namespace
+
+void ZQMCryptography::loadPublicKeyFromFile(const std::optional<std::string>& path) {
+  loadPublicKeyFromData(readFile(path).value_or(Bytes()));
+}
+
+void ZQMCryptography::loadPublicKeyFromData(const Bytes& certificate) {
+  publicKey_ = getPublicKeyRefrenceFromeData(certificate);
+}
+
+void ZQMCryptography::loadPrivateKeyFromFile(const std::optional<std::string>& path,
+                                             const std::optional<std::string>& password) {
+  loadPrivateKeyFromData(readFile(path).value_or(Bytes()), password);
+}
+
+void ZQMCryptography::loadPrivateKeyFromData(const Bytes& pkcs12,
+                                             const std::optional<std::string>& password) {
+  privateKey_ = getPrivateKeyRefrenceFromData(pkcs12, password);
+}
+
+std::shared_ptr<const RsaPublicKey> ZQMCryptography::getPublicKeyRefrenceFromeData(
+    const Bytes& certificate) {
+  return publicKeyOfCertificate(certificate);
+}
+
+std::shared_ptr<const RsaPrivateKey> ZQMCryptography::getPrivateKeyRefrenceFromData(
+    const Bytes& pkcs12, const std::optional<std::string>& password) {
+  return privateKeyOfPkcs12(pkcs12, password);
+}
+
+std::optional<std::string> ZQMCryptography::rsaEncryptString(std::string_view text) const {
+  const auto encrypted = rsaEncryptData(toBytes(text));
+  return encrypted ? std::optional(toBase64(*encrypted)) : std::nullopt;
+}
+
+std::optional<Bytes> ZQMCryptography::rsaEncryptData(const Bytes& data) const {
+  const OpenSslScope openSsl;
+  if (!openSsl || !publicKey_) return std::nullopt;
+  const auto context = publicKey_->newContext();
+  if (EVP_PKEY_encrypt_init(context.get()) != 1 ||
+      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1) {
+    return std::nullopt;
+  }
+  const std::size_t blockSize = publicKey_->blockSize();
+  return runOverChunks(context.get(), EVP_PKEY_encrypt, data, blockSize - kPaddingSize, blockSize,
+                       appendBlock);
+}
+
+std::optional<std::string> ZQMCryptography::rsaDecryptString(std::string_view base64) const {
+  const auto encrypted = fromBase64(base64);
+  if (!encrypted) return std::nullopt;
+  const auto decrypted = rsaDecryptData(*encrypted);
+  return decrypted ? utf8Text(*decrypted) : std::nullopt;
+}
+
+std::optional<Bytes> ZQMCryptography::rsaDecryptData(const Bytes& data) const {
+  const OpenSslScope openSsl;
+  if (!openSsl || !privateKey_) return std::nullopt;
+  const auto context = privateKey_->newContext();
+  if (EVP_PKEY_decrypt_init(context.get()) != 1 ||
+      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING) != 1) {
+    return std::nullopt;
+  }
+  // A shorter last chunk is a smaller number, nothing worse.
+  const std::size_t blockSize = privateKey_->blockSize();
+  return runOverChunks(context.get(), EVP_PKEY_decrypt, data, blockSize, blockSize, appendPayload);
+}
+
+bool ZQMCryptography::rsaSHA1VerifyData(const Bytes& data, const Bytes& signature) const {
+  const OpenSslScope openSsl;
+  if (!openSsl || !publicKey_ || signature.size() < publicKey_->blockSize()) return false;
+  const Bytes sha1 = digest("SHA1", asText(data));
+  const DigestPtr method(EVP_MD_fetch(openSslContext(), "SHA1", nullptr));
+  const auto context = publicKey_->newContext();
+  return EVP_PKEY_verify_init(context.get()) == 1 &&
+         EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
+         EVP_PKEY_CTX_set_signature_md(context.get(), method.get()) == 1 &&
+         EVP_PKEY_verify(context.get(), signature.data(), publicKey_->blockSize(), sha1.data(),
+                         sha1.size()) == 1;
+}
+
+std::string ZQMCryptography::MD5(std::string_view text) {
+  return hexDigest("MD5", text.substr(0, text.find('\0')));
+}
+
+std::string ZQMCryptography::SHA1(std::string_view text) { return hexDigestOfUnits("SHA1", text); }
+
+std::string ZQMCryptography::SHA224(std::string_view text) {
+  return hexDigestOfUnits("SHA224", text);
+}
+
+std::string ZQMCryptography::SHA256(std::string_view text) {
+  return hexDigestOfUnits("SHA256", text);
+}
+
+std::string ZQMCryptography::SHA384(std::string_view text) {
+  return hexDigestOfUnits("SHA384", text);
+}
+
+std::string ZQMCryptography::SHA512(std::string_view text) {
+  return hexDigestOfUnits("SHA512", text);
+}
+
+}  // namespace zqm
