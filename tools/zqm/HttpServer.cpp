@@ -130,8 +130,9 @@ struct HttpServer::Impl {
     std::thread thread;
   };
 
-  explicit Impl(Handler replyHandler)
-      : handler(std::move(replyHandler)), acceptor(io, {asio::ip::address_v4::loopback(), 0}) {}
+  Impl(Handler replyHandler, std::uint16_t wantedPort)
+      : handler(std::move(replyHandler)),
+        acceptor(io, {asio::ip::address_v4::loopback(), wantedPort}) {}
 
   void start() {
     port = acceptor.local_endpoint().port();
@@ -308,12 +309,13 @@ struct HttpServer::Impl {
   std::list<Connection> connections;
 };
 
-HttpServer::HttpServer(Handler handler) : impl_(std::make_unique<Impl>(std::move(handler))) {
+HttpServer::HttpServer(Handler handler, std::uint16_t port)
+    : impl_(std::make_unique<Impl>(std::move(handler), port)) {
   impl_->start();
 }
 
 HttpServer::HttpServer(Handler handler, const TlsFiles& files)
-    : impl_(std::make_unique<Impl>(std::move(handler))) {
+    : impl_(std::make_unique<Impl>(std::move(handler), 0)) {
   impl_->tls = std::make_unique<asio::ssl::context>(asio::ssl::context::tls_server);
   impl_->tls->use_certificate_chain_file(files.certificatePath);
   impl_->tls->use_private_key_file(files.privateKeyPath, asio::ssl::context::pem);

@@ -69,15 +69,15 @@ struct TlsFiles {
   std::string privateKeyPath;
 };
 
-// Listens on an ephemeral port of 127.0.0.1 from construction to destruction. Each connection has
-// a thread of its own, so a handler may block and must be thread-safe; one that throws answers
-// 500. The destructor waits for handlers under way. The constructors throw when there is no port
-// or a file cannot be used.
+// Listens on a port of 127.0.0.1 (0: an ephemeral one) from construction to destruction. Each
+// connection has a thread of its own, so a handler may block and must be thread-safe; one that
+// throws answers 500. The destructor waits for handlers under way. The constructors throw when
+// there is no port or a file cannot be used.
 class HttpServer {
  public:
   using Handler = std::function<ServerReply(const ServerRequest&)>;
 
-  explicit HttpServer(Handler handler);
+  explicit HttpServer(Handler handler, std::uint16_t port = 0);
   HttpServer(Handler handler, const TlsFiles& files);
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;
