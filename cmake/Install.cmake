@@ -3,9 +3,6 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-# Headers of one library behind its own file; a host neither needs them nor has that library.
-set(ZQM_PRIVATE_HEADERS crypto/OpenSsl.h)
-
 set_target_properties(zqm_static PROPERTIES EXPORT_NAME core_static)
 foreach(kind shared static)
   install(TARGETS zqm_${kind} EXPORT zqm_${kind}
@@ -15,11 +12,12 @@ foreach(kind shared static)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm)
 endforeach()
 
-foreach(header IN LISTS ZQM_PRIVATE_HEADERS)
-  list(APPEND excluded PATTERN ${header} EXCLUDE)
-endforeach()
+# What hosts, kit modules and ports of the platform use: the ground and every class of the library's
+# name. Other headers belong to the sources beside them, and some need a library that a host lacks.
 install(DIRECTORY zqm DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" ${excluded})
+  FILES_MATCHING
+    REGEX "/zqm/(zqm|(base|platform|util|model)/[^/]+|[^/]+/ZQM[^/]+|platform/linux/LinuxPlatform)\\.h$"
+    REGEX "/(OpenSslGate|Icu)\\.h$" EXCLUDE)
 
 configure_package_config_file(cmake/zqm-config.cmake.in zqm-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm
