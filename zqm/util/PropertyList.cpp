@@ -1,0 +1,226 @@
+// Property lists by libplist. Its readers see only what the guards found sound.
+#include "zqm/util/PropertyList.h"
+
+#include <locale.h>
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <limits>
+#include <memory>
+
+#include "zqm/util/PropertyListGuard.h"
+#include "zqm/util/Strings.h"
+
+namespace zqm {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+struct NodeDeleter {
+  void operator()(plist_t node) const { plist_free(node); }
+};
+using Node = std::unique_ptr<void, NodeDeleter>;
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
+
+class Writer {
+ public:
+  // A null pointer for what no property list can hold.
+  Node write(const Value& value, std::uint64_t depth) {
+    if (!size_.add({1, 0})) return nullptr;
+    if (const std::string* text = value.text()) {
+      return Node(holds(*text) ? plist_new_string(text->c_str()) : nullptr);
+    }
+    if (const Bytes* bytes = value.bytes()) return write(*bytes);
+    if (const auto integer = value.integer()) {
+      return Node(plist_new_uint(static_cast<std::uint64_t>(*integer)));
+    }
+    if (const auto real = value.real()) return Node(plist_new_real(*real));
+    if (const auto boolean = value.boolean()) return Node(plist_new_bool(*boolean ? 1 : 0));
+    if (const auto date = value.date()) return write(*date);
+    if (depth >= PropertyListSize::kMaximumDepth) return nullptr;
+    if (const List* list = value.list()) return write(*list, depth);
+    if (const Dictionary* dictionary = value.dictionary()) return write(*dictionary, depth);
+    return nullptr;
+  }
+
+ private:
+  // A text ends at a zero byte, and an invalid one disappears from the file.
+  bool holds(const std::string& text) {
+    return text.find('\0') == std::string::npos && isValidUtf8(text) && size_.add({0, text.size()});
+  }
+
+  Node write(const Bytes& bytes) {
+    if (!size_.add({0, bytes.size()})) return nullptr;
+    const std::string_view content = asText(bytes);
+    return Node(plist_new_data(content.empty() ? "" : content.data(), content.size()));
+  }
+
+  static Node write(Date date) {
+    if (date <= kPropertyListEpoch - kReach || date >= kPropertyListEpoch + kReach) return nullptr;
+    const auto distance = date - kPropertyListEpoch;
+    const auto whole = std::chrono::duration_cast<seconds>(distance);
+    return Node(plist_new_date(static_cast<std::int32_t>(whole.count()),
+                               static_cast<std::int32_t>(microseconds(distance - whole).count())));
+  }
+
+  Node write(const List& list, std::uint64_t depth) {
+    Node whole(plist_new_array());
+    for (const Value& element : list) {
+      Node part = write(element, depth + 1);
+      if (!part) return nullptr;
+      plist_array_append_item(whole.get(), part.release());
+    }
+    return whole;
+  }
+
+  Node write(const Dictionary& dictionary, std::uint64_t depth) {
+    Node whole(plist_new_dict());
+    for (const auto& [key, value] : dictionary) {
+      Node part = write(value, depth + 1);
+      if (!part || !holds(key) || !size_.add({1, 0})) return nullptr;
+      plist_dict_set_item(whole.get(), key.c_str(), part.release());
+    }
+    return whole;
+  }
+
+  static constexpr seconds kReach{std::numeric_limits<std::int32_t>::max()};
+  PropertyListSize size_;
+};
+
+// The parts have no common sign: the seconds carry it, and where they are 0 it is lost.
+Date readDate(plist_t node) {
+  std::int32_t whole = 0;
+  std::int32_t fraction = 0;
+  plist_get_date_val(node, &whole, &fraction);
+  const auto rest = std::chrono::round<milliseconds>(microseconds(fraction));
+  const auto negated = microseconds(-rest).count();
+  const Node before(plist_new_date(0, static_cast<std::int32_t>(negated)));
+  const bool negative = whole < 0 || (whole == 0 && plist_compare_node_value(node, before.get()));
+  return kPropertyListEpoch + seconds(whole) + (negative ? -rest : rest);
+}
+
+std::optional<Value> read(plist_t node);
+
+std::optional<Value> readText(plist_t node) {
+  std::uint64_t size = 0;
+  const char* text = plist_get_string_ptr(node, &size);
+  const std::string_view whole(text, size);
+  return isValidUtf8(whole) ? std::optional<Value>(whole) : std::nullopt;
+}
+
+std::optional<Value> readList(plist_t node) {
+  plist_array_iter iterator = nullptr;
+  plist_array_new_iter(node, &iterator);
+  const std::unique_ptr<void, Free> owned(iterator);
+  List list;
+  list.reserve(plist_array_get_size(node));
+  for (;;) {
+    plist_t element = nullptr;
+    plist_array_next_item(node, iterator, &element);
+    if (!element) return Value(std::move(list));
+    auto value = read(element);
+    if (!value) return std::nullopt;
+    list.push_back(std::move(*value));
+  }
+}
+
+std::optional<Value> readDictionary(plist_t node) {
+  plist_dict_iter iterator = nullptr;
+  plist_dict_new_iter(node, &iterator);
+  const std::unique_ptr<void, Free> owned(iterator);
+  Dictionary dictionary;
+  for (;;) {
+    char* key = nullptr;
+    plist_t element = nullptr;
+    plist_dict_next_item(node, iterator, &key, &element);
+    const std::unique_ptr<char, Free> ownedKey(key);
+    if (!element) return Value(std::move(dictionary));
+    auto value = read(element);
+    if (!value || !key || !isValidUtf8(key)) return std::nullopt;
+    dictionary.set(key, std::move(*value));
+  }
+}
+
+std::optional<Value> read(plist_t node) {
+  std::uint64_t number = 0;
+  std::uint8_t boolean = 0;
+  double real = 0;
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN:
+      plist_get_bool_val(node, &boolean);
+      return Value(boolean != 0);
+    case PLIST_UINT:
+      plist_get_uint_val(node, &number);
+      return Value(static_cast<std::int64_t>(number));
+    case PLIST_REAL:
+      plist_get_real_val(node, &real);
+      return Value(real);
+    case PLIST_STRING:
+      return readText(node);
+    case PLIST_ARRAY:
+      return readList(node);
+    case PLIST_DICT:
+      return readDictionary(node);
+    case PLIST_DATE:
+      return Value(readDate(node));
+    case PLIST_DATA: {
+      const char* data = plist_get_data_ptr(node, &number);
+      return Value(toBytes({data, number}));
+    }
+    default:
+      return std::nullopt;
+  }
+}
+
+// The library reads a number of an XML file by the thread's locale.
+class PointAsDecimal {
+ public:
+  PointAsDecimal() {
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    before_ = uselocale(plain);
+  }
+  ~PointAsDecimal() { uselocale(before_); }
+  PointAsDecimal(const PointAsDecimal&) = delete;
+  PointAsDecimal& operator=(const PointAsDecimal&) = delete;
+
+ private:
+  locale_t before_;
+};
+
+Node parsed(const Bytes& bytes) {
+  const std::string_view text = asText(bytes);
+  const auto size = static_cast<std::uint32_t>(text.size());
+  plist_t node = nullptr;
+  if (text.starts_with("bplist00")) {
+    if (isSoundBinaryPropertyList(bytes)) plist_from_bin(text.data(), size, &node);
+  } else if (isSoundXmlPropertyList(text)) {
+    const PointAsDecimal decimal;
+    plist_from_xml(text.data(), size, &node);
+  }
+  return Node(node);
+}
+
+}  // namespace
+
+std::optional<Bytes> writePropertyList(const Value& value) {
+  const Node node = Writer().write(value, 0);
+  if (!node) return std::nullopt;
+  char* file = nullptr;
+  std::uint32_t size = 0;
+  plist_to_bin(node.get(), &file, &size);
+  const std::unique_ptr<char, Free> owned(file);
+  return file ? std::optional(toBytes({file, size})) : std::nullopt;
+}
+
+Value readPropertyList(const Bytes& bytes) {
+  const Node node = parsed(bytes);
+  if (!node) return {};
+  return read(node.get()).value_or(Value());
+}
+
+}  // namespace zqm
