@@ -95,10 +95,11 @@ std::string headOf(const ServerReply& reply) {
   } else if (hasBody && !hasHeader(reply, "Content-Length") &&
              !hasHeader(reply, "Transfer-Encoding")) {
     const bool tooLong = reply.misbehaviour == Misbehaviour::tooLong;
-    head += "Content-Length: " + std::to_string(reply.body.size() + (tooLong ? 1 : 0)) + "\r\n";
+    const std::size_t length = reply.body.size() + (tooLong ? 1 : 0);
+    head.append("Content-Length: ").append(std::to_string(length)).append("\r\n");
   }
   if (reply.misbehaviour == Misbehaviour::hugeHeader) {
-    head += "X-Huge: " + std::string(kHugeHeader, 'h') + "\r\n";
+    head.append("X-Huge: ").append(kHugeHeader, 'h').append("\r\n");
   }
   return head + "\r\n";
 }
@@ -328,8 +329,7 @@ std::uint16_t HttpServer::port() const { return impl_->port; }
 
 std::string HttpServer::url(std::string_view path) const {
   std::string url = impl_->tls ? "https" : "http";
-  url += "://127.0.0.1:" + std::to_string(impl_->port);
-  return url.append(path);
+  return url.append("://127.0.0.1:").append(std::to_string(impl_->port)).append(path);
 }
 
 std::vector<ServerRequest> HttpServer::requests() const {

@@ -1,0 +1,31 @@
+// The HTTP transport for Linux, on libcurl.
+#pragma once
+
+#include <memory>
+
+#include "zqm/platform/Http.h"
+#include "zqm/platform/linux/CurlHttpError.h"
+#include "zqm/platform/linux/CurlHttpOptions.h"
+
+namespace zqm {
+
+class CurlHttpLoop;
+
+// Does the I/O of all requests on one thread. Destruction waits for nothing: what is in flight
+// completes with an error.
+class CurlHttp : public Http {
+ public:
+  explicit CurlHttp(CurlHttpOptions options);
+  ~CurlHttp() override;
+  CurlHttp(const CurlHttp&) = delete;
+  CurlHttp& operator=(const CurlHttp&) = delete;
+
+  void send(HttpRequest request, std::function<void(HttpExchange)> completion) override;
+  void download(HttpRequest request, std::function<void(HttpDownload)> completion) override;
+
+ private:
+  const std::shared_ptr<const CurlHttpOptions> options_;
+  const std::shared_ptr<CurlHttpLoop> loop_;
+};
+
+}  // namespace zqm

@@ -1,0 +1,197 @@
+// The loop over libcurl's multi interface.
+#include "zqm/platform/linux/CurlHttpLoop.h"
+
+#include <algorithm>
+#include <limits>
+#include <thread>
+
+#include "zqm/base/Exception.h"
+#include "zqm/platform/OpenSslGate.h"
+#include "zqm/platform/linux/CurlHttpError.h"
+
+namespace zqm {
+namespace {
+
+using Clock = CurlHttpDeadline::Clock;
+
+constexpr std::size_t kCompletionThreads = 64;
+// So that a server that does not answer takes neither all descriptors of the host nor the
+// connections of the other servers.
+constexpr long kConnections = 128;
+constexpr long kConnectionsOfOneServer = 32;
+// After a poll that could not wait.
+constexpr std::chrono::milliseconds kFailedPollPause{20};
+
+// Never undone: the host, or another library in it, may be using libcurl too.
+void initialiseLibcurl() {
+  static const CURLcode once = curl_global_init(CURL_GLOBAL_DEFAULT);
+  static_cast<void>(once);
+}
+
+int pollTime(Clock::duration wait) {
+  // Rounded up, so that nothing is polled for again just before its time.
+  const auto time = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
+  return static_cast<int>(std::clamp<std::int64_t>(time, 0, std::numeric_limits<int>::max()));
+}
+
+}  // namespace
+
+CurlHttpLoop::CurlHttpLoop(std::chrono::milliseconds idleTime)
+    : idleTime_(idleTime), completions_("zqm-completion", kCompletionThreads) {}
+
+CurlHttpLoop::~CurlHttpLoop() {
+  CURLM* const multi = multi_;
+  if (!multi) return;
+  const OpenSslGate gate;
+  if (gate) curl_multi_cleanup(multi);
+}
+
+void CurlHttpLoop::submit(std::unique_ptr<CurlHttpTransfer> transfer) {
+  {
+    const MutexLock lock(mutex_);
+    incoming_.push_back(std::move(transfer));
+    if (std::exchange(running_, true)) return wake();
+  }
+  if (!startThread("zqm-http", [self = shared_from_this()] { self->run(); })) refuse();
+}
+
+void CurlHttpLoop::close() {
+  const MutexLock lock(mutex_);
+  closing_ = true;
+  wake();
+}
+
+void CurlHttpLoop::wake() {
+  if (CURLM* const multi = multi_) curl_multi_wakeup(multi);
+}
+
+void CurlHttpLoop::refuse() {
+  Transfers refused;
+  {
+    const MutexLock lock(mutex_);
+    refused.swap(incoming_);
+    running_ = false;
+  }
+  for (auto& transfer : refused) {
+    transfer->abandon(transportError(httpError::kNoThread, "The system has no thread left."));
+    complete(std::move(transfer));
+  }
+}
+
+void CurlHttpLoop::complete(std::unique_ptr<CurlHttpTransfer> transfer) {
+  completions_.submit([shared = std::shared_ptr(std::move(transfer))] {
+    // A callback that throws has reported it by itself: nobody else knows what it was for.
+    guarded([&] { shared->complete(); }, [](const Exception&) {});
+  });
+}
+
+void CurlHttpLoop::run() {
+  if (!multi_) makeMulti();
+  bool busy = true;
+  Transfers taken;
+  while (takeIncoming(taken, busy)) {
+    start(std::exchange(taken, {}));
+    perform();
+    const auto now = Clock::now();
+    end(curlError(CURLE_OPERATION_TIMEDOUT),
+        [now](const CurlHttpTransfer& transfer) { return transfer.deadline() <= now; });
+    busy = poll();
+  }
+  const Error closed = transportError(httpError::kClosed, "The transport was closed.");
+  end(closed, [](const CurlHttpTransfer&) { return true; });
+  for (auto& transfer : taken) {
+    transfer->abandon(closed);
+    complete(std::move(transfer));
+  }
+}
+
+void CurlHttpLoop::makeMulti() {
+  const OpenSslGate gate;
+  initialiseLibcurl();
+  CURLM* const multi = curl_multi_init();
+  curl_multi_setopt(multi, CURLMOPT_MAX_TOTAL_CONNECTIONS, kConnections);
+  curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, kConnectionsOfOneServer);
+  multi_ = multi;
+}
+
+// False when the thread is to go.
+bool CurlHttpLoop::takeIncoming(Transfers& taken, bool busy) {
+  const MutexLock lock(mutex_);
+  taken.swap(incoming_);
+  if (!closing_ && (busy || !taken.empty())) return true;
+  running_ = false;
+  return false;
+}
+
+void CurlHttpLoop::start(Transfers transfers) {
+  Transfers ended;
+  {
+    const OpenSslGate gate;
+    for (auto& transfer : transfers) {
+      if (!transfer->start() || !add(transfer)) ended.push_back(std::move(transfer));
+    }
+  }
+  for (auto& transfer : ended) complete(std::move(transfer));
+}
+
+// False when libcurl does not take the transfer, which then has that error.
+bool CurlHttpLoop::add(std::unique_ptr<CurlHttpTransfer>& transfer) {
+  CURL* const handle = transfer->handle();
+  if (curl_multi_add_handle(multi_, handle) != CURLM_OK) {
+    transfer->abandon(curlError(CURLE_FAILED_INIT));
+    return false;
+  }
+  active_[handle] = std::move(transfer);
+  return true;
+}
+
+void CurlHttpLoop::perform() {
+  Transfers ended;
+  {
+    const OpenSslGate gate;
+    int count = 0;
+    curl_multi_perform(multi_, &count);
+    while (const CURLMsg* const message = curl_multi_info_read(multi_, &count)) {
+      const auto found = active_.find(message->easy_handle);
+      if (message->msg != CURLMSG_DONE || found == active_.end()) continue;
+      const CURLcode result = message->data.result;
+      auto transfer = std::move(found->second);
+      active_.erase(found);
+      curl_multi_remove_handle(multi_, transfer->handle());
+      if (!transfer->proceed(result) || !add(transfer)) ended.push_back(std::move(transfer));
+    }
+  }
+  for (auto& transfer : ended) complete(std::move(transfer));
+}
+
+void CurlHttpLoop::end(const Error& error,
+                       const std::function<bool(const CurlHttpTransfer&)>& chosen) {
+  Transfers ended;
+  {
+    const OpenSslGate gate;
+    for (auto each = active_.begin(); each != active_.end();) {
+      const auto current = each++;
+      if (!chosen(*current->second)) continue;
+      curl_multi_remove_handle(multi_, current->first);
+      current->second->abandon(error);
+      ended.push_back(std::move(current->second));
+      active_.erase(current);
+    }
+  }
+  for (auto& transfer : ended) complete(std::move(transfer));
+}
+
+// False when there was nothing to wait for, or when it came to nothing.
+bool CurlHttpLoop::poll() {
+  const auto began = Clock::now();
+  auto until = began + idleTime_;
+  if (!active_.empty()) {
+    const auto deadline = [](const auto& each) { return each.second->deadline(); };
+    until = deadline(*std::ranges::min_element(active_, {}, deadline));
+  }
+  const CURLMcode result = curl_multi_poll(multi_, nullptr, 0, pollTime(until - began), nullptr);
+  if (result != CURLM_OK) std::this_thread::sleep_for(kFailedPollPause);
+  return !active_.empty() || (result == CURLM_OK && Clock::now() < until);
+}
+
+}  // namespace zqm

@@ -1,0 +1,62 @@
+// Where the body of an answer goes, and who hears of the outcome. Private to the transport.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "zqm/platform/Http.h"
+
+namespace zqm {
+
+class CurlHttpReceiver {
+ public:
+  virtual ~CurlHttpReceiver() = default;
+  // Drops what has arrived: another answer begins. Like append(), on the I/O thread.
+  virtual std::optional<Error> begin() = 0;
+  virtual std::optional<Error> append(std::string_view data) = 0;
+  // Once, on a completion thread, with a response or an error. May throw what the callback
+  // throws.
+  virtual void complete(std::optional<HttpResponse> response, std::optional<Error> error) = 0;
+};
+
+// Keeps a body of up to `limit` bytes in memory.
+class CurlBodyReceiver : public CurlHttpReceiver {
+ public:
+  CurlBodyReceiver(std::uint64_t limit, std::function<void(HttpExchange)> completion);
+
+  std::optional<Error> begin() override;
+  std::optional<Error> append(std::string_view data) override;
+  void complete(std::optional<HttpResponse> response, std::optional<Error> error) override;
+
+ private:
+  const std::uint64_t limit_;
+  const std::function<void(HttpExchange)> completion_;
+  Bytes body_;
+};
+
+// Writes the body to a new file of mode 0600, which is removed with the receiver.
+class CurlFileReceiver : public CurlHttpReceiver {
+ public:
+  CurlFileReceiver(std::string directory, std::function<void(HttpDownload)> completion);
+  ~CurlFileReceiver() override;
+  CurlFileReceiver(const CurlFileReceiver&) = delete;
+  CurlFileReceiver& operator=(const CurlFileReceiver&) = delete;
+
+  std::optional<Error> begin() override;
+  std::optional<Error> append(std::string_view data) override;
+  void complete(std::optional<HttpResponse> response, std::optional<Error> error) override;
+
+ private:
+  bool closeFile();
+
+  const std::string directory_;
+  const std::function<void(HttpDownload)> completion_;
+  // Empty until the file is there.
+  std::string path_;
+  int descriptor_ = -1;
+};
+
+}  // namespace zqm

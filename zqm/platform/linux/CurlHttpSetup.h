@@ -1,0 +1,39 @@
+// What a handle of libcurl is told. Private to the transport.
+#pragma once
+
+#include <curl/curl.h>
+
+#include "zqm/platform/Http.h"
+#include "zqm/platform/linux/CurlHttpOptions.h"
+
+namespace zqm {
+
+// Sets options and keeps the first failure.
+class CurlHttpSetup {
+ public:
+  explicit CurlHttpSetup(CURL* handle) : handle_(handle) {}
+
+  // Everything that is the same for every request: protocols, ephemeral connections, verification
+  // and proxy.
+  void setTransport(const CurlHttpOptions& options);
+  // Method and body; the latter must outlive the handle.
+  void setMethod(const HttpRequest& request);
+
+  void set(CURLoption option, long value) { note(curl_easy_setopt(handle_, option, value)); }
+  template <class T>
+  void set(CURLoption option, T* value) {
+    note(curl_easy_setopt(handle_, option, value));
+  }
+
+  CURLcode result() const { return result_; }
+
+ private:
+  void note(CURLcode code) {
+    if (result_ == CURLE_OK) result_ = code;
+  }
+
+  CURL* const handle_;
+  CURLcode result_ = CURLE_OK;
+};
+
+}  // namespace zqm
