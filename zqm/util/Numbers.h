@@ -13,7 +13,8 @@ namespace zqm {
 // integer where it is one of 64 bits, otherwise a double. None for anything else.
 std::optional<Value> parseDecimal(std::string_view text);
 
-// At most two fraction digits and no trailing zeros, with a point in every locale.
+// At most two fraction digits and no trailing zeros, with a point in every locale; "0" for what is
+// not finite.
 std::string formatSeconds(double seconds);
 
 }  // namespace zqm
