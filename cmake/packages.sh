@@ -4,7 +4,7 @@
 
 # To build the library with its tools, examples and tests, and to run them.
 ZQM_PACKAGES=(g++ cmake ninja-build pkg-config ccache libcurl4-openssl-dev libssl-dev libicu-dev
-  nlohmann-json3-dev libplist-dev libboost-dev libgtest-dev)
+  nlohmann-json3-dev libplist-dev libboost-dev libgtest-dev locales)
 # The second compiler, and the checks of format, lint and scripts.
 ZQM_CHECK_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 shellcheck)
 # To run the benchmarks.
@@ -51,13 +51,18 @@ install_packages() {
   rm -f "$log"
 }
 
+# Makes a directory for what is built.
+make_directory() {
+  if ! mkdir -p "$1" 2>/dev/null || ! [[ -w $1 ]]; then
+    fail "$1 cannot be written to; if another user built here, remove build/ as that user."
+  fi
+}
+
 # build_preset PRESET TARGET [OPTION-OF-CMAKE...]: configures and builds with the compiler cache.
 build_preset() {
   local -r preset=$1 target=$2 dir=build/$1
   shift 2
-  if ! mkdir -p "$dir" 2>/dev/null || ! [[ -w $dir ]]; then
-    fail "$dir cannot be written to; if another user built here, remove build/ as that user."
-  fi
+  make_directory "$dir"
   # With paths taken relative to the tree, a second clone of it finds its objects in the cache.
   export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
   if ! cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@" \
