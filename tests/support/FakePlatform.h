@@ -7,11 +7,19 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "zqm/base/WorkerPool.h"
 #include "zqm/platform/Process.h"
+
+namespace zqm {
+
+// How a failed expectation shows a value.
+inline void PrintTo(const Value& value, std::ostream* out) { *out << value.textForm(); }
+
+}  // namespace zqm
 
 namespace zqm::testing {
 
@@ -322,6 +330,8 @@ struct Fakes {
 
   Fakes() {
     packages->files = files;
+    // An ordinary application cannot write outside its directories.
+    systemFiles->readOnly = true;
     packages->main = Package{"/app",
                              {{"CFBundleIdentifier", "org.example.host"},
                               {"CFBundleShortVersionString", "3.1"},

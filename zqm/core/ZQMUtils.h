@@ -10,16 +10,12 @@
 
 namespace zqm {
 
-// The library's own package.
-inline constexpr std::string_view kOwnPackageIdentifier = "org.zqm.core";
-
 class ZQM_EXPORT ZQMUtils {
  public:
   // Resources. The property list of the host's main package, or of the package with an identifier;
   // throws "FileNotFoundException" where there is no readable dictionary of that name.
   static Dictionary loadPlistWithPlistName(std::string_view plistName);
-  static Dictionary loadPlistWithPlistName(std::string_view plistName,
-                                           std::string_view bundleName);
+  static Dictionary loadPlistWithPlistName(std::string_view plistName, std::string_view bundleName);
   // The full path of a resource of the library's own package, or none.
   static std::optional<std::string> loadFileResource(std::string_view name, std::string_view type);
 

@@ -104,9 +104,8 @@ class Record : public ZQMObjectModel {
   }
 
   void encodeWithCoder(Coder& coder) const {
-    R::fields(static_cast<const R&>(*this), [&](std::string_view key, const auto& member) {
-      field::encode(coder, key, member);
-    });
+    R::fields(static_cast<const R&>(*this),
+              [&](std::string_view key, const auto& member) { field::encode(coder, key, member); });
   }
 
   static R initWithCoder(const Coder& coder) {

@@ -1,0 +1,105 @@
+// The store of records.
+#include "zqm/model/ZQMDatabase.h"
+
+#include "tests/support/FakePlatform.h"
+#include "zqm/base/Exception.h"
+#include "zqm/core/ZQMUserModel.h"
+#include "zqm/model/Record.h"
+#include "zqm/util/PropertyList.h"
+
+namespace zqm {
+namespace {
+
+// Named as the class whose saves have a side copy.
+struct Queue : Record<Queue> {
+  static constexpr std::string_view kClassName = "ZQMQueueModel";
+  Text data;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit visit) {
+    visit("data", self.data);
+  }
+};
+
+class DatabaseTest : public zqm::testing::Fixture {
+ protected:
+  static ZQMUserModel user(const Text& euid) {
+    ZQMUserModel model;
+    model.euid = euid;
+    return model;
+  }
+};
+
+TEST_F(DatabaseTest, OneRecordReplacesAListAndTheOtherWayRound) {
+  EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(std::vector{user("a"), user("b")}));
+  const auto list = ZQMDatabase::readObject<ZQMUserModel>();
+  ASSERT_EQ(std::get<std::vector<ZQMUserModel>>(list).size(), 2U);
+  EXPECT_EQ(std::get<std::vector<ZQMUserModel>>(list)[1].euid, Text("b"));
+  EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
+
+  EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("c")));
+  relaunch();
+  EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("c"));
+  ZQMDatabase::remove<ZQMUserModel>();
+  ZQMDatabase::remove<ZQMUserModel>();
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(ZQMDatabase::readObject<ZQMUserModel>()));
+}
+
+TEST_F(DatabaseTest, WhatCannotBeSavedLeavesTheOldFile) {
+  ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("kept")));
+  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(Value()));
+  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user(Value::Null())));
+  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("bad \xff utf-8")));
+  EXPECT_THROW(ZQMDatabase::saveObject<ZQMUserModel>(List{1}), Exception);
+  fakes.files->readOnly = true;
+  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("new")));
+  // The failed conversion above has released the lock for other threads, too.
+  std::thread([this] {
+    const Process::Scope bound(*process);
+    EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("kept"));
+  }).join();
+}
+
+TEST_F(DatabaseTest, QueueAloneHasASideCopyThatRemovalLeaves) {
+  Queue queue;
+  queue.data = List{Dictionary{{"data", Bytes{0, 0xff, 0}}, {"url", ""}}};
+  ASSERT_TRUE(ZQMDatabase::saveObject<Queue>(queue));
+  ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
+  const auto copy = fakes.files->read("/documents/ZQMQueueModel.plist");
+  EXPECT_EQ(copy, fakes.files->read(storedPath("ZQMQueueModel")));
+  EXPECT_EQ(readPropertyList(copy.value()), Value(queue.toDictionary()));
+  EXPECT_FALSE(fakes.files->exists("/documents/ZQMUserModel.plist"));
+  ZQMDatabase::remove<Queue>();
+  EXPECT_FALSE(ZQMDatabase::readRecord<Queue>().has_value());
+  EXPECT_TRUE(fakes.files->exists("/documents/ZQMQueueModel.plist"));
+}
+
+TEST_F(DatabaseTest, DamagedFilesReadAsNone) {
+  ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
+  const Bytes whole = fakes.files->read(storedPath("ZQMUserModel")).value();
+  const Bytes half(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
+  for (const Bytes& content : {Bytes(), half, toBytes("bplist00"), toBytes("text"),
+                               writePropertyList("a text root").value()}) {
+    fakes.files->put(storedPath("ZQMUserModel"), content);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(ZQMDatabase::readObject<ZQMUserModel>()));
+  }
+  fakes.files->put(storedPath("ZQMUserModel"),
+                   writePropertyList(List{5, Dictionary{{"euid", 7}}}).value());
+  const auto list = ZQMDatabase::readObject<ZQMUserModel>();
+  ASSERT_EQ(std::get<std::vector<ZQMUserModel>>(list).size(), 1U);
+  EXPECT_EQ(std::get<std::vector<ZQMUserModel>>(list)[0].euid, Text(7));
+}
+
+TEST_F(DatabaseTest, WithoutAContainerNothingIsWrittenButTheSideCopyOfTheQueue) {
+  fakes.packages->main->info.set("NSGroupIdentifier", Value());
+  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
+  EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
+  Queue queue;
+  queue.data = "x";
+  EXPECT_FALSE(ZQMDatabase::saveObject<Queue>(queue));
+  EXPECT_EQ(fakes.files->written, std::vector<std::string>{"/documents/ZQMQueueModel.plist"});
+  EXPECT_EQ(fakes.systemLog->lines.size(), 3U);
+}
+
+}  // namespace
+}  // namespace zqm

@@ -1,0 +1,92 @@
+// Whether a start request is due.
+#include "zqm/core/StartDecision.h"
+
+#include "zqm/util/Date.h"
+#include "zqm/util/Strings.h"
+
+namespace zqm {
+namespace {
+
+// A missing advertising identifier counts as an empty one: there is nothing to send.
+bool isMissing(const Text& advertisingId) { return !isNotEmpty(advertisingId); }
+
+bool equal(const Text& left, const Text& right) { return left.isPresent() && left == right; }
+
+// What makes a request due for this record, or why none is. An application identifier that
+// changed is no reason by itself: it reaches the record through `setAppId`, which makes the next
+// start due.
+StartReason reasonFor(const ZQMUserModel& user, const Text& advertisingId,
+                      const StartFacts& facts) {
+  if (!user.startedDate) return StartReason::neverAttempted;
+  if (!user.started) {
+    return lessThanDate(addDay(*user.startedDate, 1), facts.now) ? StartReason::lastAttemptADayAgo
+                                                                 : StartReason::attemptedWithinADay;
+  }
+  if (!equal(user.advertisingId, advertisingId)) return StartReason::advertisingIdChanged;
+  if (!equal(user.startedSdkVersion, facts.sdkVersion)) return StartReason::sdkVersionChanged;
+  if (!equal(user.startedAppVersion, facts.appVersion)) return StartReason::appVersionChanged;
+  return StartReason::accepted;
+}
+
+}  // namespace
+
+StartDecision startDecision(const StartFacts& facts) {
+  using Outcome = StartDecision::Outcome;
+  StartDecision decision;
+  decision.advertisingId = facts.deviceAdvertisingId;
+  decision.appId = facts.plainAppId;
+  const bool unprotected = equal(decision.appId, facts.appId);
+  const auto impossible = [&](StartReason reason) {
+    decision.outcome = Outcome::impossible;
+    decision.reason = reason;
+    return decision;
+  };
+
+  if (!facts.user) {
+    if (isMissing(decision.advertisingId)) return impossible(StartReason::noAdvertisingId);
+    if (decision.appId.isAbsent()) return impossible(StartReason::appIdNotDecryptable);
+    decision.user.advertisingId = decision.advertisingId;
+    decision.user.appId = decision.appId;
+  } else {
+    decision.user = *facts.user;
+    if (isMissing(decision.advertisingId)) decision.advertisingId = decision.user.advertisingId;
+    if (isMissing(decision.advertisingId)) return impossible(StartReason::noAdvertisingId);
+  }
+  if (unprotected) return impossible(StartReason::appIdNotProtected);
+  if (isEmpty(decision.appId)) decision.appId = decision.user.appId;
+
+  decision.reason = reasonFor(decision.user, decision.advertisingId, facts);
+  const bool rests = decision.reason == StartReason::accepted ||
+                     decision.reason == StartReason::attemptedWithinADay;
+  decision.outcome = rests ? Outcome::notDue : Outcome::due;
+  return decision;
+}
+
+std::string describe(StartReason reason) {
+  switch (reason) {
+    case StartReason::noAdvertisingId:
+      return "the device has no advertising identifier and none is stored";
+    case StartReason::appIdNotDecryptable:
+      return "the application identifier does not decrypt with the integrator's key";
+    case StartReason::appIdNotProtected:
+      return "the application identifier was given in plain text";
+    case StartReason::accepted:
+      return "the backend accepted this advertising identifier, library version and application "
+             "version before";
+    case StartReason::attemptedWithinADay:
+      return "the last attempt was refused or failed less than a day ago";
+    case StartReason::neverAttempted:
+      return "the installation was never registered, or its registration was reset";
+    case StartReason::advertisingIdChanged:
+      return "the advertising identifier changed since the last accepted start";
+    case StartReason::sdkVersionChanged:
+      return "the library version changed since the last accepted start";
+    case StartReason::appVersionChanged:
+      return "the application version changed since the last accepted start";
+    case StartReason::lastAttemptADayAgo:
+      return "the last attempt was refused or failed a day ago or earlier";
+  }
+  return "";
+}
+
+}  // namespace zqm

@@ -1,0 +1,113 @@
+// The start check: decide, ask, record the answer, start the rest.
+#include "zqm/core/ZQMCoreRule.h"
+
+#include "zqm/base/Exception.h"
+#include "zqm/core/ZQMCoreRequest.h"
+#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/ZQMUserRule.h"
+#include "zqm/core/ZQMUtils.h"
+#include "zqm/device/ZQMDeviceInfo.h"
+#include "zqm/log/ZQMDebugInfo.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/ZQMDatabase.h"
+#include "zqm/platform/Process.h"
+#include "zqm/util/Strings.h"
+
+namespace zqm {
+namespace {
+
+PerProcess<ZQMCoreRule> shared;
+
+constexpr const char* kRefusedDomain = "Could not ask backend permission to Start service.";
+
+void report(const Exception& exception) { ZQMLogHandler::logException(exception, kCoreModule, 4); }
+
+// Throws where a value is absent: a request without an identifier must not be sent.
+Dictionary startBody(const StartDecision& decision) {
+  Dictionary body;
+  const auto put = [&](std::string_view key, const Text& value) {
+    if (value.isAbsent()) {
+      throw Exception(kInvalidArgumentException,
+                      "The start request has no value for " + std::string(key) + ".");
+    }
+    body.set(key, value);
+  };
+  put("advertisingId", decision.advertisingId);
+  put("appId", decision.appId);
+  put("platform", ZQMDeviceInfo::getPlatform());
+  put("sdkVersion", ZQMDebugInfo::getSdkVersion());
+  put("appVersion", ZQMDebugInfo::getAppVersionName());
+  return body;
+}
+
+// Every answer is recorded as an attempt, so that a refusal is asked again after a day at most.
+ZQMUserModel recordAnswer(const StartDecision& decision,
+                          const std::optional<ZQMStartResponse>& response,
+                          const std::optional<Error>& error) {
+  ZQMUserModel user = decision.user;
+  if (response && isNotEmpty(response->euid)) {
+    user.started = true;
+    user.startedSdkVersion = ZQMDebugInfo::getSdkVersion();
+    user.startedAppVersion = ZQMDebugInfo::getAppVersionName();
+    user.euid = response->euid;
+    user.advertisingId = decision.advertisingId;
+    user.appId = decision.appId;
+    ZQMDatabase::saveObject<ZQMEndpointsModel>(response->endpoints);
+  }
+  if (error) ZQMLogHandler::logError(error->rewrapped(kRefusedDomain), kCoreModule, 4);
+  ZQMDatabase::saveObject<ZQMUserModel>(user);
+  return user;
+}
+
+void ask(StartDecision decision, Date now, const std::function<void(bool)>& isStarted) {
+  decision.user.started = false;
+  decision.user.startedDate = now;
+  ZQMCoreRequest::initWithDictionary(
+      startBody(decision), [decision, isStarted](const std::optional<ZQMStartResponse>& response,
+                                                 const std::optional<Error>& error) {
+        guarded([&] { isStarted(recordAnswer(decision, response, error).started); }, report);
+      });
+}
+
+}  // namespace
+
+ZQMCoreRule& ZQMCoreRule::sharedInstance() { return *shared; }
+
+void ZQMCoreRule::startCore(const Text& appId) {
+  coreIsStarted(appId, [this](bool started) {
+    if (started) startHandlers_.run();
+    startHandlers_.clear();
+  });
+}
+
+void ZQMCoreRule::coreIsStarted(const Text& appId, std::function<void(bool)> isStarted) {
+  guarded(
+      [&] {
+        const StartFacts facts = currentStartFacts(appId);
+        const StartDecision decision = startDecision(facts);
+        if (decision.outcome == StartDecision::Outcome::due) {
+          return ask(decision, facts.now, isStarted);
+        }
+        isStarted(decision.outcome == StartDecision::Outcome::notDue && decision.user.started);
+      },
+      report);
+}
+
+void ZQMCoreRule::restartCore() {
+  ZQMUserRule::sharedInstance().resetUser();
+  // Saving nothing writes nothing: the endpoint table stays until the next accepted start.
+  ZQMDatabase::saveObject<ZQMEndpointsModel>(Value());
+  coreIsStarted(Text(), [](bool) {});
+}
+
+StartFacts currentStartFacts(const Text& appId) {
+  return {ZQMDatabase::readRecord<ZQMUserModel>(),
+          ZQMDeviceInfo::advertisingId(),
+          appId,
+          ZQMUtils::decryptoString(appId),
+          ZQMDebugInfo::getSdkVersion(),
+          ZQMDebugInfo::getAppVersionName(),
+          platform().clock->now()};
+}
+
+}  // namespace zqm

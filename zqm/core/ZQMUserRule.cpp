@@ -1,0 +1,45 @@
+// The operations on the stored user record.
+#include "zqm/core/ZQMUserRule.h"
+
+#include "zqm/core/ZQMUserModel.h"
+#include "zqm/model/ZQMDatabase.h"
+#include "zqm/platform/Process.h"
+
+namespace zqm {
+namespace {
+
+PerProcess<ZQMUserRule> shared;
+
+std::optional<ZQMUserModel> storedUser() { return ZQMDatabase::readRecord<ZQMUserModel>(); }
+
+}  // namespace
+
+ZQMUserRule& ZQMUserRule::sharedInstance() { return *shared; }
+
+bool ZQMUserRule::hasUser() const { return storedUser().has_value(); }
+
+bool ZQMUserRule::isStarted() const { return storedUser().value_or(ZQMUserModel()).started; }
+
+Text ZQMUserRule::getAppId() const { return storedUser().value_or(ZQMUserModel()).appId; }
+
+Text ZQMUserRule::getEuid() const { return storedUser().value_or(ZQMUserModel()).euid; }
+
+void ZQMUserRule::setAppId(const Text& appId) {
+  ZQMUserModel user = storedUser().value_or(ZQMUserModel());
+  if (user.appId.isPresent() && user.appId == appId) return;
+  user.appId = appId;
+  user.started = false;
+  user.startedDate.reset();
+  ZQMDatabase::saveObject<ZQMUserModel>(user);
+}
+
+void ZQMUserRule::resetUser() {
+  auto user = storedUser();
+  if (!user) return;
+  user->started = false;
+  user->startedDate.reset();
+  user->euid = Text();
+  ZQMDatabase::saveObject<ZQMUserModel>(*user);
+}
+
+}  // namespace zqm

@@ -1,0 +1,159 @@
+// Builds requests, runs them on the transport and hands the raw outcome back.
+#include "zqm/http/ZQMHttpRequest.h"
+
+#include <chrono>
+
+#include "zqm/core/ZQMCore.h"
+#include "zqm/core/ZQMUserRule.h"
+#include "zqm/core/ZQMUtils.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/platform/Process.h"
+#include "zqm/util/Encoding.h"
+
+namespace zqm {
+namespace {
+
+void reportFromCompletion(const Exception& exception) {
+  ZQMLogHandler::logException(exception, kCoreModule, 3);
+}
+
+template <class Callback, class... Args>
+void call(const Callback& callback, const Args&... args) {
+  if (callback) callback(args...);
+}
+
+// Reports of the remote log must not produce logged requests themselves; the weather service is
+// one that hosts use beside the library.
+bool isLogged(std::string_view url) {
+  return url.find("graylog") == std::string_view::npos &&
+         url.find("openweathermap") == std::string_view::npos;
+}
+
+Error statusError(std::int32_t status) {
+  return {std::string(kRequestExceptionDomain), status, {}, ""};
+}
+
+std::string lastPathComponent(std::string_view path) {
+  return std::string(path.substr(path.rfind('/') + 1));
+}
+
+void finish(const std::string& url, const HttpRequest& request, Date start,
+            const HttpExchange& exchange, const std::function<void(const ZQMHttpResult&)>& success,
+            const std::function<void(const Error&)>& error) {
+  const std::chrono::duration<double> elapsed = platform().clock->now() - start;
+  if (isLogged(url)) {
+    ZQMLogHandler::logHttpRequestToFile(url, request, exchange.response, exchange.body,
+                                        elapsed.count(), exchange.error);
+  }
+  if (exchange.error) return call(error, *exchange.error);
+  const std::int32_t status = exchange.response ? exchange.response->status : 0;
+  call(success, ZQMHttpResult{exchange.body, status});
+}
+
+// The JSON object of an answer, or the details of why there is none.
+Dictionary answerDetails(const std::optional<Bytes>& body) {
+  try {
+    return ZQMUtils::stringToDictionary(ZQMUtils::dataToString(body).value_or(""));
+  } catch (const Exception& exception) {
+    return exception.userInfo();
+  }
+}
+
+}  // namespace
+
+HttpRequest ZQMHttpRequest::setRequestWithData(std::string_view url, std::string_view method,
+                                               const std::optional<Bytes>& data) {
+  HttpRequest request;
+  request.url = url;
+  request.method = method;
+  request.headers = {{"Accept", "application/json"}, {"Content-Type", "application/json"}};
+  const ZQMUserRule& user = ZQMUserRule::sharedInstance();
+  if (const auto euid = user.getEuid().string()) request.headers.push_back({"euid", *euid, true});
+  if (const auto appId = user.getAppId().string()) {
+    request.headers.push_back({"apid", *appId, true});
+  }
+  // Bodies are text on their way: what is not UTF-8 is no body at all.
+  if (ZQMUtils::dataToString(data)) request.body = data;
+  return request;
+}
+
+std::shared_ptr<Http> ZQMHttpRequest::getSession() { return platform().http; }
+
+Error ZQMHttpRequest::errorWithRequest(const ZQMHttpResult& result) {
+  return statusError(result.statusCode);
+}
+
+void ZQMHttpRequest::dataTaskWithUrl(std::string_view url, std::string_view method,
+                                     const std::optional<Bytes>& data,
+                                     std::function<void(const ZQMHttpResult&)> success,
+                                     std::function<void(const Error&)> error) {
+  const Date start = platform().clock->now();
+  const HttpRequest request = setRequestWithData(url, method, data);
+  std::function<void(HttpExchange)> completion = [url = std::string(url), request, start,
+                                                  success = std::move(success),
+                                                  error = std::move(error)](
+                                                     const HttpExchange& exchange) {
+    guarded([&] { finish(url, request, start, exchange, success, error); }, reportFromCompletion);
+  };
+  getSession()->send(request, Process::current().bind(std::move(completion)));
+}
+
+void ZQMHttpRequest::downloadWithUrl(
+    std::string_view url,
+    std::function<void(const std::string& destinationPath, const std::string& location)> success,
+    std::function<void(const Error&)> error) {
+  const auto finished = [success = std::move(success),
+                         error = std::move(error)](const HttpDownload& download) {
+    const std::int32_t status = download.response ? download.response->status : 0;
+    if (status != 200) return call(error, download.error ? *download.error : statusError(status));
+    const std::string name = makeUuid() + download.response->suggestedFileName.value_or(
+                                              lastPathComponent(download.temporaryPath));
+    call(success, platform().directories->temporary() + "/" + name, download.temporaryPath);
+  };
+  HttpRequest request;
+  request.url = url;
+  std::function<void(HttpDownload)> completion = [finished](const HttpDownload& download) {
+    guarded([&] { finished(download); }, reportFromCompletion);
+  };
+  getSession()->download(request, Process::current().bind(std::move(completion)));
+}
+
+void ZQMHttpRequest::getAbsoluteUrl(std::string_view url,
+                                    std::function<void(const std::string&)> success,
+                                    std::function<void(const Error&)> error) {
+  const auto finished = [success = std::move(success),
+                         error = std::move(error)](const HttpExchange& exchange) {
+    if (exchange.error) return call(error, *exchange.error);
+    if (!exchange.response) return;
+    const HttpResponse& response = *exchange.response;
+    if (exchange.body && response.status == 200) return call(success, response.url);
+    Error failure = statusError(response.status);
+    failure.userInfo = answerDetails(exchange.body);
+    call(error, failure);
+  };
+  HttpRequest request;
+  request.url = url;
+  std::function<void(HttpExchange)> completion = [finished](const HttpExchange& exchange) {
+    guarded([&] { finished(exchange); }, reportFromCompletion);
+  };
+  getSession()->send(request, Process::current().bind(std::move(completion)));
+}
+
+void ZQMHttpRequest::extractResponse(const ZQMHttpResult& result,
+                                     const std::function<void()>& success,
+                                     const std::function<void(std::int32_t)>& error,
+                                     const std::function<void()>& completion) {
+  if (result.statusCode == 200) {
+    call(success);
+  } else {
+    if (result.statusCode == 401 || result.statusCode == 403) ZQMCore::restart();
+    call(error, result.statusCode);
+  }
+  call(completion);
+}
+
+void ZQMHttpRequest::sendLogError(const Error& error) {
+  ZQMLogHandler::logError(error, kGeoBehaviorModule, 3);
+}
+
+}  // namespace zqm

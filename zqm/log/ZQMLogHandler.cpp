@@ -1,0 +1,158 @@
+// Entries of the local log files and records of the remote log.
+#include "zqm/log/ZQMLogHandler.h"
+
+#include <vector>
+
+#include "zqm/base/Mutex.h"
+#include "zqm/core/ZQMCore.h"
+#include "zqm/core/ZQMCoreRequest.h"
+#include "zqm/core/ZQMUtils.h"
+#include "zqm/log/ZQMDebugInfo.h"
+#include "zqm/platform/Process.h"
+#include "zqm/util/Date.h"
+#include "zqm/util/Numbers.h"
+#include "zqm/util/Strings.h"
+
+namespace zqm {
+namespace {
+
+constexpr int kDaysKept = 4;
+constexpr std::string_view kSeparator = "\n\n";
+
+// Held around reading and replacing a log file, so that concurrent writers lose nothing.
+PerProcess<Mutex> fileLock;
+
+// True while this thread builds or sends a report: what fails on the way is not reported again.
+thread_local bool reporting = false;
+
+void report(std::string_view message, std::string_view stacktrace, std::string_view module,
+            std::int32_t level) {
+  if (reporting) return;
+  reporting = true;
+  guarded(
+      [&] {
+        if (!ZQMUtils::isWWANConnected() && !ZQMUtils::isWifiConnected()) return;
+        ZQMCoreRequest::sendGraylogInDictionary(
+            ZQMLogHandler::requestMessage(message, stacktrace, module, level));
+      },
+      [](const Exception&) {});
+  reporting = false;
+}
+
+bool isKept(std::string_view piece, Date cutoff) {
+  return greaterThanDate(parse(piece.substr(0, piece.find(' '))), cutoff);
+}
+
+// The entries not older than the cutoff, each with its separator removed. A piece without a date
+// of its own (the continuation of an entry with an empty line) is dropped.
+std::string keptEntries(std::string_view content, Date cutoff) {
+  std::string kept;
+  bool first = true;
+  while (true) {
+    const auto end = content.find(kSeparator);
+    const std::string_view piece = content.substr(0, end);
+    if (isKept(piece, cutoff)) {
+      if (!first) kept += kSeparator;
+      kept += piece;
+      first = false;
+    }
+    if (end == std::string_view::npos) return kept;
+    content.remove_prefix(end + kSeparator.size());
+  }
+}
+
+void appendEntry(const std::string& fileName, std::string_view text) {
+  const Date now = platform().clock->now();
+  std::string content(kSeparator);
+  content.append(toString(now)).append(" ").append(text);
+  const auto container = ZQMUtils::getURLGroupContainer();
+  if (!container || !isValidUtf8(content)) return;
+  const std::string path = *container + "/" + fileName;
+  Files& files = *platform().files;
+  const MutexLock lock(*fileLock);
+  if (const auto existing = ZQMUtils::dataToString(files.read(path))) {
+    // Without any kept entry the joined history is empty and leaves its separator in front.
+    content.insert(0, std::string(kSeparator) + keptEntries(*existing, addDay(now, -kDaysKept)));
+  }
+  if (!files.writeAtomically(path, toBytes(content))) return;
+  const auto documents = platform().directories->documents();
+  if (documents) files.writeAtomically(*documents + "/" + fileName, toBytes(content));
+}
+
+std::string headersText(const std::vector<HttpHeader>& headers) {
+  Dictionary dictionary;
+  for (const HttpHeader& header : headers) dictionary.set(header.name, header.value);
+  return ZQMUtils::mutableDictionaryToJson(dictionary);
+}
+
+}  // namespace
+
+void ZQMLogHandler::logToDebugWithText(std::string_view) {}
+
+void ZQMLogHandler::logToFile(const std::string& fileName, std::string_view text) {
+  if (!ZQMCore::isInDebugMode()) return;
+  guarded([&] { appendEntry(fileName, text); }, [](const Exception&) {});
+}
+
+void ZQMLogHandler::logHttpRequestToFile(std::string_view url,
+                                         const std::optional<HttpRequest>& request,
+                                         const std::optional<HttpResponse>& response,
+                                         const std::optional<Bytes>& data, double time,
+                                         const std::optional<Error>& error) {
+  if (!ZQMCore::isInDebugMode()) return;
+  const bool failed = error || !data;
+  const Text outcome =
+      failed ? Text(error ? std::optional(error->localizedDescription()) : std::nullopt)
+             : Text(ZQMUtils::dataToString(data));
+  std::string text;
+  text.append(request ? request->method : "").append(" ").append(url);
+  text.append("\nCode: ").append(std::to_string(response ? response->status : 0));
+  text.append("\nHeader: ").append(request ? headersText(request->headers) : "");
+  text.append("\nRequest: ");
+  if (request) text.append(ZQMUtils::dataToString(request->body).value_or(""));
+  text.append("\nHeader Response: ").append(response ? headersText(response->headers) : "");
+  text.append(failed ? "\nError Response: " : "\nSuccess Response: ").append(outcome.textForm());
+  text.append("\nTime Response: ").append(formatSeconds(time)).append("s");
+  logToFile("log_http.txt", text);
+}
+
+void ZQMLogHandler::logError(const Error& error, std::string_view moduleName,
+                             std::int32_t logLevel) {
+  report(error.localizedDescription(), Value(error.userInfo).textForm(), moduleName, logLevel);
+}
+
+void ZQMLogHandler::logException(const Exception& exception, std::string_view moduleName,
+                                 std::int32_t logLevel) {
+  List frames;
+  for (const std::string& frame : exception.callStackSymbols()) frames.emplace_back(frame);
+  report(exception.reason(), Value(std::move(frames)).textForm(), moduleName, logLevel);
+}
+
+Dictionary ZQMLogHandler::requestMessage(std::string_view message, std::string_view stacktrace,
+                                         std::string_view module, std::int32_t level) {
+  const auto boolean = [](bool flag) { return flag ? "true" : "false"; };
+  Dictionary record;
+  record.set("host", "ios");
+  record.set("level", std::to_string(level));
+  record.set("message", message);
+  record.set("dateTime", toString(platform().clock->now()));
+  record.set("stackTrace", stacktrace);
+  record.set("moduleName", module);
+  record.set("sdkVersion", ZQMDebugInfo::getSdkVersion());
+  record.set("systemVersion", ZQMDebugInfo::getSystemVersion());
+  record.set("deviceManufacturer", ZQMDebugInfo::getDeviceManufacturer());
+  record.set("deviceModel", ZQMDebugInfo::getDeviceModel());
+  record.set("deviceCodename", ZQMDebugInfo::getDeviceCodename());
+  record.set("appPackageName", ZQMDebugInfo::getAppBundleIdentifier());
+  record.set("appVersionName", ZQMDebugInfo::getAppVersionName());
+  record.set("appVersionBuild", ZQMDebugInfo::getAppVersionCode());
+  record.set("isJailbreak", boolean(ZQMDebugInfo::isJailbreak()));
+  record.set("storagePercentageFree", ZQMDebugInfo::getStoragePercentageFree());
+  record.set("memoryPercentageFree", ZQMDebugInfo::getMemoryPercentageFree());
+  record.set("batteryCharging", boolean(ZQMDebugInfo::isBatteryCharging()));
+  record.set("batteryPercentage", ZQMDebugInfo::getBatteryPercentage());
+  record.set("batteryTemperature", ZQMDebugInfo::getBatteryTemperature());
+  return record;
+}
+
+}  // namespace zqm

@@ -1,0 +1,44 @@
+// ZQMBlockOperation: a named piece of work, and the boundary that no exception of it passes.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "zqm/base/Export.h"
+
+namespace zqm {
+
+class ZQM_EXPORT ZQMBlockOperation {
+ public:
+  // Named as its module until a caller sets another name.
+  static std::shared_ptr<ZQMBlockOperation> initWithModuleName(std::string moduleName,
+                                                               std::function<void()> block);
+
+  const std::string& name() const { return name_; }
+  // Only before the item is handed to an executor.
+  void setName(std::string name) { name_ = std::move(name); }
+  const std::string& getModuleName() const { return moduleName_; }
+
+  // What the executor wishes of the platform's scheduler; 0 until the item runs.
+  std::int32_t qualityOfService() const { return qualityOfService_; }
+  void setQualityOfService(std::int32_t value) { qualityOfService_ = value; }
+  std::int32_t queuePriority() const { return queuePriority_; }
+  void setQueuePriority(std::int32_t value) { queuePriority_ = value; }
+
+  // Runs the block on the calling thread. Whatever it throws is reported under the module's name.
+  void start();
+
+ private:
+  ZQMBlockOperation(std::string moduleName, std::function<void()> block);
+
+  std::string name_;
+  const std::string moduleName_;
+  const std::function<void()> block_;
+  std::atomic<std::int32_t> qualityOfService_ = 0;
+  std::atomic<std::int32_t> queuePriority_ = 0;
+};
+
+}  // namespace zqm
