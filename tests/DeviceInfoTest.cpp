@@ -168,6 +168,7 @@ TEST_F(DeviceInfoTest, LooksForModificationsInTwoOrdersAndThenTriesToWrite) {
 }
 
 TEST_F(DeviceInfoTest, LeavesTheFileThatItCouldWrite) {
+  fakes.systemFiles->readOnly = false;
   EXPECT_TRUE(Info::isJailbreak());
   EXPECT_EQ(fakes.systemFiles->read("/private/jailbreak.txt"), toBytes("Jailbreak Test."));
   EXPECT_TRUE(fakes.systemFiles->removed.empty());
