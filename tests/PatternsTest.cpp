@@ -33,9 +33,8 @@ TEST(PatternsTest, WhatDoesNotCompileOrIsNotValidGivesNone) {
 }
 
 TEST(PatternsTest, APatternThatTakesTooLongIsGivenUp) {
-  const std::string text(40, 'a');
-  EXPECT_FALSE(containsMatch(text + "b", "(a+)+$"));
-  EXPECT_EQ(replaceAll(text + "b", "(a+)+$", ""), std::nullopt);
+  EXPECT_FALSE(containsMatch(std::string(40, 'a') + "b", "(a+)+$"));
+  // The limit is for all matches together.
   std::string many;
   for (int i = 0; i < 10'000; ++i) many.append(20, 'a').append("b ");
   EXPECT_EQ(replaceAll(many, "(a+)+c|b", ""), std::nullopt);

@@ -31,7 +31,6 @@ class Writer {
  public:
   // A null pointer for what no property list can hold.
   Node write(const Value& value, std::uint64_t depth) {
-    if (!size_.add({1, 0})) return nullptr;
     if (const std::string* text = value.text()) {
       return Node(holds(*text) ? plist_new_string(text->c_str()) : nullptr);
     }
@@ -69,6 +68,7 @@ class Writer {
   }
 
   Node write(const List& list, std::uint64_t depth) {
+    if (!size_.add({list.size(), 0})) return nullptr;
     Node whole(plist_new_array());
     for (const Value& element : list) {
       Node part = write(element, depth + 1);
@@ -79,17 +79,19 @@ class Writer {
   }
 
   Node write(const Dictionary& dictionary, std::uint64_t depth) {
+    if (!size_.add({2 * dictionary.size(), 0})) return nullptr;
     Node whole(plist_new_dict());
     for (const auto& [key, value] : dictionary) {
       Node part = write(value, depth + 1);
-      if (!part || !holds(key) || !size_.add({1, 0})) return nullptr;
+      if (!part || !holds(key)) return nullptr;
       plist_dict_set_item(whole.get(), key.c_str(), part.release());
     }
     return whole;
   }
 
   static constexpr seconds kReach{std::numeric_limits<std::int32_t>::max()};
-  PropertyListSize size_;
+  // The root counts as well.
+  PropertyListSize size_{1, 0};
 };
 
 // The parts have no common sign: the seconds carry it, and where they are 0 it is lost.
