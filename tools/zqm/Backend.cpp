@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 #include <utility>
 
 #include "tools/zqm/IntegratorKey.h"
@@ -113,8 +114,12 @@ Backend::Backend(Bytes certificate, std::uint16_t port)
     : certificate_(std::move(certificate)), euid_(makeUuid()) {
   // On a chosen port a client may already be knocking: its request waits for the lock.
   const MutexLock lock(mutex_);
-  server_ = std::make_unique<HttpServer>(
-      [this](const ServerRequest& request) { return handle(request); }, port);
+  try {
+    server_ = std::make_unique<HttpServer>(
+        [this](const ServerRequest& request) { return handle(request); }, port);
+  } catch (const std::exception& error) {
+    throw std::runtime_error("port " + std::to_string(port) + ", " + error.what());
+  }
 }
 
 std::string Backend::url() const { return server_->url("/"); }
