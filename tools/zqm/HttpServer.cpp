@@ -147,6 +147,8 @@ struct HttpServer::Impl {
       acceptor.accept(socket, error);
       if (error && !pause(kAcceptPause)) return;
       if (error) continue;
+      // Small replies would wait for the client's delayed acknowledgement of the TLS handshake.
+      socket.set_option(tcp::no_delay(true), error);
       joinFinished();
       const MutexLock lock(mutex);
       if (stopping) return;

@@ -88,20 +88,12 @@ void CurlHttpLoop::complete(std::unique_ptr<CurlHttpTransfer> transfer) {
 void CurlHttpLoop::run() {
   if (!multi_) makeMulti();
   bool busy = true;
-  Transfers taken;
-  while (takeIncoming(taken, busy)) {
-    start(std::exchange(taken, {}));
+  while (auto turn = nextTurn(busy)) {
+    start(std::move(turn->incoming));
+    if (turn->closing) endAll();
     perform();
-    const auto now = Clock::now();
-    end(curlError(CURLE_OPERATION_TIMEDOUT),
-        [now](const CurlHttpTransfer& transfer) { return transfer.deadline() <= now; });
-    busy = poll();
-  }
-  const Error closed = transportError(httpError::kClosed, "The transport was closed.");
-  end(closed, [](const CurlHttpTransfer&) { return true; });
-  for (auto& transfer : taken) {
-    transfer->abandon(closed);
-    complete(std::move(transfer));
+    endOverdue();
+    busy = !turn->closing && poll();
   }
 }
 
@@ -114,13 +106,12 @@ void CurlHttpLoop::makeMulti() {
   multi_ = multi;
 }
 
-// False when the thread is to go.
-bool CurlHttpLoop::takeIncoming(Transfers& taken, bool busy) {
+// None when the thread is to go. The loop may belong to the next one from then on.
+std::optional<CurlHttpLoop::Turn> CurlHttpLoop::nextTurn(bool busy) {
   const MutexLock lock(mutex_);
-  taken.swap(incoming_);
-  if (!closing_ && (busy || !taken.empty())) return true;
-  running_ = false;
-  return false;
+  running_ = busy || !incoming_.empty();
+  if (!running_) return std::nullopt;
+  return Turn{std::exchange(incoming_, {}), closing_};
 }
 
 void CurlHttpLoop::start(Transfers transfers) {
@@ -181,7 +172,18 @@ void CurlHttpLoop::end(const Error& error,
   for (auto& transfer : ended) complete(std::move(transfer));
 }
 
-// False when there was nothing to wait for, or when it came to nothing.
+void CurlHttpLoop::endOverdue() {
+  const auto now = Clock::now();
+  end(curlError(CURLE_OPERATION_TIMEDOUT),
+      [now](const CurlHttpTransfer& transfer) { return transfer.deadline() <= now; });
+}
+
+void CurlHttpLoop::endAll() {
+  end(transportError(httpError::kClosed, "The transport was closed."),
+      [](const CurlHttpTransfer&) { return true; });
+}
+
+// False when nothing came for the idle time.
 bool CurlHttpLoop::poll() {
   const auto began = Clock::now();
   auto until = began + idleTime_;

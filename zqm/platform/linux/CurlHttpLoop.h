@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -31,6 +32,10 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
 
  private:
   using Transfers = std::vector<std::unique_ptr<CurlHttpTransfer>>;
+  struct Turn {
+    Transfers incoming;
+    bool closing = false;
+  };
 
   void wake();
   void refuse() ZQM_EXCLUDES(mutex_);
@@ -39,11 +44,13 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
   // The rest runs on the I/O thread.
   void run();
   void makeMulti();
-  bool takeIncoming(Transfers& taken, bool busy) ZQM_EXCLUDES(mutex_);
+  std::optional<Turn> nextTurn(bool busy) ZQM_EXCLUDES(mutex_);
   void start(Transfers transfers);
   bool add(std::unique_ptr<CurlHttpTransfer>& transfer);
   void perform();
   void end(const Error& error, const std::function<bool(const CurlHttpTransfer&)>& chosen);
+  void endOverdue();
+  void endAll();
   bool poll();
 
   const std::chrono::milliseconds idleTime_;
