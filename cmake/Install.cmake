@@ -16,7 +16,7 @@ endforeach()
 # name. Other headers belong to the sources beside them, and some need a library that a host lacks.
 install(DIRECTORY zqm DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING
-    REGEX "/zqm/(zqm|(base|platform|util|model)/[^/]+|[^/]+/ZQM[^/]+|platform/linux/LinuxPlatform)\\.h$"
+    REGEX "/zqm/(zqm|(base|platform|util|model|core)/[^/]+|[^/]+/ZQM[^/]+|platform/linux/LinuxPlatform)\\.h$"
     REGEX "/(OpenSslGate|Icu)\\.h$" EXCLUDE)
 
 configure_package_config_file(cmake/zqm-config.cmake.in zqm-config.cmake
