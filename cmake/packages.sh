@@ -58,9 +58,11 @@ make_directory() {
   fi
 }
 
-# build_preset PRESET TARGET [OPTION-OF-CMAKE...]: configures and builds with the compiler cache.
+# build_preset PRESET TARGETS [OPTION-OF-CMAKE...]: configures and builds with the compiler cache.
 build_preset() {
-  local -r preset=$1 target=$2 dir=build/$1
+  local -r preset=$1 dir=build/$1
+  local -a targets
+  read -ra targets <<<"$2"
   shift 2
   make_directory "$dir"
   # With paths taken relative to the tree, a second clone of it finds its objects in the cache.
@@ -70,5 +72,5 @@ build_preset() {
     cat "$dir/configure.log" >&2
     fail "configuring $dir failed for the reason above."
   fi
-  cmake --build "$dir" --target "$target" -j "$(nproc)" || fail "building $dir failed, see above."
+  cmake --build "$dir" --target "${targets[@]}" -j "$(nproc)" || fail "building $dir failed, see above."
 }
