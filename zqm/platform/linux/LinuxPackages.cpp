@@ -1,0 +1,112 @@
+// Finds packages anew at each question, since a host may change them; only parsing is saved.
+#include "zqm/platform/linux/LinuxPackages.h"
+
+#include <algorithm>
+
+#include "zqm/platform/linux/Paths.h"
+
+namespace zqm {
+namespace {
+
+constexpr const char* kLibraryIdentifier = "org.zqm.core";
+constexpr const char* kInfoFile = "Info.plist";
+
+bool hasIdentifier(const Package& package, std::string_view identifier) {
+  const std::string* own = package.info["CFBundleIdentifier"].text();
+  return own && *own == identifier;
+}
+
+std::string_view nameOf(const Package& package) {
+  return std::string_view(package.directory).substr(package.directory.rfind('/') + 1);
+}
+
+}  // namespace
+
+std::string LinuxPackages::mainDirectory() const {
+  if (places_.main) return *places_.main;
+  std::string directory = parentDirectory(places_.executable);
+  if (isFile(joinPath(directory, kInfoFile))) return directory;
+  const auto name = places_.executable.substr(places_.executable.rfind('/') + 1);
+  return joinPath(joinPath(parentDirectory(directory), "share"), name);
+}
+
+std::optional<Package> LinuxPackages::package(const std::string& directory) {
+  const auto info = files_.read(joinPath(directory, kInfoFile));
+  return info ? std::optional(Package{directory, *info}) : std::nullopt;
+}
+
+std::vector<Package> LinuxPackages::besideMain() {
+  std::vector<Package> found;
+  const std::string directory = mainDirectory();
+  for (const std::string& name : entriesOf(directory)) {
+    if (auto one = package(joinPath(directory, name))) found.push_back(std::move(*one));
+  }
+  return found;
+}
+
+std::optional<Package> LinuxPackages::library() {
+  if (places_.library) {
+    if (auto handed = package(*places_.library)) return handed;
+  }
+  for (Package& one : besideMain()) {
+    if (hasIdentifier(one, kLibraryIdentifier)) return std::move(one);
+  }
+  auto installed = package(places_.installedLibrary);
+  // Settings are the host's alone to give.
+  if (installed) installed->info.set("Environments", Value());
+  return installed;
+}
+
+std::optional<Package> LinuxPackages::mainPackage() { return package(mainDirectory()); }
+
+std::optional<Package> LinuxPackages::packageWithIdentifier(std::string_view identifier) {
+  if (identifier == kLibraryIdentifier) return library();
+  if (auto main = mainPackage(); main && hasIdentifier(*main, identifier)) return main;
+  for (Package& one : frameworks()) {
+    if (hasIdentifier(one, identifier)) return std::move(one);
+  }
+  return std::nullopt;
+}
+
+std::vector<Package> LinuxPackages::frameworks() {
+  std::vector<Package> all;
+  if (places_.frameworks) {
+    for (const std::string& directory : *places_.frameworks) {
+      if (auto one = package(directory)) all.push_back(std::move(*one));
+    }
+  } else {
+    all = besideMain();
+  }
+  auto own = library();
+  if (!own) return all;
+  const auto listed = std::find_if(
+      all.begin(), all.end(), [&](const Package& one) { return one.directory == own->directory; });
+  if (listed != all.end()) return all;
+  // Another copy of the library's package would shadow the one in use.
+  std::erase_if(all, [](const Package& one) { return hasIdentifier(one, kLibraryIdentifier); });
+  const auto place = places_.frameworks
+                         ? all.end()
+                         : std::find_if(all.begin(), all.end(), [&](const Package& one) {
+                             return nameOf(one) > nameOf(*own);
+                           });
+  all.insert(place, std::move(*own));
+  return all;
+}
+
+std::optional<std::string> LinuxPackages::resource(const Package& package, std::string_view name,
+                                                   std::string_view type) {
+  std::string file(name);
+  if (!type.empty()) file.append(".").append(type);
+  // A resource lies in its package, whatever the settings call it.
+  if (name.empty() || file.find('/') != std::string::npos) return std::nullopt;
+  std::string path = joinPath(package.directory, file);
+  return isFile(path) ? std::optional(std::move(path)) : std::nullopt;
+}
+
+std::string LinuxPackages::localizedString(std::string_view key) {
+  const auto table = files_.read(joinPath(mainDirectory(), "Localizable.strings"));
+  const std::string* text = table ? (*table)[key].text() : nullptr;
+  return text ? *text : std::string(key);
+}
+
+}  // namespace zqm

@@ -1,0 +1,55 @@
+// Packages: directories with an Info.plist and resources.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zqm/platform/Platform.h"
+#include "zqm/platform/linux/PropertyListFiles.h"
+
+namespace zqm {
+
+class LinuxPackages : public Packages {
+ public:
+  // What is absent is found as LinuxOptions says.
+  struct Places {
+    std::optional<std::string> main = std::nullopt;
+    std::optional<std::string> library = std::nullopt;
+    std::optional<std::vector<std::string>> frameworks = std::nullopt;
+    // The package that was installed with the library.
+    std::string installedLibrary = {};
+    // The running program's file.
+    std::string executable = {};
+  };
+
+  explicit LinuxPackages(Places places) : places_(std::move(places)) {}
+
+  std::optional<Package> mainPackage() override;
+  std::optional<Package> packageWithIdentifier(std::string_view identifier) override;
+  // The library's own package counts among them.
+  std::vector<Package> frameworks() override;
+  std::optional<std::string> resource(const Package& package, std::string_view name,
+                                      std::string_view type) override;
+  // Of `Localizable.strings`, itself a property list.
+  std::string localizedString(std::string_view key) override;
+
+ private:
+  std::string mainDirectory() const;
+  std::optional<Package> package(const std::string& directory);
+  std::vector<Package> besideMain();
+  std::optional<Package> library();
+
+  const Places places_;
+  PropertyListFiles files_;
+};
+
+// The file of the running program; empty when the system does not say.
+std::string executablePath();
+
+// Where the package installed with the library is: beside the library's file, at its installed
+// place as seen from there, or where the build put it.
+std::string installedLibraryPackage();
+
+}  // namespace zqm

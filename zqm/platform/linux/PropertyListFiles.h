@@ -1,0 +1,32 @@
+// Property-list files as dictionaries, parsed again only after a change.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "zqm/base/Mutex.h"
+#include "zqm/base/Value.h"
+
+namespace zqm {
+
+class PropertyListFiles {
+ public:
+  // A null pointer when the file is missing or holds no dictionary.
+  std::shared_ptr<const Dictionary> read(const std::string& path);
+
+ private:
+  struct Entry {
+    struct stat status {};
+    // False while another change could leave the status as it is.
+    bool settled = false;
+    std::shared_ptr<const Dictionary> content;
+  };
+
+  Mutex mutex_;
+  std::map<std::string, Entry> entries_ ZQM_GUARDED_BY(mutex_);
+};
+
+}  // namespace zqm
