@@ -1,0 +1,26 @@
+// The service in front of lookup and monitor.
+#include "zqm/platform/linux/LinuxNetwork.h"
+
+#include "zqm/platform/linux/NetworkMonitor.h"
+#include "zqm/platform/linux/Reachability.h"
+
+namespace zqm {
+
+LinuxNetwork::LinuxNetwork(std::string root)
+    : root_(std::move(root)), monitor_(std::make_shared<NetworkMonitor>(root_)) {}
+
+bool LinuxNetwork::accepts(const NetworkTarget& target) {
+  const auto* host = std::get_if<HostName>(&target);
+  return !host || !host->name.empty();
+}
+
+std::optional<std::uint32_t> LinuxNetwork::flags(const NetworkTarget& target) {
+  return accepts(target) ? reachabilityFlags(target, root_) : std::nullopt;
+}
+
+std::shared_ptr<void> LinuxNetwork::watch(const NetworkTarget& target,
+                                          std::function<void(std::uint32_t)> changed) {
+  return accepts(target) ? monitor_->watch(target, std::move(changed)) : nullptr;
+}
+
+}  // namespace zqm
