@@ -1,0 +1,29 @@
+// Memory from /proc/meminfo, storage of the home directory's file system.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "zqm/platform/Platform.h"
+
+namespace zqm {
+
+class LinuxMemoryAndStorage : public MemoryAndStorage {
+ public:
+  // `root` stands in front of /proc.
+  explicit LinuxMemoryAndStorage(std::optional<std::string> home, std::string root = {})
+      : home_(std::move(home)), root_(std::move(root)) {}
+
+  std::uint64_t physicalMemory() override;
+  // Wired is what cannot be paged out: unevictable pages and the kernel's slab. Counts that do not
+  // fit are the largest.
+  std::optional<MemoryPages> memoryPages() override;
+  // Free is what the user may fill.
+  std::optional<FileSystemSpace> homeSpace() override;
+
+ private:
+  const std::optional<std::string> home_;
+  const std::string root_;
+};
+
+}  // namespace zqm
