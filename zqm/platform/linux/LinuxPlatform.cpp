@@ -1,6 +1,20 @@
 // Puts the Linux services together.
 #include "zqm/platform/linux/LinuxPlatform.h"
 
+#include "zqm/platform/linux/CurlHttp.h"
+#include "zqm/platform/linux/LinuxDirectories.h"
+#include "zqm/platform/linux/LinuxFiles.h"
+#include "zqm/platform/linux/LinuxHostState.h"
+#include "zqm/platform/linux/LinuxIdentity.h"
+#include "zqm/platform/linux/LinuxMainThread.h"
+#include "zqm/platform/linux/LinuxMemoryAndStorage.h"
+#include "zqm/platform/linux/LinuxNetwork.h"
+#include "zqm/platform/linux/LinuxPackages.h"
+#include "zqm/platform/linux/LinuxPower.h"
+#include "zqm/platform/linux/LinuxSurroundings.h"
+#include "zqm/platform/linux/LinuxSystemLog.h"
+#include "zqm/platform/linux/Paths.h"
+
 namespace zqm {
 namespace {
 
@@ -11,11 +25,67 @@ class LinuxClock : public Clock {
   }
 };
 
+std::function<std::optional<std::string>()> bundleIdentifier(std::shared_ptr<Packages> packages) {
+  return [packages = std::move(packages)] {
+    const auto main = packages->mainPackage();
+    return main ? main->info["CFBundleIdentifier"].string() : std::nullopt;
+  };
+}
+
+// Without a root of the host's, an empty directory: what a desktop's has by nature says nothing
+// about a modified system, and nothing is written outside the platform's own.
+LinuxFiles::Root systemRoot(std::optional<std::string> handed,
+                            std::shared_ptr<LinuxDirectories> directories) {
+  return [handed = std::move(handed), directories = std::move(directories)] {
+    if (handed) return handed;
+    auto root = directories->own();
+    if (root) root = joinPath(*root, "system");
+    return root && makeDirectories(*root) ? root : std::nullopt;
+  };
+}
+
+CurlHttpOptions httpOptions(const LinuxOptions& options, std::string temporary) {
+  CurlHttpOptions result;
+  if (options.authoritiesFile) result.authoritiesFile = *options.authoritiesFile;
+  if (options.proxy) result.proxy = *options.proxy;
+  result.downloadDirectory = std::move(temporary);
+  return result;
+}
+
 }  // namespace
 
-Platform makeLinuxPlatform(LinuxOptions) {
+Platform makeLinuxPlatform(const LinuxOptions& options) {
+  const auto packages = std::make_shared<LinuxPackages>(
+      LinuxPackages::Places{options.mainPackage, options.libraryPackage, options.frameworkPackages,
+                            installedLibraryPackage(), executablePath()});
+  const auto files = std::make_shared<LinuxFiles>();
+  // Looked up once: a user's data that moved while the process runs would be split.
+  const auto userData = options.userDataDirectory ? options.userDataDirectory : userDataDirectory();
+  const auto identifier = bundleIdentifier(packages);
+  const auto directories = std::make_shared<LinuxDirectories>(userData, identifier);
+
   Platform platform;
   platform.clock = std::make_shared<LinuxClock>();
+  platform.packages = packages;
+  platform.files = files;
+  platform.systemFiles =
+      std::make_shared<LinuxFiles>(systemRoot(options.systemFileRoot, directories));
+  platform.directories = directories;
+  platform.http = std::make_shared<CurlHttp>(httpOptions(options, directories->temporary()));
+  platform.network = std::make_shared<LinuxNetwork>();
+  platform.identity = std::make_shared<LinuxIdentity>(
+      LinuxIdentity::Sources{options.advertisingIdentifier,
+                             [directories] { return directories->own(); }, identifier, ""},
+      files);
+  platform.power = std::make_shared<LinuxPower>();
+  platform.memoryAndStorage = std::make_shared<LinuxMemoryAndStorage>(homeDirectory());
+  platform.surroundings = std::make_shared<LinuxSurroundings>();
+  platform.hostState = std::make_shared<LinuxHostState>(
+      LinuxHostState::Sources{options.applicationState, options.backgroundModes,
+                              options.trackingAuthorization},
+      packages);
+  platform.mainThread = std::make_shared<LinuxMainThread>(options.postToMainThread);
+  platform.systemLog = std::make_shared<LinuxSystemLog>();
   return platform;
 }
 

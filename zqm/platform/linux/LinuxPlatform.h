@@ -49,6 +49,6 @@ struct LinuxOptions {
   std::function<std::int32_t()> trackingAuthorization = nullptr;
 };
 
-ZQM_EXPORT Platform makeLinuxPlatform(LinuxOptions options);
+ZQM_EXPORT Platform makeLinuxPlatform(const LinuxOptions& options);
 
 }  // namespace zqm
