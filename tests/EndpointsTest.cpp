@@ -13,67 +13,52 @@ namespace {
 
 using zqm::testing::protectedText;
 
-// Every field of the table, each with a value of its own.
-Dictionary fullTable() {
-  const std::pair<const char*, std::vector<const char*>> groups[] = {
-      {"ad", {"clusters"}},
-      {"app", {"initialize", "installed", "optIn"}},
-      {"config", {"config"}},
-      {"data", {"behavior"}},
-      {"device", {"initialize", "behavior"}},
-      {"geo", {"initialize", "live", "behavior", "optIn"}},
-      {"notification",
-       {"token", "optIn", "deliver", "open", "interaction", "inBoxStatus", "inBoxShare",
-        "inBoxDelete", "inAppSingle", "inAppMultiple", "inAppText", "coupon"}},
-      {"graylog", {"gelf"}},
-  };
-  Dictionary table;
-  for (const auto& [group, fields] : groups) {
-    Dictionary entries;
-    for (const char* field : fields) {
-      entries.set(field, protectedText(std::string(group).append(".").append(field)));
-    }
-    table.set(group, entries);
-  }
-  return table;
-}
-
 struct Service {
   std::string (*address)();
-  // Of the table, and of the settings' fallback.
+  // Of the table, and what the settings give without it.
   const char* field;
   const char* fallback;
 };
 
 const Service kServices[] = {
-    {ZQMEndPoint::adClusters, "ad.clusters", "http://backend.test/ad/clusters"},
-    {ZQMEndPoint::appInit, "app.initialize", "http://backend.test/app/init"},
-    {ZQMEndPoint::appInstalled, "app.installed", "http://backend.test/app/installed"},
-    {ZQMEndPoint::appOptIn, "app.optIn", "http://backend.test/app/optin"},
-    {ZQMEndPoint::config, "config.config", "http://backend.test/config/"},
-    {ZQMEndPoint::dataBehavior, "data.behavior", "http://backend.test/data/behavior"},
-    {ZQMEndPoint::deviceInit, "device.initialize", "http://backend.test/device/init"},
-    {ZQMEndPoint::deviceBehavior, "device.behavior", "http://backend.test/device/behavior"},
-    {ZQMEndPoint::geoInit, "geo.initialize", "http://backend.test/geo/init"},
-    {ZQMEndPoint::geoLive, "geo.live", "http://backend.test/geo/live"},
-    {ZQMEndPoint::geoBehavior, "geo.behavior", "http://backend.test/geo/behavior"},
-    {ZQMEndPoint::geoOptIn, "geo.optIn", "http://backend.test/geo/optin"},
-    {ZQMEndPoint::notificationToken, "notification.token",
-     "http://backend.test/notification/token"},
-    {ZQMEndPoint::notificationOptIn, "notification.optIn",
-     "http://backend.test/notification/optin"},
-    {ZQMEndPoint::reportOpen, "notification.open", "http://backend.test/report/open"},
-    {ZQMEndPoint::reportDeliver, "notification.deliver", "http://backend.test/report/deliver"},
-    {ZQMEndPoint::reportInteraction, "notification.interaction",
-     "http://backend.test/report/interaction"},
-    {ZQMEndPoint::reportCoupon, "notification.coupon", "http://backend.test/report/interaction"},
-    {ZQMEndPoint::reportInboxStatus, "notification.inBoxStatus",
-     "http://backend.test/report/status"},
-    {ZQMEndPoint::reportInboxShare, "notification.inBoxShare", "http://backend.test/report/share"},
-    {ZQMEndPoint::reportInboxDelete, "notification.inBoxDelete",
-     "http://backend.test/report/delete"},
-    {ZQMEndPoint::graylogGelf, "graylog.gelf", "http://backend.test/graylog/gelf"},
+    {ZQMEndPoint::adClusters, "ad.clusters", "ad/clusters"},
+    {ZQMEndPoint::appInit, "app.initialize", "app/init"},
+    {ZQMEndPoint::appInstalled, "app.installed", "app/installed"},
+    {ZQMEndPoint::appOptIn, "app.optIn", "app/optin"},
+    {ZQMEndPoint::config, "config.config", "config/"},
+    {ZQMEndPoint::dataBehavior, "data.behavior", "data/behavior"},
+    {ZQMEndPoint::deviceInit, "device.initialize", "device/init"},
+    {ZQMEndPoint::deviceBehavior, "device.behavior", "device/behavior"},
+    {ZQMEndPoint::geoInit, "geo.initialize", "geo/init"},
+    {ZQMEndPoint::geoLive, "geo.live", "geo/live"},
+    {ZQMEndPoint::geoBehavior, "geo.behavior", "geo/behavior"},
+    {ZQMEndPoint::geoOptIn, "geo.optIn", "geo/optin"},
+    {ZQMEndPoint::notificationToken, "notification.token", "notification/token"},
+    {ZQMEndPoint::notificationOptIn, "notification.optIn", "notification/optin"},
+    {ZQMEndPoint::reportOpen, "notification.open", "report/open"},
+    {ZQMEndPoint::reportDeliver, "notification.deliver", "report/deliver"},
+    {ZQMEndPoint::reportInteraction, "notification.interaction", "report/interaction"},
+    {ZQMEndPoint::reportCoupon, "notification.coupon", "report/interaction"},
+    {ZQMEndPoint::reportInboxStatus, "notification.inBoxStatus", "report/status"},
+    {ZQMEndPoint::reportInboxShare, "notification.inBoxShare", "report/share"},
+    {ZQMEndPoint::reportInboxDelete, "notification.inBoxDelete", "report/delete"},
+    {ZQMEndPoint::graylogGelf, "graylog.gelf", "graylog/gelf"},
 };
+
+// Every field of the table, each holding its own protected name.
+Dictionary fullTable() {
+  std::vector<std::string> fields = {"notification.inAppSingle", "notification.inAppMultiple",
+                                     "notification.inAppText"};
+  for (const Service& service : kServices) fields.emplace_back(service.field);
+  Dictionary table;
+  for (const std::string& field : fields) {
+    const std::string group = field.substr(0, field.find('.'));
+    Dictionary entries = table[group].dictionary() ? *table[group].dictionary() : Dictionary();
+    entries.set(field.substr(group.size() + 1), protectedText(field));
+    table.set(group, entries);
+  }
+  return table;
+}
 
 class EndpointsTest : public testing::Fixture {
  protected:
@@ -110,7 +95,9 @@ TEST_F(EndpointsTest, ReadsAMissingTableAsEmptyGroups) {
 }
 
 TEST_F(EndpointsTest, FallsBackToTheSettingsWithoutATable) {
-  for (const Service& service : kServices) EXPECT_EQ(service.address(), service.fallback);
+  for (const Service& service : kServices) {
+    EXPECT_EQ(service.address(), std::string("http://backend.test/") + service.fallback);
+  }
   EXPECT_EQ(ZQMEndPoint::coreInit(), "http://backend.test/start/init");
   EXPECT_EQ(ZQMEndpointsRule::sharedInstance().reportInAppText(), std::nullopt);
 }

@@ -68,7 +68,7 @@ TEST_F(ExecutorTest, AddsAnItemOnlyWhileNoneOfItsNameIsListed) {
   EXPECT_TRUE(executor.executeUnlessListed(waitingItem("block-queue")));
 }
 
-TEST_F(ExecutorTest, ReportsWhatAnItemThrowsAndRunsTheNext) {
+TEST_F(ExecutorTest, ReportsWhatAnItemThrowsAndRunsTheNextForTheCallersProcess) {
   ZQMExecutorOperation& executor = ZQMExecutorOperation::sharedInstance();
   executor.execute(ZQMBlockOperation::initWithModuleName(
       "zqm-geobehavior", [] { throw std::runtime_error("no position"); }));
@@ -80,28 +80,14 @@ TEST_F(ExecutorTest, ReportsWhatAnItemThrowsAndRunsTheNext) {
        {R"("message":"no position")", R"("moduleName":"zqm-geobehavior")", R"("level":"2")"}) {
     EXPECT_NE(report.find(part), std::string::npos) << report;
   }
-  std::atomic<bool> ran = false;
-  executor.execute(ZQMBlockOperation::initWithModuleName("zqm-core", [&] { ran = true; }));
-  process->drain();
-  EXPECT_TRUE(ran);
-}
-
-TEST_F(ExecutorTest, RunsAnItemWithItsPriorityAndTheCallersProcess) {
   Process* seen = nullptr;
-  std::int32_t priority = 0;
-  std::int32_t quality = 0;
-  ZQMExecutorOperation::Item item = ZQMBlockOperation::initWithModuleName("zqm-config", [&] {
-    seen = &Process::current();
-    priority = item->queuePriority();
-    quality = item->qualityOfService();
-  });
-  EXPECT_EQ(item->name(), "zqm-config");
-  EXPECT_EQ(item->getModuleName(), "zqm-config");
-  ZQMExecutorOperation::sharedInstance().execute(item);
+  const auto item =
+      ZQMBlockOperation::initWithModuleName("zqm-config", [&] { seen = &Process::current(); });
+  executor.execute(item);
   process->drain();
   EXPECT_EQ(seen, process.get());
-  EXPECT_EQ(quality, 9);
-  EXPECT_EQ(priority, 8);
+  EXPECT_EQ(item->qualityOfService(), 9);
+  EXPECT_EQ(item->queuePriority(), 8);
 }
 
 }  // namespace
