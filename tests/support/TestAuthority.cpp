@@ -56,7 +56,8 @@ struct TestAuthority::Identity {
 
 TestAuthority::TestAuthority() : identity_(std::make_unique<Identity>()) {
   identity_->key.reset(EVP_EC_gen("P-256"));
-  identity_->certificate = makeCertificate(identity_->key.get(), 1, directory_.path().filename().c_str(), nullptr);
+  identity_->certificate =
+      makeCertificate(identity_->key.get(), 1, directory_.path().filename().c_str(), nullptr);
   X509* const own = identity_->certificate.get();
   addExtension(own, NID_basic_constraints, "critical,CA:TRUE");
   addExtension(own, NID_key_usage, "critical,keyCertSign");
