@@ -5,11 +5,14 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "tools/zqm/Backend.h"
 #include "tools/zqm/Console.h"
@@ -29,6 +32,14 @@ namespace fs = std::filesystem;
 constexpr std::size_t kTextWidth = 50;
 constexpr std::size_t kIndent = 3;
 constexpr std::string_view kShownService = "device/behavior";
+constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kMaterial = {{
+    {"application-id", "the protected identifier"},
+    {"certificate.der", "the public key"},
+    {"host/Info.plist", "the host's package"},
+    {"host/ZQMCore.bundle/Info.plist", "the library's settings"},
+    {"host/ZQMCore.bundle/integrator.p12", "the private key"},
+    {"host/ZQMCore.bundle/Devices.plist", "names of devices"},
+}};
 // The host's own limit, in seconds, and when it is killed.
 constexpr const char* kHostLimit = "20";
 constexpr std::chrono::seconds kKillLimit{40};
@@ -54,6 +65,16 @@ class TemporaryDirectory {
   std::string path_;
   const bool keep_;
 };
+
+bool isForOwnerOnly(const fs::path& file) {
+  const auto others = fs::perms::group_all | fs::perms::others_all;
+  return (fs::status(file).permissions() & others) == fs::perms::none;
+}
+
+Dictionary dictionaryOf(std::string_view json) {
+  const Value value = readJson(json).value;
+  return value.dictionary() == nullptr ? Dictionary() : *value.dictionary();
+}
 
 class Demo {
  public:
@@ -86,10 +107,10 @@ class Demo {
   bool summary();
 
   ProgramRun launch();
+  fs::path pathOf(const std::string& recordClass) const;
   Dictionary stored(const std::string& recordClass);
   std::optional<std::string> decrypted(const Text& protectedText) const;
   void checkEqual(std::string_view what, const Value& expected, const Value& seen);
-  void checkPrivate(const fs::path& path);
 
   const fs::path hostProgram_;
   const fs::path directory_;
@@ -117,16 +138,24 @@ std::optional<std::string> Demo::decrypted(const Text& protectedText) const {
 void Demo::showMaterial() {
   console_.line(
       wrapped("A host application that links the library is launched twice, against a backend on "
-              "this machine. Everything below was observed, not assumed.",
+              "this machine. What is shown was read back; each \"ok\" was observed.",
               0));
   console_.heading("1. What an integrator prepares");
-  console_.field("directory", directory_.string() + "/sandbox");
-  console_.field("key file", "host/ZQMCore.bundle/integrator.p12, RSA 2048, PKCS#12");
-  console_.field("settings", "host/ZQMCore.bundle/Info.plist, " +
-                                 std::to_string(sandbox_.environments().size()) + " keys");
+  console_.field("in", directory_.string() + "/sandbox");
+  bool isPrivate = true;
+  for (const auto& [name, role] : kMaterial) {
+    const fs::path file = directory_ / "sandbox" / name;
+    std::string line(name);
+    line.resize(36, ' ');
+    std::string size = std::to_string(fs::file_size(file));
+    line.append(6 - std::min<std::size_t>(6, size.size()), ' ').append(size);
+    console_.line(indented(line.append(" bytes  ").append(role), kIndent + 2));
+    isPrivate = isPrivate && isForOwnerOnly(file);
+  }
   console_.field("start at", sandbox_.environments()["START_ENVIRONMENT_URI"].textForm());
   console_.field("identifier", "\"" + defaults_.applicationId + "\", protected it reads");
   console_.field("", shortened(sandbox_.applicationId(), kTextWidth));
+  console_.check(isPrivate, "no right for anybody but the files' owner", "none", "some");
   checkEqual("the key file opens with the settings' password and decrypts it",
              defaults_.applicationId, decrypted(sandbox_.applicationId()));
 }
@@ -153,8 +182,7 @@ void Demo::firstLaunch() {
   checkEqual("it was not started before", "false", run.value("isStarted-before"));
   checkEqual("its kit module was started", "true", run.value("kit-started"));
   checkEqual("it is started now", "true", run.value("isStarted-after"));
-  checkEqual("the backend received one request", 1, backend_.requests().size());
-  checkEqual("which was a start request", 1, backend_.requests("start").size());
+  checkEqual("the backend received one start request", 1, backend_.requests("start").size());
 }
 
 void Demo::showStartRequest(const BackendRequest& start) {
@@ -165,8 +193,7 @@ void Demo::showStartRequest(const BackendRequest& start) {
   }
   console_.line();
   console_.line(indented(prettyBody(start.request.body, kTextWidth), kIndent));
-  const Value body = readJson(start.request.body).value;
-  const Dictionary fields = body.dictionary() == nullptr ? Dictionary() : *body.dictionary();
+  const Dictionary fields = dictionaryOf(start.request.body);
   checkEqual("the application identifier was decrypted", defaults_.applicationId, fields["appId"]);
   checkEqual("the application version is that of the host's package",
              sandbox_.hostInfo()["CFBundleShortVersionString"], fields["appVersion"]);
@@ -175,8 +202,7 @@ void Demo::showStartRequest(const BackendRequest& start) {
 
 void Demo::showAnswer(const BackendRequest& start) {
   console_.heading("4. The backend's answer");
-  const Value body = readJson(start.reply.body).value;
-  const Dictionary fields = body.dictionary() == nullptr ? Dictionary() : *body.dictionary();
+  const Dictionary fields = dictionaryOf(start.reply.body);
   console_.field("status", std::to_string(start.reply.status));
   console_.field("euid", fields["euid"].textForm());
   if (fields["endpoints"].dictionary() != nullptr) sentTable_ = *fields["endpoints"].dictionary();
@@ -191,27 +217,24 @@ void Demo::showAnswer(const BackendRequest& start) {
       if (group + "/" + key == kShownService) shown = value.textForm();
     }
   }
-  checkEqual(std::string(kShownService) + " decrypts to its address",
-             backend_.tableAddress(kShownService), decrypted(shown));
-  console_.field("", backend_.tableAddress(kShownService));
+  const Text address = decrypted(shown);
+  checkEqual(std::string(kShownService) + " decrypts to " + address.textForm(),
+             backend_.tableAddress(kShownService), address);
+}
+
+fs::path Demo::pathOf(const std::string& recordClass) const {
+  const std::string group = sandbox_.hostInfo()["NSGroupIdentifier"].textForm();
+  return fs::path("home") / "data" / group / (recordClass + ".plist");
 }
 
 Dictionary Demo::stored(const std::string& recordClass) {
-  const std::string group = sandbox_.hostInfo()["NSGroupIdentifier"].textForm();
-  const fs::path path = fs::path("home") / "data" / group / (recordClass + ".plist");
+  const fs::path path = pathOf(recordClass);
   const fs::path file = directory_ / path;
   const bool exists = fs::exists(file);
   console_.check(exists, path.string(), "a file", "none");
   if (!exists) return {};
-  checkPrivate(file);
+  console_.check(isForOwnerOnly(file), "no right for anybody but its owner", "none", "some");
   return readDictionary(file);
-}
-
-void Demo::checkPrivate(const fs::path& path) {
-  const auto others = fs::perms::group_all | fs::perms::others_all;
-  const bool isPrivate = (fs::status(path).permissions() & others) == fs::perms::none;
-  console_.check(isPrivate, "no right for anybody but its owner", "no rights for others",
-                 "rights for others");
 }
 
 void Demo::showStoredRecords() {
@@ -228,11 +251,16 @@ void Demo::showStoredRecords() {
 
 void Demo::secondLaunch() {
   console_.heading("6. The host application is launched again");
-  const std::size_t before = backend_.requests().size();
+  const std::size_t before = backend_.requests("start").size();
   const ProgramRun run = launch();
   checkEqual("it was started from the outset", "true", run.value("isStarted-before"));
   checkEqual("its kit module was started", "true", run.value("kit-started"));
-  checkEqual("the backend received no further request", before, backend_.requests().size());
+  checkEqual("it is still started", "true", run.value("isStarted-after"));
+  checkEqual("the backend received no further start request", before,
+             backend_.requests("start").size());
+  const fs::path record = directory_ / pathOf("ZQMUserModel");
+  console_.check(fs::exists(record) && readDictionary(record) == user_,
+                 "the library left its record as it was", "the record above", "another or none");
   const StartDecision decision =
       startDecision({.user = ZQMUserModel::initWithDictionary(user_),
                      .deviceAdvertisingId = run.value("advertisingId"),

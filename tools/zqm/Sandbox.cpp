@@ -69,7 +69,7 @@ Sandbox Sandbox::create(const fs::path& directory, const IntegratorKey& key,
   writeNewDictionary(sandbox.hostPackage() / "Info.plist", hostInfoFor(options));
   writeNewFile(sandbox.pkcs12File(), key.pkcs12);
   writeNewDictionary(sandbox.corePackage() / "Devices.plist",
-                     {{"x86_64", "PC"}, {"aarch64", "PC with Arm"}});
+                     {{"aarch64", "ARM, 64 bits"}, {"x86_64", "PC, 64 bits"}});
   writeNewDictionary(sandbox.corePackage() / "Info.plist", coreInfoFor(options, key));
   return sandbox;
 }
