@@ -24,7 +24,8 @@ std::optional<ZQMStartResponse> startResponse(const ZQMHttpResult& result) {
 
 }  // namespace
 
-void ZQMCoreRequest::initWithDictionary(const Dictionary& body, StartCompletion completionHandler) {
+void ZQMCoreRequest::initWithDictionary(const Dictionary& body,
+                                        const StartCompletion& completionHandler) {
   const auto answered = [completionHandler](const ZQMHttpResult& result) {
     if (result.statusCode == 200) return completionHandler(startResponse(result), std::nullopt);
     // A refusal is an answer, not a failure: nothing is reported.

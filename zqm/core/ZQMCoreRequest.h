@@ -17,7 +17,7 @@ class ZQM_EXPORT ZQMCoreRequest {
   // Sends the start request and calls the completion once, on a thread of the transport: with a
   // response, with an error, or with neither where the backend refuses (401, 403) or its answer
   // cannot be read.
-  static void initWithDictionary(const Dictionary& body, StartCompletion completionHandler);
+  static void initWithDictionary(const Dictionary& body, const StartCompletion& completionHandler);
 
   // Posts a record to the remote log; the outcome goes to the debug outlet.
   static void sendGraylogInDictionary(const Dictionary& record);

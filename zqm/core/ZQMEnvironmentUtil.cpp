@@ -60,14 +60,14 @@ bool ZQMEnvironmentUtil::isDebug() {
 }
 
 Text ZQMEnvironmentUtil::fileNameCertsP12() {
-  const Text name = setting("FILE_NAME_CERTS_P12");
+  Text name = setting("FILE_NAME_CERTS_P12");
   if (environment())
     ZQMLogHandler::logToDebugWithText("ZQMCore - P12 File name: " + name.textForm());
   return name;
 }
 
 Text ZQMEnvironmentUtil::filePasswordCertsP12() {
-  const Text password = setting("FILE_PASSWORD_CERTS_P12");
+  Text password = setting("FILE_PASSWORD_CERTS_P12");
   // The debug outlet drops every text, so the password goes nowhere.
   if (environment()) {
     ZQMLogHandler::logToDebugWithText("ZQMCore - P12 File password: " + password.textForm());

@@ -73,7 +73,7 @@ std::optional<std::string> ZQMUtils::decryptoString(const Text& secureText) {
   if (file) {
     cryptography.loadPrivateKeyFromFile(*file, ZQMEnvironmentUtil::filePasswordCertsP12().string());
   }
-  const auto plain = cryptography.rsaDecryptString(*secureText.text());
+  auto plain = cryptography.rsaDecryptString(*secureText.text());
   if (!plain || plain->empty()) {
     ZQMLogHandler::logToDebugWithText(
         "ZQMCore - Error decrypting the Endpoint. Null value, assuming default value.");

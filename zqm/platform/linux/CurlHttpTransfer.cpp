@@ -118,7 +118,7 @@ bool CurlHttpTransfer::setUpHeaders() {
   const auto append = [this](const std::string& line) {
     curl_slist* longer = curl_slist_append(headerList_.get(), line.c_str());
     if (!longer) return false;
-    headerList_.release();
+    static_cast<void>(headerList_.release());
     headerList_.reset(longer);
     return true;
   };
