@@ -188,9 +188,6 @@ TEST_P(Pkcs12Test, HoldsThePrivateKeyOfTheCertificate) {
   cryptography.loadPublicKeyFromFile("/cert.der");
   cryptography.loadPrivateKeyFromFile("/key.p12", GetParam().password);
   EXPECT_EQ(cryptography.rsaDecryptString(*cryptography.rsaEncryptString("text")), "text");
-
-  cryptography.loadPrivateKeyFromFile("/key.p12", "Open sesame");
-  EXPECT_EQ(cryptography.getPrivateKey(), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -198,7 +195,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(File{"openssl", kPassword}, File{"openssl-legacy", kPassword},
                       File{"openssl-sha512", kPassword}, File{"openssl-empty", std::nullopt},
                       File{"certtool-utf8", "äpfel & çafé"}, File{"certtool-rc2", kPassword},
-                      File{"certtool-empty", ""}, File{"certtool-null", ""}, File{"nss", kPassword},
+                      File{"certtool-null", ""}, File{"nss", kPassword},
                       File{"keytool", kPassword}),
     [](const auto& test) {
       std::string name = test.param.name;
@@ -220,6 +217,8 @@ TEST_F(Pkcs12Test, WhatHoldsNoUsableKeyReplacesTheKeyWithNone) {
     EXPECT_EQ(cryptography.getPrivateKey(), nullptr);
   }
   Crypto cryptography = withBothKeys();
+  cryptography.loadPrivateKeyFromData(readTestData("openssl.p12"), "Open sesame");
+  EXPECT_EQ(cryptography.getPrivateKey(), nullptr);
   cryptography.loadPublicKeyFromData(readTestData("curve.der"));
   EXPECT_EQ(cryptography.getPublicKey(), nullptr);
   cryptography.loadPublicKeyFromFile("/nowhere");
@@ -272,8 +271,9 @@ TEST(CryptographyTest, DISABLED_WorksBeforeTheHostChoosesItsProviders) {
   ASSERT_FALSE(cryptography.rsaSHA1VerifyData({}, Bytes(256, 1)));
   ASSERT_TRUE(Crypto::DESEncrypt("12345678", "text"));
   // In a context that has been used, the default provider would be there already.
-  OSSL_PROVIDER_load(nullptr, "null");
+  OSSL_PROVIDER* const chosen = OSSL_PROVIDER_load(nullptr, "null");
   EXPECT_EQ(EVP_MD_fetch(nullptr, "SHA256", nullptr), nullptr);
+  OSSL_PROVIDER_unload(chosen);
 }
 
 TEST(CryptographyTest, TheHostsLibraryContextIsNeverUsed) {
