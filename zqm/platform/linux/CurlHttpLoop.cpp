@@ -47,17 +47,21 @@ CurlHttpLoop::~CurlHttpLoop() {
 }
 
 void CurlHttpLoop::submit(std::unique_ptr<CurlHttpTransfer> transfer) {
+  bool running = false;
   {
     const MutexLock lock(mutex_);
     incoming_.push_back(std::move(transfer));
-    if (std::exchange(running_, true)) return wake();
+    running = std::exchange(running_, true);
   }
+  if (running) return wake();
   if (!startThread("zqm-http", [self = shared_from_this()] { self->run(); })) refuse();
 }
 
 void CurlHttpLoop::close() {
-  const MutexLock lock(mutex_);
-  closing_ = true;
+  {
+    const MutexLock lock(mutex_);
+    closing_ = true;
+  }
   wake();
 }
 
