@@ -16,8 +16,10 @@ TEST_F(UtilsTest, JsonTextOfAnObjectBecomesADictionaryAndAnythingElseThrows) {
       ZQMUtils::stringToDictionary(text);
       FAIL() << text;
     } catch (const Exception& exception) {
-      EXPECT_FALSE(exception.name().empty());
-      EXPECT_FALSE(exception.reason().empty());
+      EXPECT_NE(exception.name().find("JSON"), std::string::npos);
+      EXPECT_NE(exception.reason().find(*text == '[' || *text == '5' ? "object" : "byte"),
+                std::string::npos)
+          << exception.reason();
       EXPECT_TRUE(exception.userInfo()["NSUnderlyingError"].text());
     }
   }

@@ -102,6 +102,9 @@ class ZQM_EXPORT Value {
   const List* list() const;
   const Dictionary* dictionary() const;
 
+  // Moves the dictionary out of a dictionary value; none for another kind.
+  std::optional<Dictionary> takeDictionary() &&;
+
   // The text of a text value, or none.
   std::optional<std::string> string() const { return get<std::string>(); }
 
@@ -138,6 +141,10 @@ struct DictionaryEntry {
 
 inline Value::Value(List value) : data_(std::move(value)) {}
 inline Value::Value(Dictionary value) : data_(std::move(value)) {}
+inline std::optional<Dictionary> Value::takeDictionary() && {
+  Dictionary* found = std::get_if<Dictionary>(&data_);
+  return found ? std::optional(std::move(*found)) : std::nullopt;
+}
 inline const List* Value::list() const { return std::get_if<List>(&data_); }
 inline const Dictionary* Value::dictionary() const { return std::get_if<Dictionary>(&data_); }
 

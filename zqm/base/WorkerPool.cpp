@@ -6,7 +6,7 @@
 
 #include <chrono>
 #include <deque>
-#include <system_error>
+#include <exception>
 #include <thread>
 
 #include "zqm/base/Mutex.h"
@@ -16,24 +16,43 @@ namespace {
 
 constexpr std::chrono::seconds kIdleTime{5};
 
+// Blocks every signal of the calling thread for a scope.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+// What gets this far has passed every boundary that reports; it must not end the host's process.
+void runQuietly(const std::function<void()>& body) noexcept {
+  try {
+    body();
+  } catch (...) {
+  }
+}
+
 }  // namespace
 
 bool startThread(const std::string& name, std::function<void()> body) {
   // A new thread inherits the mask, so that no signal can arrive on it even before it runs.
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  bool started = true;
+  const SignalsBlocked blocked;
   try {
-    std::thread thread(std::move(body));
+    std::thread thread([body = std::move(body)] { runQuietly(body); });
     pthread_setname_np(thread.native_handle(), name.substr(0, 15).c_str());
     thread.detach();
-  } catch (const std::system_error&) {
-    started = false;
+    return true;
+  } catch (const std::exception&) {
+    return false;
   }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return started;
 }
 
 struct WorkerPool::State {
@@ -86,7 +105,7 @@ void WorkerPool::submit(std::function<void()> task) {
     ++state_->threads;
   }
   const bool started = startThread(state_->name, [state = state_] {
-    while (auto run = state->next()) run();
+    while (const auto run = state->next()) runQuietly(run);
   });
   if (!started) {
     const MutexLock lock(state_->mutex);

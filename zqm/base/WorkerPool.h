@@ -11,8 +11,8 @@ namespace zqm {
 // it. `name` shows in debuggers (at most 15 characters). False when the system refuses a thread.
 bool startThread(const std::string& name, std::function<void()> body);
 
-// Runs tasks on up to `limit` threads; past that they wait in order. A task may block for long
-// and must not throw. Nothing is joined: destroying the pool lets queued tasks finish.
+// Runs tasks on up to `limit` threads; past that they wait in order. A task may block for long;
+// what it throws is dropped. Nothing is joined: destroying the pool lets queued tasks finish.
 class WorkerPool {
  public:
   WorkerPool(std::string name, std::size_t limit);

@@ -11,6 +11,8 @@
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
+#include "zqm/queue/ZQMBlockOperation.h"
+#include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {
@@ -22,11 +24,11 @@ constexpr const char* kRefusedDomain = "Could not ask backend permission to Star
 
 void report(const Exception& exception) { ZQMLogHandler::logException(exception, kCoreModule, 4); }
 
-// Throws where a value is absent: a request without an identifier must not be sent.
+// Throws where a value is absent or no text: a request that lacks one must not be sent.
 Dictionary startBody(const StartDecision& decision) {
   Dictionary body;
   const auto put = [&](std::string_view key, const Text& value) {
-    if (value.isAbsent()) {
+    if (!value.text() || !isValidUtf8(*value.text())) {
       throw Exception(kInvalidArgumentException,
                       "The start request has no value for " + std::string(key) + ".");
     }
@@ -97,7 +99,9 @@ void ZQMCoreRule::restartCore() {
   ZQMUserRule::sharedInstance().resetUser();
   // Saving nothing writes nothing: the endpoint table stays until the next accepted start.
   ZQMDatabase::saveObject<ZQMEndpointsModel>(Value());
-  coreIsStarted(Text(), [](bool) {});
+  // The check ends in a report, which is nothing for the host's thread.
+  ZQMExecutorOperation::sharedInstance().execute(ZQMBlockOperation::initWithModuleName(
+      kCoreModule, [this] { coreIsStarted(Text(), [](bool) {}); }));
 }
 
 StartFacts currentStartFacts(const Text& appId) {

@@ -23,8 +23,8 @@ class ZQM_EXPORT ZQMCoreRule {
   // of the transport after the backend's answer; not at all when the check fails.
   void coreIsStarted(const Text& appId, std::function<void(bool)> isStarted);
 
-  // Resets the user record. The start check that follows has no application identifier and so
-  // sends nothing: the installation registers anew at the host's next start.
+  // Resets the user record. The start check that follows, on the executor, has no application
+  // identifier and so sends nothing: the installation registers anew at the host's next start.
   void restartCore();
 
   // The callbacks that wait for the end of the current attempt.

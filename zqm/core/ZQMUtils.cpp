@@ -96,13 +96,12 @@ Text ZQMUtils::getVersionName() {
 bool ZQMUtils::parseToBool(const Value& value) { return zqm::parseToBool(value); }
 
 Dictionary ZQMUtils::stringToDictionary(std::string_view text) {
-  const JsonReading json = readJson(text);
-  if (const Dictionary* dictionary = json.value.dictionary(); dictionary && !json.error) {
-    return *dictionary;
-  }
-  const std::string reason =
-      json.error ? json.error->localizedDescription() : "The JSON text does not hold an object.";
-  throw Exception("The data couldn't be read because it isn't in the correct format.", reason,
+  JsonReading json = readJson(text);
+  if (auto dictionary = std::move(json.value).takeDictionary()) return *std::move(dictionary);
+  const std::string description =
+      json.error ? json.error->localizedDescription() : "The JSON text holds no object.";
+  const Text reason = json.error ? json.error->userInfo[kLocalizedFailureReasonKey] : Text();
+  throw Exception(description, reason.text() ? *reason.text() : description,
                   {{"NSUnderlyingError", callStackText()}});
 }
 

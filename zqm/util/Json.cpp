@@ -14,6 +14,8 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t kMaximumDepth = 512;
+// A value takes some 100 bytes of memory and as few as two of text.
+constexpr std::size_t kMostValues = 500'000;
 constexpr std::int64_t kReadingFailed = 1;
 constexpr std::int64_t kWritingFailed = 2;
 
@@ -93,6 +95,7 @@ class Builder : public nlohmann::json_sax<json> {
   }
 
   bool add(Value value) {
+    if (++values_ > kMostValues) return fail("There are more than 500,000 values.");
     if (open_.empty()) {
       value_ = std::move(value);
     } else if (List* list = std::get_if<List>(&open_.back().content)) {
@@ -105,6 +108,7 @@ class Builder : public nlohmann::json_sax<json> {
 
   std::vector<Container> open_;
   Value value_;
+  std::size_t values_ = 0;
   std::string failure_;
 };
 
