@@ -130,11 +130,12 @@ bool ZQMReachability::startNotifier() {
     const MutexLock lock(mutex_);
     if (reachabilityObject_) return true;
     const std::uint64_t run = ++run_;
-    watch_ = platform().network->watch(
-        reachabilityRef_,
-        [weak = weak_from_this(), run, process = &Process::current()](std::uint32_t flags) {
-          if (const Pointer monitor = weak.lock()) monitor->deliver({run, process, flags});
-        });
+    process_ = &Process::current();
+    watch_ = platform().network->watch(reachabilityRef_,
+                                       [weak = weak_from_this(), run](std::uint32_t flags) {
+                                         if (const Pointer monitor = weak.lock())
+                                           monitor->deliver(run, flags);
+                                       });
     if (!watch_) return false;
     reachabilityObject_ = self;
   }
@@ -151,28 +152,17 @@ void ZQMReachability::stopNotifier() {
   watch.swap(watch_);
 }
 
-void ZQMReachability::deliver(const Change& change) {
-  {
-    const MutexLock lock(mutex_);
-    changes_.push_back(change);
-    if (delivering_) return;
-    delivering_ = true;
-  }
-  while (const auto next = nextChange()) {
-    const Process::Scope scope(*next->process);
-    reachabilityChanged(next->flags);
-  }
+void ZQMReachability::deliver(std::uint64_t run, std::uint32_t flags) {
+  const MutexLock lock(mutex_);
+  if (!reachabilityObject_ || run != run_) return;
+  serialQueue_.submit(process_->bind(std::function<void()>([self = shared_from_this(), run, flags] {
+    if (self->isRunning(run)) self->reachabilityChanged(flags);
+  })));
 }
 
-std::optional<ZQMReachability::Change> ZQMReachability::nextChange() {
+bool ZQMReachability::isRunning(std::uint64_t run) const {
   const MutexLock lock(mutex_);
-  while (!changes_.empty()) {
-    const Change change = changes_.front();
-    changes_.pop_front();
-    if (reachabilityObject_ && change.run == run_) return change;
-  }
-  delivering_ = false;
-  return std::nullopt;
+  return reachabilityObject_ && run == run_;
 }
 
 void ZQMReachability::reachabilityChanged(std::uint32_t flags) {

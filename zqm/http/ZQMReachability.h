@@ -3,13 +3,13 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "zqm/base/Mutex.h"
+#include "zqm/base/WorkerPool.h"
 #include "zqm/platform/Process.h"
 
 namespace zqm {
@@ -84,17 +84,11 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
     Block unreachable;
     FlagsBlock reachability;
   };
-  // A change, the run of the notifier that saw it, and the Process that started that run.
-  struct Change {
-    std::uint64_t run = 0;
-    Process* process = nullptr;
-    std::uint32_t flags = 0;
-  };
-
   explicit ZQMReachability(NetworkTarget target) : reachabilityRef_(std::move(target)) {}
 
-  void deliver(const Change& change);
-  std::optional<Change> nextChange();
+  // `run` is that of the notifier which saw the change.
+  void deliver(std::uint64_t run, std::uint32_t flags);
+  bool isRunning(std::uint64_t run) const;
   void reachabilityChanged(std::uint32_t flags);
 
   const NetworkTarget reachabilityRef_;
@@ -105,9 +99,10 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
   Pointer reachabilityObject_ ZQM_GUARDED_BY(mutex_);
   std::shared_ptr<void> watch_ ZQM_GUARDED_BY(mutex_);
   std::uint64_t run_ ZQM_GUARDED_BY(mutex_) = 0;
-  // The serial queue: whoever finds it idle works it off on its own thread.
-  std::deque<Change> changes_ ZQM_GUARDED_BY(mutex_);
-  bool delivering_ ZQM_GUARDED_BY(mutex_) = false;
+  // Of the run under way; it stops its notifiers before it goes.
+  Process* process_ ZQM_GUARDED_BY(mutex_) = nullptr;
+  // The serial queue on which changes are delivered.
+  WorkerPool serialQueue_{"zqm-reachable", 1};
 };
 
 }  // namespace zqm

@@ -32,6 +32,8 @@ Process::~Process() {
     made.swap(made_);
   }
   while (!made.empty()) made.pop_back();
+  // What a notifier let through while it was being stopped.
+  drain();
 }
 
 Process& Process::current() {
