@@ -13,6 +13,7 @@
 #include "zqm/platform/linux/Descriptor.h"
 #include "zqm/platform/linux/Paths.h"
 #include "zqm/util/Encoding.h"
+#include "zqm/util/Strings.h"
 
 namespace zqm {
 namespace {
@@ -98,7 +99,7 @@ std::string LinuxIdentity::advertisingIdentifier() {
             sources_.advertisingIdentifier ? sources_.advertisingIdentifier() : keptIdentifier();
       },
       [](const Exception&) {});
-  return identifier;
+  return isValidUtf8(identifier) ? identifier : std::string();
 }
 
 std::optional<std::string> LinuxIdentity::vendorIdentifier() {

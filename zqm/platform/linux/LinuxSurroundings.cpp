@@ -7,6 +7,7 @@
 
 #include "zqm/platform/linux/Descriptor.h"
 #include "zqm/platform/linux/EnvironmentVariable.h"
+#include "zqm/util/Strings.h"
 
 namespace zqm {
 namespace {
@@ -70,7 +71,7 @@ std::string LinuxSurroundings::systemVersion() {
     const auto bytes = readFile(root_ + path, kLargestRelease);
     if (!bytes) continue;
     const auto version = releaseValue(asText(*bytes), "VERSION_ID");
-    if (version && !version->empty()) return *version;
+    if (version && !version->empty() && isValidUtf8(*version)) return *version;
   }
   utsname names{};
   return uname(&names) == 0 ? names.release : "";
