@@ -102,7 +102,7 @@ TEST(LinuxHostStateTest, AHostThatSaysNothingOrThrowsHasTheDefaults) {
 
 TEST(LinuxSystemLogTest, ATerminalShowsOneHarmlessLineAndAnythingElseNone) {
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-  ASSERT_GE(terminal, 0);
+  if (terminal < 0) GTEST_SKIP() << "The system has no pseudo terminals.";
   ASSERT_EQ(grantpt(terminal) | unlockpt(terminal), 0);
   const int screen = open(ptsname(terminal), O_RDWR | O_NOCTTY);
   ASSERT_GE(screen, 0);
