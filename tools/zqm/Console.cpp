@@ -69,7 +69,7 @@ void Console::heading(std::string_view text) {
 }
 
 void Console::line(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
   std::fputc('\n', stdout);
   std::fflush(stdout);
 }
