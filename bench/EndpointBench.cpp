@@ -18,7 +18,7 @@ void EndpointLookup(benchmark::State& state) {
 BENCHMARK(EndpointLookup)->Unit(benchmark::kMicrosecond);
 
 // The floor: the private-key operation with a key that is loaded already.
-void RsaFloor(benchmark::State& state) {
+void EndpointLookupFloor(benchmark::State& state) {
   const Installation& made = installation();
   ZQMCryptography cryptography;
   cryptography.loadPrivateKeyFromData(made.key.pkcs12, made.key.password);
@@ -27,7 +27,7 @@ void RsaFloor(benchmark::State& state) {
     if (!cryptography.rsaDecryptString(text)) state.SkipWithError("not decrypted");
   }
 }
-BENCHMARK(RsaFloor)->Unit(benchmark::kMicrosecond);
+BENCHMARK(EndpointLookupFloor)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace zqm::bench

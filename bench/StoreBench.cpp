@@ -23,7 +23,7 @@ void SaveUser(benchmark::State& state) {
 BENCHMARK(SaveUser)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 // The floor: temporary file, write, data sync, rename, of as many bytes.
-void ReplaceFileFloor(benchmark::State& state) {
+void SaveUserFloor(benchmark::State& state) {
   const Process::Scope scope(*installation().process);
   const auto content =
       writePropertyList(ZQMDatabase::readRecord<ZQMUserModel>().value().toDictionary()).value();
@@ -38,7 +38,7 @@ void ReplaceFileFloor(benchmark::State& state) {
     std::rename(temporary.c_str(), path.c_str());
   }
 }
-BENCHMARK(ReplaceFileFloor)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(SaveUserFloor)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 void ReadUser(benchmark::State& state) {
   const Process::Scope scope(*installation().process);
@@ -47,7 +47,7 @@ void ReadUser(benchmark::State& state) {
 BENCHMARK(ReadUser)->Unit(benchmark::kMicrosecond);
 
 // The floor: the same bytes into memory.
-void ReadFileFloor(benchmark::State& state) {
+void ReadUserFloor(benchmark::State& state) {
   const Process::Scope scope(*installation().process);
   const auto content =
       writePropertyList(ZQMDatabase::readRecord<ZQMUserModel>().value().toDictionary()).value();
@@ -60,7 +60,7 @@ void ReadFileFloor(benchmark::State& state) {
     ::close(file);
   }
 }
-BENCHMARK(ReadFileFloor)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ReadUserFloor)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace zqm::bench

@@ -1,75 +1,124 @@
-// One launch of a host in a fresh process: what the start call costs its thread, and what the
-// process has grown by once the backend has accepted. Prints "name value" lines.
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+// Launches of a host, each in a fresh process, with an empty queue and with a long one: the rows of
+// its start call and of what it has grown by. What a program pays for being linked with the library
+// before its main runs.
+#include <time.h>
 
-#include <chrono>
-#include <cstdio>
 #include <fstream>
+#include <map>
+#include <sstream>
+#include <stdexcept>
 #include <string>
-#include <thread>
 
-#include "bench/Installation.h"
-#include "zqm/core/ZQMCore.h"
+#include "bench/Authorities.h"
+#include "bench/PendingQueue.h"
+#include "bench/Row.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/zqm/Backend.h"
+#include "tools/zqm/Program.h"
+#include "tools/zqm/Sandbox.h"
+#include "zqm/platform/linux/LinuxPlatform.h"
 
+namespace zqm::bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+constexpr std::size_t kPending = 10000;
+constexpr int kLaunches = 9;
+constexpr int kIdleLaunches = 2;
+constexpr int kExecs = 25;
 
-// A number of /proc/self/status, for example "VmRSS"; sizes are in KiB.
-long status(const std::string& name) {
-  std::ifstream file("/proc/self/status");
-  std::string word;
-  long value = 0;
-  while (file >> word) {
-    if (word == name + ":" && file >> value) return value;
-  }
-  return 0;
-}
+using Figures = std::map<std::string, std::vector<double>>;
 
-int launch(const char* mainPackage, const char* dataDirectory, const char* appIdFile) {
-  std::string appId;
-  std::getline(std::ifstream(appIdFile), appId);
-  const long resident = status("VmRSS");
-  const long anonymous = status("RssAnon");
-  const auto begin = Clock::now();
-  zqm::Process::setDefaultPlatform(
-      zqm::makeLinuxPlatform({.mainPackage = mainPackage, .userDataDirectory = dataDirectory}));
-  zqm::ZQMCore::startWithAppId(appId, {});
-  const std::chrono::duration<double, std::micro> call = Clock::now() - begin;
-  const auto limit = begin + std::chrono::seconds(20);
-  while (!zqm::ZQMCore::isStarted() && Clock::now() < limit) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  if (!zqm::ZQMCore::isStarted()) return 1;
-  std::printf("first-start-call-us %.0f\n", call.count());
-  std::printf("resident-growth-KiB %ld\n", status("VmRSS") - resident);
-  std::printf("anonymous-growth-KiB %ld\n", status("RssAnon") - anonymous);
-  std::printf("threads-after-start %ld\n", status("Threads") - 1);
-  std::this_thread::sleep_for(std::chrono::seconds(10));
-  std::printf("threads-after-10-s %ld\n", status("Threads") - 1);
-  return 0;
+void read(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+          Figures& figures) {
+  const auto run = tools::runProgram(program, arguments, {}, std::chrono::minutes(1));
+  if (run.end != "code 0") throw std::runtime_error(program.string() + ": " + run.end);
+  std::istringstream output(run.output);
+  std::string name;
+  double value = 0;
+  while (output >> name >> value) figures[name].push_back(value);
 }
 
 // The backend stays in this process, so that the host's figures are its own.
-int serve(char* program) {
-  zqm::bench::Sandboxed sandboxed;
-  std::string package = sandboxed.sandbox.hostPackage().string();
-  std::string data = (sandboxed.root / "launch").string();
-  std::string appId = sandboxed.sandbox.applicationIdFile().string();
-  char* arguments[] = {program, package.data(), data.data(), appId.data(), nullptr};
-  pid_t child = 0;
-  int result = 1;
-  if (::posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, arguments, ::environ) != 0 ||
-      ::waitpid(child, &result, 0) != child) {
-    return 1;
+class Launches {
+ public:
+  explicit Launches(std::filesystem::path host) : host_(std::move(host)) {}
+
+  void launch(std::size_t pending, bool idle, Figures& figures) {
+    const testing::TemporaryDirectory data;
+    if (pending > 0) {
+      Process process(makeLinuxPlatform(
+          {.mainPackage = sandbox_.hostPackage().string(), .userDataDirectory = data.path()}));
+      const Process::Scope scope(process);
+      ZQMQueueRule::sharedInstance().refreshQueue(pendingQueue(pending));
+    }
+    std::vector<std::string> arguments = {sandbox_.hostPackage(), data.path(),
+                                          sandbox_.applicationIdFile(), authorities_.file()};
+    if (idle) arguments.emplace_back("idle");
+    read(host_, arguments, figures);
+    if (figures["pending"].back() != static_cast<double>(pending)) {
+      throw std::runtime_error("the items were not read, or not held back");
+    }
   }
-  return WIFEXITED(result) ? WEXITSTATUS(result) : 1;
+
+ private:
+  const std::filesystem::path host_;
+  const testing::TemporaryDirectory directory_;
+  Authorities authorities_;
+  const tools::IntegratorKey key_ = tools::makeIntegratorKey();
+  tools::Backend backend_{key_.certificate, authorities_.files()};
+  const tools::Sandbox sandbox_ =
+      tools::Sandbox::create(directory_.path() / "sandbox", key_, {.backendUrl = backend_.url()});
+};
+
+std::vector<double> execTimes(const std::filesystem::path& program) {
+  Figures figures;
+  for (int count = 0; count < kExecs; ++count) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    read(program, {std::to_string(now.tv_sec * 1'000'000'000LL + now.tv_nsec)}, figures);
+  }
+  return figures["main"];
+}
+
+// Each of the second beyond the median of the first.
+std::vector<double> beyond(const std::vector<double>& base, std::vector<double> values) {
+  for (double& each : values) each -= median(base);
+  return values;
+}
+
+void run(const std::filesystem::path& programs) {
+  Launches launches(programs / "zqm_launch_host");
+  Figures none;
+  Figures many;
+  for (int count = 0; count < kLaunches; ++count) {
+    launches.launch(0, count < kIdleLaunches, none);
+    launches.launch(kPending, count < kIdleLaunches, many);
+  }
+  Figures floor;
+  for (int count = 0; count < kLaunches; ++count) read(programs / "zqm_thread", {}, floor);
+  print({"start call, cold, nothing pending", none["call"], Unit::seconds, floor["call"], 100e-6});
+  print({"start call, cold, 10,000 pending", many["call"], Unit::seconds, floor["call"], 100e-6});
+  const auto plain = execTimes(programs / "zqm_exec");
+  print({"from exec to main, linked with the library", execTimes(programs / "zqm_exec_linked"),
+         Unit::seconds, plain});
+  print({"resident growth by an accepted start over TLS",
+         none["resident"],
+         Unit::kibibytes,
+         {},
+         12e6 / 1024});
+  print({"anonymous part of it", none["anonymous"], Unit::kibibytes, {}, 4e6 / 1024});
+  print({"more of it with 10,000 pending",
+         beyond(none["resident"], many["resident"]),
+         Unit::kibibytes,
+         {},
+         10e6 / 1024});
+  print({"threads, idle for ten seconds after a start", none["threads"], Unit::count, {}, 4});
+  print({"the same with 10,000 pending", many["threads"], Unit::count, {}, 4});
 }
 
 }  // namespace
+}  // namespace zqm::bench
 
-int main(int count, char** arguments) {
-  return count == 4 ? launch(arguments[1], arguments[2], arguments[3]) : serve(arguments[0]);
+int main(int, char** arguments) {
+  zqm::bench::run(std::filesystem::path(arguments[0]).parent_path());
 }

@@ -4,11 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <random>
 
 #include "tests/support/Tree.h"
-#include "tools/zqm/Sandbox.h"
 #include "zqm/core/ZQMUserModel.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
@@ -17,41 +17,49 @@
 namespace zqm {
 namespace {
 
+constexpr const char* kPackage =
+    "<plist><dict><key>NSGroupIdentifier</key><string>group</string></dict></plist>";
+
 // Saves one record after the other, each with the same text in two fields.
-[[noreturn]] void saveForEver(int firstIsThere) {
+[[noreturn]] void saveForEver() {
   ZQMUserModel user;
-  for (int i = 0;; ++i) {
-    user.euid = user.appId = std::string(static_cast<std::size_t>(i % 5000), 'x');
+  for (std::size_t i = 0;; ++i) {
+    user.euid = user.appId = std::string(1 + i % 5000, 'x');
     if (!ZQMDatabase::saveObject<ZQMUserModel>(user)) _exit(1);
-    if (i == 0 && write(firstIsThere, "", 1) != 1) _exit(2);
   }
 }
 
-TEST(DatabaseKillTest, AKilledProcessLeavesAWholeRecordForTheNext) {
-  const zqm::testing::Tree tree;
-  const auto sandbox = tools::Sandbox::create(tree.path() / "sandbox", tools::makeIntegratorKey(),
-                                              {.backendUrl = "http://127.0.0.1:1/"});
-  const LinuxOptions options{.mainPackage = sandbox.hostPackage().string(),
-                             .userDataDirectory = tree / "data"};
+TEST(DatabaseKillTest, AKilledProcessLeavesAWholeRecordForTheNextAndNoGrowingLitter) {
+  const testing::Tree tree;
+  tree.put("package/Info.plist", kPackage);
+  const LinuxOptions options{.mainPackage = tree / "package", .userDataDirectory = tree / "data"};
   std::minstd_rand random(1);
-  for (int round = 0; round < 30; ++round) {
-    int channel[2];
-    ASSERT_EQ(pipe(channel), 0);
+  for (int round = 0; round < 40; ++round) {
+    std::filesystem::remove(tree / "data/group/ZQMUserModel.plist");
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     Process process(makeLinuxPlatform(options));
     const Process::Scope scope(process);
-    if (child == 0) saveForEver(channel[1]);
-    close(channel[1]);
-    char byte = 0;
-    EXPECT_EQ(read(channel[0], &byte, 1), 1) << "the child could not save";
-    close(channel[0]);
-    usleep(static_cast<useconds_t>(random() % 20'000));
+    if (child == 0) saveForEver();
+    int status = 0;
+    std::optional<ZQMUserModel> user;
+    while (!user && waitpid(child, &status, WNOHANG) == 0) {
+      user = ZQMDatabase::readRecord<ZQMUserModel>();
+    }
+    const auto limit =
+        std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 20'000);
+    while (user && std::chrono::steady_clock::now() < limit) {
+      EXPECT_EQ(user->euid, user->appId);
+      user = ZQMDatabase::readRecord<ZQMUserModel>();
+    }
+    EXPECT_TRUE(user) << "while it is saved";
     kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    const auto user = ZQMDatabase::readRecord<ZQMUserModel>();
-    ASSERT_TRUE(user.has_value()) << "in round " << round;
-    EXPECT_EQ(user->euid, user->appId);
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "a save failed";
+    user = ZQMDatabase::readRecord<ZQMUserModel>();
+    ASSERT_TRUE(user && user->euid == user->appId) << "in round " << round;
+    const std::filesystem::directory_iterator files(tree / "data/group");
+    EXPECT_LE(std::distance(files, {}), 2) << "the record and what the last left";
   }
 }
 

@@ -1,17 +1,13 @@
 // The endpoint records, and the lookup of every address in table and settings.
 #include "zqm/endpoints/ZQMEndPoint.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/FakePlatform.h"
 #include "tests/support/Integrator.h"
 #include "zqm/endpoints/ZQMEndpointsRule.h"
 #include "zqm/model/ZQMDatabase.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
-
-using zqm::testing::protectedText;
 
 struct Service {
   std::string (*address)();
@@ -47,65 +43,34 @@ const Service kServices[] = {
 
 // Every field of the table, each holding its own protected name.
 Dictionary fullTable() {
-  std::vector<std::string> fields = {"notification.inAppSingle", "notification.inAppMultiple",
-                                     "notification.inAppText"};
-  for (const Service& service : kServices) fields.emplace_back(service.field);
+  std::map<std::string, Dictionary> groups;
+  const auto put = [&](const std::string& field) {
+    const std::size_t point = field.find('.');
+    groups[field.substr(0, point)].set(field.substr(point + 1), protectedText(field));
+  };
+  for (const Service& service : kServices) put(service.field);
+  for (const char* name : {"Single", "Multiple", "Text"})
+    put(std::string("notification.inApp") + name);
   Dictionary table;
-  for (const std::string& field : fields) {
-    const std::string group = field.substr(0, field.find('.'));
-    Dictionary entries = table[group].dictionary() ? *table[group].dictionary() : Dictionary();
-    entries.set(field.substr(group.size() + 1), protectedText(field));
-    table.set(group, entries);
-  }
+  for (const auto& [name, fields] : groups) table.set(name, fields);
   return table;
 }
 
-class EndpointsTest : public testing::Fixture {
+class EndpointsTest : public Fixture {
  protected:
-  void SetUp() override { testing::installKey(fakes); }
+  void SetUp() override { installKey(fakes); }
 
   static void save(const Dictionary& table) {
-    ASSERT_TRUE(
-        ZQMDatabase::saveObject<ZQMEndpointsModel>(*ZQMEndpointsModel::initWithDictionary(table)));
+    ZQMDatabase::saveObject<ZQMEndpointsModel>(*ZQMEndpointsModel::initWithDictionary(table));
   }
 };
 
-TEST_F(EndpointsTest, KeepsEveryFieldOfTheTableAndNothingElse) {
-  const Dictionary table = fullTable();
-  Dictionary received = table;
-  received.set("extra", 1);
-  Dictionary geo = *table["geo"].dictionary();
-  geo.set("extra", "x");
-  received.set("geo", geo);
-  const auto record = ZQMEndpointsModel::initWithDictionary(received);
-  EXPECT_EQ(record->toDictionary(), table);
-  Coder coder;
-  record->encodeWithCoder(coder);
-  EXPECT_EQ(ZQMEndpointsModel::initWithCoder(coder).toDictionary(), table);
-}
-
-TEST_F(EndpointsTest, ReadsAMissingTableAsEmptyGroups) {
-  for (const Value& missing : {Value(), Value(Dictionary{{"geo", "no group"}})}) {
-    const auto record = ZQMEndpointsModel::initWithDictionary(missing);
-    ASSERT_TRUE(record.has_value());
-    EXPECT_TRUE(record->geo.live.isAbsent());
-    EXPECT_EQ(record->toDictionary().size(), 8U);
-    EXPECT_EQ(record->toDictionary()["geo"], Value(Dictionary()));
-  }
-}
-
-TEST_F(EndpointsTest, FallsBackToTheSettingsWithoutATable) {
+TEST_F(EndpointsTest, TakesAnAddressFromTheTableAsItIsAndOtherwiseFromTheSettings) {
   for (const Service& service : kServices) {
     EXPECT_EQ(service.address(), std::string("http://backend.test/") + service.fallback);
   }
-  EXPECT_EQ(ZQMEndPoint::coreInit(), "http://backend.test/start/init");
-  EXPECT_EQ(ZQMEndpointsRule::sharedInstance().reportInAppText(), std::nullopt);
-}
-
-TEST_F(EndpointsTest, TakesTheTablesAddressAsItIs) {
   save(fullTable());
   for (const Service& service : kServices) EXPECT_EQ(service.address(), service.field);
-  EXPECT_EQ(ZQMEndPoint::coreInit(), "http://backend.test/start/init");
   const ZQMEndpointsRule rule = ZQMEndpointsRule::sharedInstance();
   EXPECT_EQ(rule.reportInAppSingle(), "notification.inAppSingle");
   EXPECT_EQ(rule.reportInAppMultiple(), "notification.inAppMultiple");
@@ -133,4 +98,4 @@ TEST_F(EndpointsTest, TellsAMissingBaseFromMissingSettings) {
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

@@ -4,19 +4,17 @@
 #include "tests/support/FakePlatform.h"
 #include "zqm/util/Date.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
 
 using Outcome = StartDecision::Outcome;
-using zqm::testing::kNow;
 
-class StartDecisionTest : public zqm::testing::Fixture {
+class StartDecisionTest : public Fixture {
  protected:
   StartDecisionTest() {
     ZQMUserModel user;
     user.advertisingId = "device";
     user.appId = "app";
-    user.euid = "e-1";
     user.started = true;
     user.startedDate = kNow;
     user.startedSdkVersion = "1.2.3";
@@ -35,22 +33,20 @@ class StartDecisionTest : public zqm::testing::Fixture {
 
 TEST_F(StartDecisionTest, AcceptedStartRestsWhileIdentifierAndVersionsStay) {
   facts.now = kNow + std::chrono::years(5);
-  expect(Outcome::notDue, StartReason::accepted);
-  facts.plainAppId = "another";
-  expect(Outcome::notDue, StartReason::accepted);
-  facts.plainAppId.reset();
-  expect(Outcome::notDue, StartReason::accepted);
-  facts.deviceAdvertisingId = "changed";
-  expect(Outcome::due, StartReason::advertisingIdChanged);
-  facts.deviceAdvertisingId = "device";
-  facts.sdkVersion = "1.2.4";
-  expect(Outcome::due, StartReason::sdkVersionChanged);
-  facts.user->startedSdkVersion = Text();
-  facts.sdkVersion = Text();
-  expect(Outcome::due, StartReason::sdkVersionChanged);
-  facts.user->startedSdkVersion = facts.sdkVersion = "1.2.4";
+  for (const Text& plainAppId : {Text("app"), Text("another"), Text()}) {
+    facts.plainAppId = plainAppId.string();
+    expect(Outcome::notDue, StartReason::accepted);
+  }
   facts.appVersion = "3.2";
   expect(Outcome::due, StartReason::appVersionChanged);
+  // Two absent versions are not the same one.
+  facts.user->startedSdkVersion = facts.sdkVersion = Text();
+  expect(Outcome::due, StartReason::sdkVersionChanged);
+  facts.deviceAdvertisingId = "changed";
+  expect(Outcome::due, StartReason::advertisingIdChanged);
+  // Given in plain text, an identifier is refused even for an accepted installation.
+  facts.plainAppId = facts.appId.string();
+  expect(Outcome::impossible, StartReason::appIdNotProtected);
 }
 
 TEST_F(StartDecisionTest, RefusedStartIsRetriedAfterADayAndTheFullDayCounts) {
@@ -66,17 +62,12 @@ TEST_F(StartDecisionTest, RefusedStartIsRetriedAfterADayAndTheFullDayCounts) {
 
 TEST_F(StartDecisionTest, FirstStartNeedsBothIdentifiers) {
   facts.user.reset();
-  const StartDecision first = startDecision(facts);
-  EXPECT_EQ(first.outcome, Outcome::due);
-  EXPECT_EQ(first.user.appId, Text("app"));
-  EXPECT_FALSE(first.user.started);
-  facts.deviceAdvertisingId = "";
-  expect(Outcome::impossible, StartReason::noAdvertisingId);
-  facts.deviceAdvertisingId = "device";
+  EXPECT_EQ(startDecision(facts).outcome, Outcome::due);
+  EXPECT_EQ(startDecision(facts).user.appId, Text("app"));
   facts.plainAppId.reset();
   expect(Outcome::impossible, StartReason::appIdNotDecryptable);
-  facts.plainAppId = "protected";
-  expect(Outcome::impossible, StartReason::appIdNotProtected);
+  facts.deviceAdvertisingId = "";
+  expect(Outcome::impossible, StartReason::noAdvertisingId);
 }
 
 TEST_F(StartDecisionTest, StoredIdentifiersStandInForMissingOnes) {
@@ -94,10 +85,5 @@ TEST_F(StartDecisionTest, StoredIdentifiersStandInForMissingOnes) {
   expect(Outcome::impossible, StartReason::noAdvertisingId);
 }
 
-TEST_F(StartDecisionTest, PlainIdentifierIsRefusedEvenForAnAcceptedInstallation) {
-  facts.appId = "app";
-  expect(Outcome::impossible, StartReason::appIdNotProtected);
-}
-
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

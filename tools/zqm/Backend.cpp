@@ -122,6 +122,13 @@ Backend::Backend(Bytes certificate, std::uint16_t port)
   }
 }
 
+Backend::Backend(Bytes certificate, const TlsFiles& tls)
+    : certificate_(std::move(certificate)), euid_(makeUuid()) {
+  const MutexLock lock(mutex_);
+  server_ = std::make_unique<HttpServer>(
+      [this](const ServerRequest& request) { return handle(request); }, tls);
+}
+
 std::string Backend::url() const { return server_->url("/"); }
 
 void Backend::answerStartWith(StartAnswer answer) {
@@ -166,6 +173,12 @@ std::vector<BackendRequest> Backend::recorded(std::string_view service) const {
   std::ranges::copy_if(requests_, std::back_inserter(found),
                        [&](const BackendRequest& each) { return each.service == service; });
   return found;
+}
+
+void Backend::forgetRequests() {
+  server_->forgetRequests();
+  const MutexLock lock(mutex_);
+  requests_.clear();
 }
 
 Dictionary Backend::endpointTable() const {

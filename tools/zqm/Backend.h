@@ -51,8 +51,10 @@ class Backend {
   // `certificate` (DER) holds the key with which the endpoint table is protected; port 0 is an
   // ephemeral one. Throws when the port is taken.
   explicit Backend(Bytes certificate, std::uint16_t port = 0);
+  // Over TLS, on an ephemeral port.
+  Backend(Bytes certificate, const TlsFiles& tls);
 
-  // "http://127.0.0.1:PORT/": what the settings' base addresses begin with.
+  // "http://127.0.0.1:PORT/", or with https: what the settings' base addresses begin with.
   std::string url() const;
   // The installation identifier of every accepted start.
   const std::string& euid() const { return euid_; }
@@ -69,6 +71,9 @@ class Backend {
   // The same, once there are `count` of that service or the time is up.
   std::vector<BackendRequest> waitForRequests(std::string_view service, std::size_t count,
                                               std::chrono::milliseconds timeout) const;
+
+  // For one that lives long.
+  void forgetRequests();
 
   // The table that an accepted start sends; each value is protected afresh.
   Dictionary endpointTable() const;

@@ -1,4 +1,4 @@
-// The demonstration: a backend, an integrator's material and two launches of a host application.
+// The demonstration: a backend, an integrator's material and the life of an installation.
 #pragma once
 
 #include <filesystem>
@@ -10,6 +10,8 @@ struct DemoOptions {
   std::filesystem::path hostProgram;
   // Leaves the directory with everything in it behind, and says where.
   bool keep = false;
+  // With the real clock and network; what needs hours to pass is left out.
+  bool real = false;
 };
 
 // True when everything was observed that should be. Throws where it cannot even begin.

@@ -339,6 +339,11 @@ std::vector<ServerRequest> HttpServer::requests() const {
   return impl_->received;
 }
 
+void HttpServer::forgetRequests() {
+  const MutexLock lock(impl_->mutex);
+  impl_->received.clear();
+}
+
 std::vector<ServerRequest> HttpServer::waitForRequests(std::size_t count,
                                                        std::chrono::milliseconds timeout) const {
   const auto end = std::chrono::steady_clock::now() + timeout;

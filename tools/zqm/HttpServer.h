@@ -92,6 +92,8 @@ class HttpServer {
   // The same, once there are `count` of them or the time is up.
   std::vector<ServerRequest> waitForRequests(std::size_t count,
                                              std::chrono::milliseconds timeout) const;
+  // For a server that lives long.
+  void forgetRequests();
 
  private:
   struct Impl;

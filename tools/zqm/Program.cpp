@@ -18,6 +18,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// For what a killed program had printed; others may hold its output open.
+constexpr std::chrono::seconds kLastOutput{1};
+
 struct Pipe {
   Pipe() {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -119,6 +122,7 @@ ProgramRun runProgram(const std::filesystem::path& program,
   if (!inTime) ::kill(child, SIGKILL);
   int status = 0;
   while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+  if (!inTime) readUntil(Clock::now() + kLastOutput, pipe.ends[0], run.output);
   run.end = endOf(status, inTime);
   run.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
   return run;

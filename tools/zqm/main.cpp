@@ -8,6 +8,7 @@
 #include <exception>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,7 @@
 #include "tools/zqm/FileAccess.h"
 #include "tools/zqm/Sandbox.h"
 #include "zqm/base/Version.h"
+#include "zqm/model/RecordLog.h"
 
 namespace zqm::tools {
 namespace {
@@ -144,6 +146,19 @@ bool isRecordFile(std::string_view name) {
   return name.starts_with("ZQM") && name.ends_with("Model.plist");
 }
 
+// A record's file is a property list, or the log of a list.
+Value storedRecord(const fs::path& file) {
+  const auto log = readLog(readFile(file), [](Dictionary fields) {
+    return std::make_shared<const Dictionary>(std::move(fields));
+  });
+  if (!log) return readPropertyListFile(file);
+  List elements;
+  for (const LogElement& each : log->elements) {
+    elements.emplace_back(*std::static_pointer_cast<const Dictionary>(each));
+  }
+  return Dictionary{{"data", std::move(elements)}};
+}
+
 int printStore(Arguments& arguments) {
   const fs::path directory = onlyPath(arguments, "a container directory");
   std::error_code error;
@@ -157,7 +172,7 @@ int printStore(Arguments& arguments) {
   Dictionary records;
   bool damaged = false;
   for (const fs::path& file : files) {
-    const Value record = readPropertyListFile(file);
+    const Value record = storedRecord(file);
     if (record.isPresent()) records.set(file.stem().string(), record);
     if (record.isPresent()) continue;
     std::fprintf(stderr, "zqm: %s is damaged\n", file.c_str());
@@ -170,6 +185,7 @@ int printStore(Arguments& arguments) {
 int demonstrate(Arguments& arguments) {
   DemoOptions options;
   options.keep = takeFlag(arguments, "--keep");
+  options.real = takeFlag(arguments, "--real");
   options.hostProgram = onlyPath(arguments, "the host program");
   return runDemo(options) ? kDone : kFailed;
 }
@@ -201,10 +217,11 @@ constexpr std::array<Command, 5> kCommands = {{
      "DIR is the container of the host's group: the directory that has the name of\n"
      "the host's NSGroupIdentifier, in XDG_DATA_HOME or ~/.local/share.\n",
      printStore},
-    {"demo", "HOST [--keep]", "launches a host application twice and shows what happens",
-     "HOST is the example host of this project. Everything happens in a temporary\n"
-     "directory, which --keep leaves behind. Ends with 0 only if all that should\n"
-     "happen was observed.\n",
+    {"demo", "HOST [--real] [--keep]", "launches a host application and shows what happens",
+     "HOST is the example host of this project. Its clock runs hours ahead and its\n"
+     "network is of a chosen kind, unless --real leaves both as they are. Everything\n"
+     "happens in a temporary directory, which --keep leaves behind. Ends with 0 only\n"
+     "if all that should happen was observed.\n",
      demonstrate},
 }};
 
@@ -234,7 +251,7 @@ int run(Arguments arguments) {
   if (arguments.empty()) throw Misuse{"no command; see zqm --help"};
   const std::string name = arguments.front();
   if (name == "--help" || name == "-h") return std::fputs(usage().c_str(), stdout), kDone;
-  if (name == "--version") return std::puts(versionString), kDone;
+  if (name == "--version") return std::printf("%s\n%s\n", versionString, buildInformation), kDone;
   const auto* const command = std::ranges::find(kCommands, std::string_view(name), &Command::name);
   if (command == kCommands.end()) throw Misuse{"no command \"" + name + "\"; see zqm --help"};
   arguments.erase(arguments.begin());

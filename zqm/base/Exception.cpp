@@ -33,8 +33,8 @@ std::vector<std::string> callStackSymbols() {
   return symbols;
 }
 
-bool guarded(const std::function<void()>& body,
-             const std::function<void(const Exception&)>& report) noexcept {
+bool guardedCall(const std::function<void()>& body,
+                 const std::function<void(const Exception&)>& report) noexcept {
   try {
     try {
       body();

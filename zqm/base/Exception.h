@@ -39,9 +39,15 @@ ZQM_EXPORT Exception mustOverride(const std::string& operation);
 // One line for each frame of the calling thread, innermost first.
 ZQM_EXPORT std::vector<std::string> callStackSymbols();
 
+// For `guarded` alone.
+ZQM_EXPORT bool guardedCall(const std::function<void()>& body,
+                            const std::function<void(const Exception&)>& report) noexcept;
+
 // Runs `body`. Whatever it throws, foreign exceptions included, reaches `report` as an Exception;
-// what `report` throws is dropped. True when nothing was thrown.
-ZQM_EXPORT bool guarded(const std::function<void()>& body,
-                        const std::function<void(const Exception&)>& report) noexcept;
+// what `report` throws is dropped. True when nothing was thrown. Takes no memory by itself.
+template <class Body, class Report>
+bool guarded(const Body& body, const Report& report) noexcept {
+  return guardedCall(std::cref(body), std::cref(report));
+}
 
 }  // namespace zqm

@@ -20,27 +20,30 @@ class HandlerList {
   std::size_t append(Handler handler) {
     const MutexLock lock(mutex_);
     if (handler) {
-      auto next = std::make_shared<Handlers>(*handlers_);
+      auto next = handlers_ ? std::make_shared<Handlers>(*handlers_) : std::make_shared<Handlers>();
       next->push_back(std::move(handler));
       handlers_ = std::move(next);
     }
-    return handlers_->size();
+    return handlers_ ? handlers_->size() : 0;
   }
 
-  Handlers handlers() const { return *snapshot(); }
+  Handlers handlers() const {
+    const auto current = snapshot();
+    return current ? *current : Handlers();
+  }
 
   void setHandlers(Handlers handlers) {
-    auto next = std::make_shared<const Handlers>(std::move(handlers));
-    const MutexLock lock(mutex_);
-    handlers_.swap(next);
+    replace(std::make_shared<const Handlers>(std::move(handlers)));
   }
 
-  void clear() { setHandlers({}); }
+  // Throws nothing.
+  void clear() { replace(nullptr); }
 
   // Calls every entry in order, without a lock. The list stays as it is: a handler that throws
   // leaves it occupied, and one that appends finds it occupied.
   void run(Args... args) const {
     const auto current = snapshot();
+    if (!current) return;
     for (const Handler& handler : *current) handler(args...);
   }
 
@@ -50,8 +53,15 @@ class HandlerList {
     return handlers_;
   }
 
+  // What they replace is destroyed after the lock.
+  void replace(std::shared_ptr<const Handlers> handlers) {
+    const MutexLock lock(mutex_);
+    handlers_.swap(handlers);
+  }
+
   mutable Mutex mutex_;
-  std::shared_ptr<const Handlers> handlers_ ZQM_GUARDED_BY(mutex_) = std::make_shared<Handlers>();
+  // Null for none.
+  std::shared_ptr<const Handlers> handlers_ ZQM_GUARDED_BY(mutex_);
 };
 
 }  // namespace zqm

@@ -63,10 +63,18 @@ std::string dictionaryText(const Dictionary& dictionary) {
 
 }  // namespace
 
+Value::Value(const Value&) = default;
+Value::Value(Value&&) noexcept = default;
+Value& Value::operator=(const Value&) = default;
+Value& Value::operator=(Value&&) noexcept = default;
+Value::~Value() = default;
+
 Dictionary::Dictionary() = default;
-Dictionary::Dictionary(const Dictionary&) = default;
+Dictionary::Dictionary(const Dictionary& other)
+    : entries_(other.entries_),
+      index_(other.index_ ? std::make_unique<Index>(*other.index_) : nullptr) {}
 Dictionary::Dictionary(Dictionary&&) noexcept = default;
-Dictionary& Dictionary::operator=(const Dictionary&) = default;
+Dictionary& Dictionary::operator=(const Dictionary& other) { return *this = Dictionary(other); }
 Dictionary& Dictionary::operator=(Dictionary&&) noexcept = default;
 Dictionary::~Dictionary() = default;
 
@@ -75,9 +83,9 @@ Dictionary::Dictionary(std::initializer_list<DictionaryEntry> entries) {
 }
 
 std::optional<std::size_t> Dictionary::find(std::string_view key) const {
-  if (!index_.empty()) {
-    const auto found = index_.find(std::string(key));
-    return found == index_.end() ? std::nullopt : std::optional(found->second);
+  if (index_) {
+    const auto found = index_->find(std::string(key));
+    return found == index_->end() ? std::nullopt : std::optional(found->second);
   }
   for (std::size_t i = 0; i < entries_.size(); ++i) {
     if (entries_[i].key == key) return i;
@@ -97,7 +105,7 @@ void Dictionary::set(std::string_view key, Value value) {
   if (value.isAbsent()) {
     if (!position) return;
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(*position));
-    index_.clear();
+    index_.reset();
   } else if (position) {
     entries_[*position].value = std::move(value);
     return;
@@ -105,8 +113,10 @@ void Dictionary::set(std::string_view key, Value value) {
     entries_.push_back({std::string(key), std::move(value)});
   }
   if (entries_.size() < kIndexedFrom) return;
-  const std::size_t first = index_.empty() ? 0 : entries_.size() - 1;
-  for (std::size_t i = first; i < entries_.size(); ++i) index_.emplace(entries_[i].key, i);
+  if (!index_) index_ = std::make_unique<Index>();
+  for (std::size_t i = index_->size(); i < entries_.size(); ++i) {
+    index_->emplace(entries_[i].key, i);
+  }
 }
 
 std::size_t Dictionary::size() const { return entries_.size(); }
@@ -148,7 +158,10 @@ bool parseToBool(const Value& value) {
   return text == "YES" || text == "true" || text == "1";
 }
 
-Bytes toBytes(std::string_view text) { return Bytes(text.begin(), text.end()); }
+Bytes toBytes(std::string_view text) {
+  const auto* const begin = reinterpret_cast<const std::uint8_t*>(text.data());
+  return Bytes(begin, begin + text.size());
+}
 
 std::string_view asText(const Bytes& bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};

@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -56,11 +57,14 @@ class ZQM_EXPORT Dictionary {
   bool operator==(const Dictionary& other) const;
 
  private:
+  using Index = std::unordered_map<std::string, std::size_t>;
+
   std::optional<std::size_t> find(std::string_view key) const;
 
   std::vector<DictionaryEntry> entries_;
-  // Filled only past a few entries, so that a huge answer of a server costs no quadratic time.
-  std::unordered_map<std::string, std::size_t> index_;
+  // Made only past a few entries, so that a huge answer of a server costs no quadratic time. Aside,
+  // so that a value, which may be a dictionary, is no larger than a text.
+  std::unique_ptr<Index> index_;
 };
 
 class ZQM_EXPORT Value {
@@ -70,6 +74,13 @@ class ZQM_EXPORT Value {
   };
 
   Value() = default;
+  // Not inline: they would stand, at length, wherever a value comes and goes.
+  Value(const Value&);
+  Value(Value&&) noexcept;
+  Value& operator=(const Value&);
+  Value& operator=(Value&&) noexcept;
+  ~Value();
+
   Value(Null value) : data_(value) {}
   Value(std::same_as<bool> auto value) : data_(value) {}
   // An unsigned 64-bit number beyond the signed range becomes its largest value.

@@ -2,13 +2,16 @@
 #include "zqm/base/WorkerPool.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 
 #include <chrono>
 #include <deque>
 #include <exception>
+#include <system_error>
 #include <thread>
 
+#include "zqm/base/Exception.h"
 #include "zqm/base/Mutex.h"
 
 namespace zqm {
@@ -40,15 +43,27 @@ void runQuietly(const std::function<void()>& body) noexcept {
   }
 }
 
+// A thread that wakes up then waits for its turn, instead of taking the processor from one of the
+// host's at once.
+void yieldToHost() {
+#ifdef SCHED_BATCH
+  const sched_param none{};
+  pthread_setschedparam(pthread_self(), SCHED_BATCH, &none);
+#endif
+}
+
 }  // namespace
 
 bool startThread(const std::string& name, std::function<void()> body) {
   // A new thread inherits the mask, so that no signal can arrive on it even before it runs.
   const SignalsBlocked blocked;
   try {
-    std::thread thread([body = std::move(body)] { runQuietly(body); });
-    pthread_setname_np(thread.native_handle(), name.substr(0, 15).c_str());
-    thread.detach();
+    // The thread names itself: that of another is written through a file of the system's.
+    std::thread([name = name.substr(0, 15), body = std::move(body)] {
+      pthread_setname_np(pthread_self(), name.c_str());
+      yieldToHost();
+      runQuietly(body);
+    }).detach();
     return true;
   } catch (const std::exception&) {
     return false;
@@ -95,6 +110,8 @@ WorkerPool::~WorkerPool() {
 }
 
 void WorkerPool::submit(std::function<void()> task) {
+  // Made ahead, since dropping must not fail.
+  std::deque<std::function<void()>> dropped;
   {
     const MutexLock lock(state_->mutex);
     state_->tasks.push_back(std::move(task));
@@ -104,13 +121,21 @@ void WorkerPool::submit(std::function<void()> task) {
     if (enough) return;
     ++state_->threads;
   }
-  const bool started = startThread(state_->name, [state = state_] {
-    while (const auto run = state->next()) runQuietly(run);
-  });
-  if (!started) {
+  bool started = false;
+  guarded(
+      [&] {
+        started = startThread(state_->name, [state = state_] {
+          while (const auto run = state->next()) runQuietly(run);
+        });
+      },
+      [](const Exception&) {});
+  if (started) return;
+  {
     const MutexLock lock(state_->mutex);
-    --state_->threads;
+    if (--state_->threads > 0) return;
+    dropped.swap(state_->tasks);
   }
+  throw std::system_error(EAGAIN, std::generic_category());
 }
 
 }  // namespace zqm

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "zqm/base/Export.h"
+
 namespace zqm {
 
 // Starts a detached thread with every signal blocked, so that the host's handlers never run on
@@ -13,15 +15,15 @@ bool startThread(const std::string& name, std::function<void()> body);
 
 // Runs tasks on up to `limit` threads; past that they wait in order. A task may block for long;
 // what it throws is dropped. Nothing is joined: destroying the pool lets queued tasks finish.
-class WorkerPool {
+class ZQM_EXPORT WorkerPool {
  public:
   WorkerPool(std::string name, std::size_t limit);
   ~WorkerPool();
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  // Returns at once. When the system refuses even a first thread, the task stays queued until a
-  // later submit gets one.
+  // Returns at once. Throws, and what was queued is dropped, when the system refuses even a first
+  // thread.
   void submit(std::function<void()> task);
 
  private:

@@ -28,22 +28,33 @@ void ZQMCoreModule::start() { throw mustOverride("start"); }
 
 void ZQMCore::startWithAppId(const Text& appId,
                              std::vector<std::shared_ptr<ZQMCoreModule>> kitModules) {
-  start(appId, [kitModules = std::move(kitModules)] {
-    for (const auto& kitModule : kitModules) {
-      if (kitModule) kitModule->start();
-    }
-  });
+  guarded(
+      [&] {
+        start(appId, [kitModules = std::move(kitModules)] {
+          for (const auto& kitModule : kitModules) {
+            if (kitModule) kitModule->start();
+          }
+        });
+      },
+      report);
 }
 
 void ZQMCore::start(const Text& appId, std::function<void()> startHandler) {
   guarded(
       [&] {
         ZQMCoreRule& rule = ZQMCoreRule::sharedInstance();
+        ZQMExecutorOperation& executor = ZQMExecutorOperation::sharedInstance();
         // A call without a handler never occupies the list, hence the one entry that still counts
         // as "no start pending".
         if (rule.startHandlers().append(std::move(startHandler)) > 1) return;
-        ZQMExecutorOperation::sharedInstance().execute(ZQMBlockOperation::initWithModuleName(
-            kCoreModule, [appId] { ZQMCoreRule::sharedInstance().startCore(appId); }));
+        try {
+          executor.execute(ZQMBlockOperation::initWithModuleName(
+              kCoreModule, [appId] { ZQMCoreRule::sharedInstance().startCore(appId); }));
+        } catch (...) {
+          // Nothing would ever empty the list.
+          rule.startHandlers().clear();
+          throw;
+        }
       },
       report);
 }

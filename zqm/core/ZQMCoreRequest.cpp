@@ -1,7 +1,11 @@
 // Sends the start request and the records of the remote log.
 #include "zqm/core/ZQMCoreRequest.h"
 
+#include <atomic>
+#include <memory>
+
 #include "zqm/base/Exception.h"
+#include "zqm/base/Mutex.h"
 #include "zqm/core/ZQMUtils.h"
 #include "zqm/endpoints/ZQMEndPoint.h"
 #include "zqm/http/ZQMHttpRequest.h"
@@ -22,6 +26,34 @@ std::optional<ZQMStartResponse> startResponse(const ZQMHttpResult& result) {
   return response;
 }
 
+bool isDelivered(const ZQMHttpResult& result) {
+  if (result.statusCode == 404) return true;
+  return result.statusCode == 200 && ZQMUtils::dataToString(result.data.value_or(Bytes()));
+}
+
+// Waited for by the thread that delivers. No promise: to give one up takes memory, and a failure of
+// that would end the process.
+class Delivery {
+ public:
+  void succeed() { succeeded_ = true; }
+  void end() {
+    const MutexLock lock(mutex_);
+    ended_ = true;
+    wake_.notifyAll();
+  }
+  bool wait() {
+    const MutexLock lock(mutex_);
+    while (!ended_) wake_.wait(mutex_);
+    return succeeded_;
+  }
+
+ private:
+  std::atomic<bool> succeeded_ = false;
+  Mutex mutex_;
+  Condition wake_;
+  bool ended_ ZQM_GUARDED_BY(mutex_) = false;
+};
+
 }  // namespace
 
 void ZQMCoreRequest::initWithDictionary(const Dictionary& body,
@@ -38,6 +70,27 @@ void ZQMCoreRequest::initWithDictionary(const Dictionary& body,
     completionHandler(std::nullopt, error);
   };
   ZQMHttpRequest::dataTaskWithUrl(ZQMEndPoint::coreInit(), "POST", toData(body), answered, failed);
+}
+
+bool ZQMCoreRequest::sendQueueWithUrl(std::string_view url, const std::optional<Bytes>& data) {
+  const auto delivery = std::make_shared<Delivery>();
+  // Only the callbacks own it: where they are dropped uncalled, the wait ends.
+  std::shared_ptr<void> callbacks(nullptr, [delivery](void*) { delivery->end(); });
+  const auto report = [](const Exception& exception) {
+    ZQMLogHandler::logException(exception, kCoreModule, 4);
+  };
+  guarded(
+      [&] {
+        ZQMHttpRequest::dataTaskWithUrl(
+            url, "POST", data,
+            [delivery, callbacks](const ZQMHttpResult& result) {
+              if (isDelivered(result)) delivery->succeed();
+            },
+            [callbacks](const Error& error) { ZQMLogHandler::logError(error, kCoreModule, 4); });
+      },
+      report);
+  callbacks.reset();
+  return delivery->wait();
 }
 
 void ZQMCoreRequest::sendGraylogInDictionary(const Dictionary& record) {

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <string_view>
 
 #include "zqm/base/Error.h"
 #include "zqm/core/ZQMStartResponse.h"
@@ -18,6 +19,11 @@ class ZQM_EXPORT ZQMCoreRequest {
   // response, with an error, or with neither where the backend refuses (401, 403) or its answer
   // cannot be read.
   static void initWithDictionary(const Dictionary& body, const StartCompletion& completionHandler);
+
+  // Delivers one queued body as a POST and waits for the outcome, on a thread that may block: true
+  // for an answer of status 200 whose body is UTF-8 (or empty), and for 404, with which the backend
+  // says that nobody wants the item. A failure to reach the backend is reported.
+  static bool sendQueueWithUrl(std::string_view url, const std::optional<Bytes>& data);
 
   // Posts a record to the remote log; the outcome goes to the debug outlet.
   static void sendGraylogInDictionary(const Dictionary& record);

@@ -2,10 +2,12 @@
 #include "zqm/core/ZQMCoreRule.h"
 
 #include "zqm/base/Exception.h"
+#include "zqm/config/ZQMConfig.h"
 #include "zqm/core/ZQMCoreRequest.h"
 #include "zqm/core/ZQMUserModel.h"
 #include "zqm/core/ZQMUserRule.h"
 #include "zqm/core/ZQMUtils.h"
+#include "zqm/device/ZQMDeviceBehavior.h"
 #include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/log/ZQMDebugInfo.h"
 #include "zqm/log/ZQMLogHandler.h"
@@ -13,6 +15,7 @@
 #include "zqm/platform/Process.h"
 #include "zqm/queue/ZQMBlockOperation.h"
 #include "zqm/queue/ZQMExecutorOperation.h"
+#include "zqm/queue/ZQMQueueRule.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {
@@ -77,7 +80,12 @@ ZQMCoreRule& ZQMCoreRule::sharedInstance() { return *shared; }
 
 void ZQMCoreRule::startCore(const Text& appId) {
   coreIsStarted(appId, [this](bool started) {
-    if (started) startHandlers_.run();
+    if (started) {
+      ZQMConfig::start();
+      ZQMDeviceBehavior::start();
+      ZQMQueueRule::sharedInstance().startQueue();
+      startHandlers_.run();
+    }
     startHandlers_.clear();
   });
 }

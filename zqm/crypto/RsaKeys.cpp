@@ -1,8 +1,11 @@
-// Keys out of certificates and PKCS#12 files, read in the private context only.
+// Keys out of certificates, PKCS#12 files and plain DER, read in the private context only.
 #include "zqm/crypto/RsaKeys.h"
 
+#include <openssl/decoder.h>
 #include <openssl/objects.h>
+#include <openssl/rsa.h>
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -16,13 +19,20 @@ void freeSafes(STACK_OF(PKCS7) * safes) { sk_PKCS7_pop_free(safes, PKCS7_free); 
 
 using BagsPtr = OpenSslPtr<STACK_OF(PKCS12_SAFEBAG), freeBags>;
 using SafesPtr = OpenSslPtr<STACK_OF(PKCS7), freeSafes>;
+using DecoderPtr = OpenSslPtr<OSSL_DECODER_CTX, OSSL_DECODER_CTX_free>;
 using KeyInfoPtr = OpenSslPtr<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
+using Pbes1Ptr = OpenSslPtr<PBEPARAM, PBEPARAM_free>;
+using Pbes2Ptr = OpenSslPtr<PBE2PARAM, PBE2PARAM_free>;
+using Pbkdf2Ptr = OpenSslPtr<PBKDF2PARAM, PBKDF2PARAM_free>;
 
 constexpr int kSmallestBits = 512;
 constexpr int kLargestBits = 8192;
 
-// A damaged or hostile file could ask for hours; this many take about a second.
-constexpr std::int64_t kMostMacIterations = 2'000'000;
+// What PKCS#1 v1.5 padding needs of each block.
+constexpr std::size_t kPaddingSize = 11;
+
+// A damaged or hostile file could ask for hours; this many take some seconds.
+constexpr std::int64_t kMostIterations = 4'000'000;
 
 bool isUsable(const EVP_PKEY* key) {
   if (!key || EVP_PKEY_is_a(key, "RSA") != 1) return false;
@@ -40,69 +50,126 @@ Owner readDer(typename Owner::pointer empty, const Bytes& der) {
   return read ? std::move(owner) : nullptr;
 }
 
-// Without a MAC nothing tells whether file and password belong together.
-bool hasBearableMac(const PKCS12* file) {
-  const ASN1_INTEGER* iterations = nullptr;
-  PKCS12_get0_mac(nullptr, nullptr, nullptr, &iterations, file);
-  if (PKCS12_mac_present(file) != 1) return false;
-  std::int64_t count = 1;
-  if (iterations && ASN1_INTEGER_get_int64(&count, iterations) != 1) return false;
-  return count > 0 && count <= kMostMacIterations;
+template <class Owner>
+Owner parameters(const X509_ALGOR* scheme, const ASN1_ITEM* form) {
+  return Owner(
+      static_cast<typename Owner::pointer>(ASN1_TYPE_unpack_sequence(form, scheme->parameter)));
 }
 
-// The form of the password with which the MAC verifies; none when it is wrong. A tool that was
-// given no password took either an absent text (null data) or an empty one, which differ.
-std::optional<std::string_view> workingPassword(PKCS12* file,
-                                                const std::optional<std::string>& password) {
-  std::vector<std::string_view> forms = {std::string_view(), ""};
-  if (password && !password->empty()) forms = {*password};
-  for (const std::string_view form : forms) {
-    if (PKCS12_verify_mac(file, form.data(), static_cast<int>(form.size())) == 1) return form;
+// The iterations that one file may still ask for. Each `spend` is false, and what asks is left
+// alone, where they are not enough.
+class Patience {
+ public:
+  // An absent number is 1.
+  bool spend(const ASN1_INTEGER* iterations) {
+    std::int64_t count = 1;
+    if (iterations && ASN1_INTEGER_get_int64(&count, iterations) != 1) return false;
+    if (count <= 0 || count > left_) return false;
+    left_ -= count;
+    return true;
   }
-  return std::nullopt;
-}
 
-BagsPtr unpack(PKCS7* safe, std::string_view password) {
-  if (PKCS7_type_is_data(safe)) return BagsPtr(PKCS12_unpack_p7data(safe));
-  return BagsPtr(PKCS12_unpack_p7encdata(safe, password.data(), static_cast<int>(password.size())));
-}
-
-// Null when the bag holds no key or a damaged one.
-KeyPtr readKey(const PKCS12_SAFEBAG* bag, std::string_view password) {
-  switch (PKCS12_SAFEBAG_get_nid(bag)) {
-    case NID_keyBag:
-      return KeyPtr(EVP_PKCS82PKEY_ex(PKCS12_SAFEBAG_get0_p8inf(bag), openSslContext(), nullptr));
-    case NID_pkcs8ShroudedKeyBag: {
-      const KeyInfoPtr info(PKCS12_decrypt_skey_ex(
-          bag, password.data(), static_cast<int>(password.size()), openSslContext(), nullptr));
-      return KeyPtr(info ? EVP_PKCS82PKEY_ex(info.get(), openSslContext(), nullptr) : nullptr);
+  // Of PBES1, of PKCS #12's own schemes, and of PBES2 with PBKDF2 (RFC 8018). No tool writes scrypt
+  // into such a file.
+  bool spend(const X509_ALGOR* scheme) {
+    if (!scheme) return false;
+    if (OBJ_obj2nid(scheme->algorithm) != NID_pbes2) {
+      const auto pbes1 = parameters<Pbes1Ptr>(scheme, ASN1_ITEM_rptr(PBEPARAM));
+      return pbes1 && spend(pbes1->iter);
     }
-    default:
-      return nullptr;
+    const auto pbes2 = parameters<Pbes2Ptr>(scheme, ASN1_ITEM_rptr(PBE2PARAM));
+    if (!pbes2 || OBJ_obj2nid(pbes2->keyfunc->algorithm) != NID_id_pbkdf2) return false;
+    const auto pbkdf2 = parameters<Pbkdf2Ptr>(pbes2->keyfunc, ASN1_ITEM_rptr(PBKDF2PARAM));
+    return pbkdf2 && spend(pbkdf2->iter);
   }
-}
 
-KeyPtr firstKey(PKCS7* safe, std::string_view password) {
-  const BagsPtr bags = unpack(safe, password);
-  for (int i = 0; bags && i < sk_PKCS12_SAFEBAG_num(bags.get()); ++i) {
-    if (KeyPtr key = readKey(sk_PKCS12_SAFEBAG_value(bags.get(), i), password)) return key;
-  }
-  return nullptr;
-}
+ private:
+  std::int64_t left_ = kMostIterations;
+};
 
-// PKCS12_parse would do this in the host's context. Keys rarely stand in an encrypted safe, being
-// encrypted themselves, so those come last: opening one takes as long as opening a key.
-KeyPtr firstKey(const PKCS12* file, std::string_view password) {
-  const SafesPtr safes(PKCS12_unpack_authsafes(file));
-  for (const int type : {NID_pkcs7_data, NID_pkcs7_encrypted}) {
-    for (int i = 0; safes && i < sk_PKCS7_num(safes.get()); ++i) {
-      PKCS7* safe = sk_PKCS7_value(safes.get(), i);
-      if (OBJ_obj2nid(safe->type) != type) continue;
-      if (KeyPtr key = firstKey(safe, password)) return key;
+// Opens one PKCS#12 file. PKCS12_parse would do this in the host's context.
+class Pkcs12Reader {
+ public:
+  explicit Pkcs12Reader(Pkcs12Ptr file) : file_(std::move(file)) {}
+
+  // Null where there is none, it cannot be used, or the password is wrong.
+  KeyPtr firstKey(const std::optional<std::string>& password) {
+    if (!findPassword(password)) return nullptr;
+    const SafesPtr safes(PKCS12_unpack_authsafes(file_.get()));
+    // Keys rarely stand in an encrypted safe, being encrypted themselves, so those come last:
+    // opening one takes as long as opening a key.
+    for (const int type : {NID_pkcs7_data, NID_pkcs7_encrypted}) {
+      for (int i = 0; safes && i < sk_PKCS7_num(safes.get()); ++i) {
+        PKCS7* safe = sk_PKCS7_value(safes.get(), i);
+        if (OBJ_obj2nid(safe->type) != type) continue;
+        if (auto key = firstKey(safe)) return *std::move(key);
+      }
     }
+    return nullptr;
   }
-  return nullptr;
-}
+
+ private:
+  // The form of the password with which the MAC verifies; without a MAC nothing tells whether file
+  // and password belong together. A tool that was given no password took either an absent text
+  // (null data) or an empty one, which differ.
+  bool findPassword(const std::optional<std::string>& password) {
+    const ASN1_INTEGER* iterations = nullptr;
+    PKCS12_get0_mac(nullptr, nullptr, nullptr, &iterations, file_.get());
+    if (PKCS12_mac_present(file_.get()) != 1) return false;
+    std::vector<std::string_view> forms = {std::string_view(), ""};
+    if (password && !password->empty()) forms = {*password};
+    return std::ranges::any_of(forms, [&](std::string_view form) {
+      password_ = form;
+      return patience_.spend(iterations) &&
+             PKCS12_verify_mac(file_.get(), form.data(), passwordSize()) == 1;
+    });
+  }
+
+  int passwordSize() const { return static_cast<int>(password_.size()); }
+
+  BagsPtr unpack(PKCS7* safe) {
+    if (PKCS7_type_is_data(safe)) return BagsPtr(PKCS12_unpack_p7data(safe));
+    const PKCS7_ENCRYPT* encrypted = safe->d.encrypted;
+    if (!encrypted || !patience_.spend(encrypted->enc_data->algorithm)) return nullptr;
+    return BagsPtr(PKCS12_unpack_p7encdata(safe, password_.data(), passwordSize()));
+  }
+
+  // None when the safe holds no key or damaged ones.
+  std::optional<KeyPtr> firstKey(PKCS7* safe) {
+    const BagsPtr bags = unpack(safe);
+    for (int i = 0; bags && i < sk_PKCS12_SAFEBAG_num(bags.get()); ++i) {
+      if (auto key = readKey(sk_PKCS12_SAFEBAG_value(bags.get(), i))) return key;
+    }
+    return std::nullopt;
+  }
+
+  std::optional<KeyPtr> readKey(const PKCS12_SAFEBAG* bag) {
+    const int kind = PKCS12_SAFEBAG_get_nid(bag);
+    if (kind == NID_keyBag) return readKey(PKCS12_SAFEBAG_get0_p8inf(bag));
+    if (kind != NID_pkcs8ShroudedKeyBag) return std::nullopt;
+    const X509_ALGOR* scheme = nullptr;
+    X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &scheme, nullptr);
+    if (!patience_.spend(scheme)) return std::nullopt;
+    const KeyInfoPtr info(
+        PKCS12_decrypt_skey_ex(bag, password_.data(), passwordSize(), openSslContext(), nullptr));
+    return info ? readKey(info.get()) : std::nullopt;
+  }
+
+  // Null for a key of another kind, which is not read: OpenSSL would compute the public half of
+  // one, however large.
+  static std::optional<KeyPtr> readKey(const PKCS8_PRIV_KEY_INFO* info) {
+    const ASN1_OBJECT* kind = nullptr;
+    PKCS8_pkey_get0(&kind, nullptr, nullptr, nullptr, info);
+    if (OBJ_obj2nid(kind) != NID_rsaEncryption) return KeyPtr();
+    KeyPtr key(EVP_PKCS82PKEY_ex(info, openSslContext(), nullptr));
+    return key ? std::optional(std::move(key)) : std::nullopt;
+  }
+
+  const Pkcs12Ptr file_;
+  // Lives as long as the argument of the one call.
+  std::string_view password_;
+  Patience patience_;
+};
 
 }  // namespace
 
@@ -123,6 +190,29 @@ KeyContextPtr RsaKey::newContext() const {
   return KeyContextPtr(EVP_PKEY_CTX_new_from_pkey(openSslContext(), key_.get(), nullptr));
 }
 
+bool RsaPublicKey::encrypt(const Bytes& data, Bytes& blocks) const {
+  const OpenSslScope openSsl;
+  if (!openSsl) return false;
+  const KeyContextPtr context = newContext();
+  if (EVP_PKEY_encrypt_init(context.get()) != 1 ||
+      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1) {
+    return false;
+  }
+  const std::size_t size = blockSize();
+  const std::size_t chunk = size - kPaddingSize;
+  for (std::size_t start = 0; start < data.size(); start += chunk) {
+    Bytes block(size);
+    std::size_t written = block.size();
+    if (EVP_PKEY_encrypt(context.get(), block.data(), &written, data.data() + start,
+                         std::min(chunk, data.size() - start)) != 1) {
+      return false;
+    }
+    blocks.insert(blocks.end(), block.begin(),
+                  block.begin() + static_cast<std::ptrdiff_t>(written));
+  }
+  return true;
+}
+
 std::shared_ptr<const RsaPublicKey> publicKeyOfCertificate(const Bytes& certificate) {
   const OpenSslScope openSsl;
   if (!openSsl) return nullptr;
@@ -133,16 +223,28 @@ std::shared_ptr<const RsaPublicKey> publicKeyOfCertificate(const Bytes& certific
   return isUsable(key.get()) ? std::make_shared<RsaPublicKey>(std::move(key)) : nullptr;
 }
 
+std::shared_ptr<const RsaPublicKey> publicKeyOfPkcs1(const Bytes& rsaPublicKey) {
+  const OpenSslScope openSsl;
+  if (!openSsl) return nullptr;
+  EVP_PKEY* read = nullptr;
+  const DecoderPtr decoder(OSSL_DECODER_CTX_new_for_pkey(&read, "DER", "type-specific", "RSA",
+                                                         OSSL_KEYMGMT_SELECT_PUBLIC_KEY,
+                                                         openSslContext(), nullptr));
+  const unsigned char* position = rsaPublicKey.data();
+  std::size_t left = rsaPublicKey.size();
+  if (decoder) OSSL_DECODER_from_data(decoder.get(), &position, &left);
+  KeyPtr key(read);
+  return isUsable(key.get()) ? std::make_shared<RsaPublicKey>(std::move(key)) : nullptr;
+}
+
 std::shared_ptr<const RsaPrivateKey> privateKeyOfPkcs12(
     const Bytes& file, const std::optional<std::string>& password) {
   const OpenSslScope openSsl;
   if (!openSsl) return nullptr;
-  const auto read = readDer<Pkcs12Ptr, d2i_PKCS12>(
+  auto read = readDer<Pkcs12Ptr, d2i_PKCS12>(
       PKCS12_init_ex(NID_pkcs7_data, openSslContext(), nullptr), file);
-  if (!read || !hasBearableMac(read.get())) return nullptr;
-  const auto opening = workingPassword(read.get(), password);
-  if (!opening) return nullptr;
-  KeyPtr key = firstKey(read.get(), *opening);
+  if (!read) return nullptr;
+  KeyPtr key = Pkcs12Reader(std::move(read)).firstKey(password);
   return isUsable(key.get()) ? std::make_shared<RsaPrivateKey>(std::move(key)) : nullptr;
 }
 

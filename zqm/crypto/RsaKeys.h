@@ -27,6 +27,10 @@ class RsaKey {
 
 struct RsaPublicKey : RsaKey {
   using RsaKey::RsaKey;
+
+  // Appends the data to `blocks` in as many blocks of PKCS#1 v1.5 as it needs. Ends at the first
+  // one that fails, and is false then.
+  bool encrypt(const Bytes& data, Bytes& blocks) const;
 };
 
 struct RsaPrivateKey : RsaKey {
@@ -36,8 +40,12 @@ struct RsaPrivateKey : RsaKey {
 // The key of a DER X.509 certificate, whoever signed it; null when there is no usable one.
 std::shared_ptr<const RsaPublicKey> publicKeyOfCertificate(const Bytes& certificate);
 
-// The first private key of a PKCS#12 file (RFC 7292); null when there is no usable one or the
-// password is wrong. An absent and an empty password are the same.
+// The key of a DER RSAPublicKey (RFC 8017); null when it is no usable one.
+std::shared_ptr<const RsaPublicKey> publicKeyOfPkcs1(const Bytes& rsaPublicKey);
+
+// The first private key of a PKCS#12 file (RFC 7292); null when there is no usable one, the
+// password is wrong or the file asks for millions of iterations. An absent and an empty password
+// are the same.
 std::shared_ptr<const RsaPrivateKey> privateKeyOfPkcs12(const Bytes& file,
                                                         const std::optional<std::string>& password);
 

@@ -13,12 +13,6 @@
 namespace zqm {
 namespace {
 
-// What PKCS#1 v1.5 padding needs of each block.
-constexpr std::size_t kPaddingSize = 11;
-
-using RsaOperation = int (*)(EVP_PKEY_CTX*, unsigned char*, std::size_t*, const unsigned char*,
-                             std::size_t);
-
 std::optional<Bytes> readFile(const std::optional<std::string>& path) {
   return path ? platform().files->read(*path) : std::nullopt;
 }
@@ -31,28 +25,6 @@ void appendPayload(Bytes& payloads, const Bytes& block) {
   const auto separator = std::find(number, end, 0);
   if (separator == end) return;
   payloads.insert(payloads.end(), separator + 1, std::find(separator + 1, end, 0));
-}
-
-void appendBlock(Bytes& blocks, const Bytes& block) {
-  blocks.insert(blocks.end(), block.begin(), block.end());
-}
-
-// Runs `operation` over each chunk of the data and joins the results; none when one fails.
-std::optional<Bytes> runOverChunks(EVP_PKEY_CTX* context, RsaOperation operation, const Bytes& data,
-                                   std::size_t chunkSize, std::size_t blockSize,
-                                   void (*append)(Bytes&, const Bytes&)) {
-  Bytes result;
-  for (std::size_t start = 0; start < data.size(); start += chunkSize) {
-    Bytes block(blockSize);
-    std::size_t written = block.size();
-    if (operation(context, block.data(), &written, data.data() + start,
-                  std::min(chunkSize, data.size() - start)) != 1) {
-      return std::nullopt;
-    }
-    block.resize(written);
-    append(result, block);
-  }
-  return result;
 }
 
 std::string hexDigest(const char* name, std::string_view bytes) {
@@ -99,16 +71,9 @@ std::optional<std::string> ZQMCryptography::rsaEncryptString(std::string_view te
 }
 
 std::optional<Bytes> ZQMCryptography::rsaEncryptData(const Bytes& data) const {
-  const OpenSslScope openSsl;
-  if (!openSsl || !publicKey_) return std::nullopt;
-  const auto context = publicKey_->newContext();
-  if (EVP_PKEY_encrypt_init(context.get()) != 1 ||
-      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1) {
-    return std::nullopt;
-  }
-  const std::size_t blockSize = publicKey_->blockSize();
-  return runOverChunks(context.get(), EVP_PKEY_encrypt, data, blockSize - kPaddingSize, blockSize,
-                       appendBlock);
+  Bytes blocks;
+  return publicKey_ && publicKey_->encrypt(data, blocks) ? std::optional(std::move(blocks))
+                                                         : std::nullopt;
 }
 
 std::optional<std::string> ZQMCryptography::rsaDecryptString(std::string_view base64) const {
@@ -128,7 +93,18 @@ std::optional<Bytes> ZQMCryptography::rsaDecryptData(const Bytes& data) const {
   }
   // A shorter last chunk is a smaller number, nothing worse.
   const std::size_t blockSize = privateKey_->blockSize();
-  return runOverChunks(context.get(), EVP_PKEY_decrypt, data, blockSize, blockSize, appendPayload);
+  Bytes payloads;
+  for (std::size_t start = 0; start < data.size(); start += blockSize) {
+    Bytes block(blockSize);
+    std::size_t written = block.size();
+    if (EVP_PKEY_decrypt(context.get(), block.data(), &written, data.data() + start,
+                         std::min(blockSize, data.size() - start)) != 1) {
+      return std::nullopt;
+    }
+    block.resize(written);
+    appendPayload(payloads, block);
+  }
+  return payloads;
 }
 
 bool ZQMCryptography::rsaSHA1VerifyData(const Bytes& data, const Bytes& signature) const {

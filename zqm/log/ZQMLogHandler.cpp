@@ -1,6 +1,7 @@
 // Entries of the local log files and records of the remote log.
 #include "zqm/log/ZQMLogHandler.h"
 
+#include <atomic>
 #include <vector>
 
 #include "zqm/base/Mutex.h"
@@ -21,6 +22,9 @@ constexpr std::string_view kSeparator = "\n\n";
 
 // Held around reading and replacing a log file, so that concurrent writers lose nothing.
 PerProcess<Mutex> fileLock;
+
+PerProcess<std::atomic<std::size_t>> fileBound;
+PerProcess<std::atomic<bool>> boundIsReported;
 
 // True while this thread builds or sends a report: what fails on the way is not reported again.
 thread_local bool reporting = false;
@@ -61,12 +65,24 @@ std::string keptEntries(std::string_view content, Date cutoff) {
   }
 }
 
-void appendEntry(const std::string& fileName, std::string_view text) {
+// Takes the oldest entries off until the rest fits. Each follows a separator.
+bool shorten(std::string& content, std::size_t bound) {
+  std::size_t start = 0;
+  while (content.size() - start > bound) {
+    start = content.find(kSeparator, start + kSeparator.size());
+    if (start == std::string::npos) start = content.size();
+  }
+  content.erase(0, start);
+  return start > 0;
+}
+
+// Whether the bound was met.
+bool appendEntry(const std::string& fileName, std::string_view text) {
   const Date now = platform().clock->now();
   std::string content(kSeparator);
   content.append(toString(now)).append(" ").append(text);
   const auto container = ZQMUtils::getURLGroupContainer();
-  if (!container || !isValidUtf8(content)) return;
+  if (!container || !isValidUtf8(content)) return false;
   const std::string path = *container + "/" + fileName;
   Files& files = *platform().files;
   const MutexLock lock(*fileLock);
@@ -74,9 +90,13 @@ void appendEntry(const std::string& fileName, std::string_view text) {
     // Without any kept entry the joined history is empty and leaves its separator in front.
     content.insert(0, std::string(kSeparator) + keptEntries(*existing, addDay(now, -kDaysKept)));
   }
-  if (!files.writeAtomically(path, toBytes(content))) return;
+  // 0 until a host sets one.
+  const std::size_t bound = *fileBound;
+  const bool isShortened = bound > 0 && shorten(content, bound);
+  if (content.empty() || !files.writeAtomically(path, toBytes(content))) return isShortened;
   const auto documents = platform().directories->documents();
   if (documents) files.writeAtomically(*documents + "/" + fileName, toBytes(content));
+  return isShortened;
 }
 
 std::string headersText(const std::vector<HttpHeader>& headers) {
@@ -91,8 +111,15 @@ void ZQMLogHandler::logToDebugWithText(std::string_view) {}
 
 void ZQMLogHandler::logToFile(const std::string& fileName, std::string_view text) {
   if (!ZQMCore::isInDebugMode()) return;
-  guarded([&] { appendEntry(fileName, text); }, [](const Exception&) {});
+  bool isShortened = false;
+  guarded([&] { isShortened = appendEntry(fileName, text); }, [](const Exception&) {});
+  if (!isShortened || boundIsReported->exchange(true)) return;
+  logException(Exception(kInternalInconsistencyException,
+                         "A log file is at its bound; its oldest entries go first."),
+               kCoreModule, 4);
 }
+
+void ZQMLogHandler::setFileBound(std::size_t bytes) { *fileBound = bytes; }
 
 void ZQMLogHandler::logHttpRequestToFile(std::string_view url,
                                          const std::optional<HttpRequest>& request,

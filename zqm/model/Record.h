@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -11,6 +12,13 @@
 #include "zqm/util/Date.h"
 
 namespace zqm {
+
+// A sequence of records, shared and unchanging, in a container that fits its owner.
+template <class S>
+concept RecordSequence = requires(S& sequence, std::shared_ptr<const typename S::Record> record) {
+  sequence.append(record);
+  sequence.forEach([](const typename S::Record&) {});
+};
 
 // How each kind of field stands in a dictionary, and how it is read back. A value that is missing
 // or of another kind blanks the field.
@@ -23,6 +31,13 @@ inline Value inDictionary(const std::optional<Date>& date) {
   return date ? Value(toString(*date)) : Value();
 }
 inline Value inDictionary(const ZQMObjectModel& record) { return record.toDictionary(); }
+template <RecordSequence S>
+Value inDictionary(const std::optional<S>& sequence) {
+  if (!sequence) return {};
+  List list;
+  sequence->forEach([&](const auto& record) { list.emplace_back(record.toDictionary()); });
+  return list;
+}
 
 inline void fromDictionary(const Value& value, Text& text) { text = value; }
 inline void fromDictionary(const Value& value, std::int32_t& number) { number = value.intValue(); }
@@ -33,6 +48,17 @@ inline void fromDictionary(const Value& value, std::optional<Date>& date) {
 template <std::derived_from<ZQMObjectModel> R>
 void fromDictionary(const Value& value, R& record) {
   record = R::initWithDictionary(value).value_or(R());
+}
+// An element that is no dictionary is left out.
+template <RecordSequence S>
+void fromDictionary(const Value& value, std::optional<S>& sequence) {
+  sequence.reset();
+  if (!value.list()) return;
+  sequence.emplace();
+  for (const Value& element : *value.list()) {
+    auto record = S::Record::initWithDictionary(element);
+    if (record) sequence->append(std::make_shared<const typename S::Record>(*std::move(record)));
+  }
 }
 
 inline void encode(Coder& coder, std::string_view key, const Text& text) {
@@ -50,6 +76,17 @@ void encode(Coder& coder, std::string_view key, const R& record) {
   Coder nested;
   record.encodeWithCoder(nested);
   coder.encodeObject(key, nested.entries());
+}
+template <RecordSequence S>
+void encode(Coder& coder, std::string_view key, const std::optional<S>& sequence) {
+  if (!sequence) return;
+  List list;
+  sequence->forEach([&](const auto& record) {
+    Coder nested;
+    record.encodeWithCoder(nested);
+    list.emplace_back(nested.entries());
+  });
+  coder.encodeObject(key, std::move(list));
 }
 
 inline void decode(const Coder& coder, std::string_view key, Text& text) {
@@ -69,6 +106,18 @@ void decode(const Coder& coder, std::string_view key, R& record) {
   const Value object = coder.decodeObject(key);
   const Dictionary* nested = object.dictionary();
   record = R::initWithCoder(Coder(nested ? *nested : Dictionary()));
+}
+template <RecordSequence S>
+void decode(const Coder& coder, std::string_view key, std::optional<S>& sequence) {
+  const Value object = coder.decodeObject(key);
+  sequence.reset();
+  if (!object.list()) return;
+  sequence.emplace();
+  for (const Value& element : *object.list()) {
+    if (!element.dictionary()) continue;
+    sequence->append(std::make_shared<const typename S::Record>(
+        S::Record::initWithCoder(Coder(*element.dictionary()))));
+  }
 }
 
 }  // namespace field

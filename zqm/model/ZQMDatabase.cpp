@@ -5,6 +5,7 @@
 #include "zqm/base/Mutex.h"
 #include "zqm/core/ZQMUtils.h"
 #include "zqm/platform/Process.h"
+#include "zqm/util/Encoding.h"
 #include "zqm/util/PropertyList.h"
 
 namespace zqm {
@@ -12,21 +13,27 @@ namespace {
 
 constexpr std::string_view kQueueClass = "ZQMQueueModel";
 
-// Recursive, so that a record's conversion may use the store.
-PerProcess<RecursiveMutex> storeLock;
+PerProcess<RecursiveMutex> lock;
 
 std::string fileName(std::string_view className) { return std::string(className) + ".plist"; }
 
-std::optional<std::string> location(std::string_view className) {
+}  // namespace
+
+RecursiveMutex& storeLock() { return *lock; }
+
+std::optional<std::string> ZQMDatabase::location(std::string_view className) {
   const auto container = ZQMUtils::getURLGroupContainer();
   if (!container) return std::nullopt;
   return *container + "/" + fileName(className);
 }
 
-}  // namespace
+std::string ZQMDatabase::copyLocation(std::string_view className) {
+  const auto documents = platform().directories->documents();
+  return documents ? *documents + "/" + fileName(className) : "";
+}
 
 bool ZQMDatabase::save(std::string_view className, const std::function<Value()>& convert) {
-  const RecursiveMutexLock lock(*storeLock);
+  const RecursiveMutexLock guard(storeLock());
   const auto path = location(className);
   const Value value = convert();
   if (value.isAbsent()) return false;
@@ -37,17 +44,33 @@ bool ZQMDatabase::save(std::string_view className, const std::function<Value()>&
   return content && platform().files->writeAtomically(*path, *content);
 }
 
-Value ZQMDatabase::read(std::string_view className) {
-  const RecursiveMutexLock lock(*storeLock);
+std::optional<Bytes> ZQMDatabase::read(std::string_view className) {
+  const RecursiveMutexLock guard(storeLock());
   const auto path = location(className);
-  const auto content = path ? platform().files->read(*path) : std::nullopt;
-  return content ? readPropertyList(*content) : Value();
+  return path ? platform().files->read(*path) : std::nullopt;
 }
 
+Value ZQMDatabase::decoded(const Bytes& content) { return readPropertyList(content); }
+
 void ZQMDatabase::removeFile(std::string_view className) {
-  const RecursiveMutexLock lock(*storeLock);
+  const RecursiveMutexLock guard(storeLock());
   const auto path = location(className);
   if (path && platform().files->exists(*path)) platform().files->remove(*path);
+}
+
+FileState ZQMDatabase::withoutContent(std::string_view className) {
+  const auto path = location(className);
+  if (!path) return FileState::noPlace;
+  return platform().files->exists(*path) ? FileState::unreadable : FileState::none;
+}
+
+std::optional<std::string> ZQMDatabase::moveAside(std::string_view className) {
+  const RecursiveMutexLock guard(storeLock());
+  const auto path = location(className);
+  if (!path) return std::nullopt;
+  const std::string suffix = "-damaged-" + makeUuid();
+  if (!platform().files->move(*path, *path + suffix)) return std::nullopt;
+  return fileName(className) + suffix;
 }
 
 void ZQMDatabase::saveToDocuments(const Value& value, std::string_view name) {

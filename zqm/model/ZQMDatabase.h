@@ -9,13 +9,38 @@
 #include <variant>
 #include <vector>
 
+#include "zqm/model/ListFile.h"
 #include "zqm/model/ZQMObjectModel.h"
+#include "zqm/platform/Process.h"
 
 namespace zqm {
 
 // What a file held: nothing readable, one record, or a list of them.
 template <class R>
 using Stored = std::variant<std::monostate, R, std::vector<R>>;
+
+enum class FileState {
+  // There is no container to look into.
+  noPlace,
+  none,
+  // It is there, but the system does not give its content at the moment.
+  unreadable,
+  // It holds no such record, or a part of one.
+  damaged,
+  sound,
+};
+
+template <class R>
+struct Found {
+  FileState state;
+  std::optional<R> record;
+};
+
+// A record that is one list of records; only what changed of it is written.
+template <class Type>
+concept ListRecord = requires(const Type& record) {
+  record.*Type::kList;
+};
 
 // `Type` is the record class that names the file. All operations of a process are serialised by
 // one lock, which is held for the whole of each.
@@ -25,6 +50,17 @@ class ZQM_EXPORT ZQMDatabase {
   template <class Type>
   static bool saveObject(const ZQMObjectModel& record) {
     return save(Type::kClassName, [&] { return Value(record.toDictionary()); });
+  }
+  template <ListRecord Type>
+  static bool saveObject(const Type& record) {
+    const auto& items = record.*Type::kList;
+    if (!items) return saveObject<Type>(Value(record.toDictionary()));
+    const RecursiveMutexLock lock(storeLock());
+    auto& file = *listFile<Type>;
+    if (file.isInPlace()) return file.change(*items);
+    const auto path = location(Type::kClassName);
+    if (!path) return saveObject<Type>(Value(record.toDictionary()));
+    return file.replace(*path, copyLocation(Type::kClassName), *items);
   }
   template <class Type, std::derived_from<ZQMObjectModel> R>
   static bool saveObject(const std::vector<R>& records) {
@@ -43,7 +79,66 @@ class ZQM_EXPORT ZQMDatabase {
 
   template <class Type>
   static Stored<Type> readObject() {
-    const Value root = read(Type::kClassName);
+    const RecursiveMutexLock lock(storeLock());
+    const auto content = read(Type::kClassName);
+    return content ? storedIn<Type>(*content) : std::monostate();
+  }
+
+  // The one record, or none when there is no file or it holds something else.
+  template <class Type>
+  static std::optional<Type> readRecord() {
+    return oneOf(readObject<Type>());
+  }
+
+  // The same, and what became of its file. One that a power cut left blank was never written.
+  template <class Type>
+  static Found<Type> findRecord() {
+    const RecursiveMutexLock lock(storeLock());
+    const auto content = read(Type::kClassName);
+    if (!content) return {withoutContent(Type::kClassName), std::nullopt};
+    if (isBlankFile(*content)) return {FileState::none, std::nullopt};
+    auto record = oneOf(storedIn<Type>(*content));
+    const bool isSound = record && !isDamagedLog(*content);
+    return {isSound ? FileState::sound : FileState::damaged, std::move(record)};
+  }
+
+  template <class Type>
+  static void remove() {
+    removeFile(Type::kClassName);
+  }
+
+  // Gives the file a name of its own beside the store's files, so that its bytes are kept whatever
+  // is saved next. Answers the name, or none where the file is still where it was.
+  template <class Type>
+  static std::optional<std::string> setAside() {
+    return moveAside(Type::kClassName);
+  }
+
+  // Writes a side copy to the application's documents; whether that worked is not told.
+  static void saveToDocuments(const Value& value, std::string_view name);
+
+ private:
+  static bool save(std::string_view className, const std::function<Value()>& convert);
+  static std::optional<Bytes> read(std::string_view className);
+  static Value decoded(const Bytes& content);
+  static void removeFile(std::string_view className);
+  static FileState withoutContent(std::string_view className);
+  static std::optional<std::string> moveAside(std::string_view className);
+  static Value requireNoElements(const Value& plain);
+
+  static std::optional<std::string> location(std::string_view className);
+  // In the documents; empty where there are none.
+  static std::string copyLocation(std::string_view className);
+
+  template <class Type>
+  static Stored<Type> storedIn(const Bytes& content) {
+    if constexpr (ListRecord<Type>) {
+      Type record;
+      record.*Type::kList = listFile<Type>->read(*location(Type::kClassName),
+                                                 copyLocation(Type::kClassName), content);
+      if (record.*Type::kList) return record;
+    }
+    const Value root = decoded(content);
     if (auto record = root.dictionary() ? Type::initWithDictionary(root) : std::nullopt) {
       return *std::move(record);
     }
@@ -55,27 +150,16 @@ class ZQM_EXPORT ZQMDatabase {
     return records;
   }
 
-  // The one record, or none when there is no file or it holds something else.
   template <class Type>
-  static std::optional<Type> readRecord() {
-    Stored<Type> stored = readObject<Type>();
-    Type* record = std::get_if<Type>(&stored);
+  static std::optional<Type> oneOf(Stored<Type> stored) {
+    Type* const record = std::get_if<Type>(&stored);
     return record ? std::optional(std::move(*record)) : std::nullopt;
   }
 
   template <class Type>
-  static void remove() {
-    removeFile(Type::kClassName);
-  }
-
-  // Writes a side copy to the application's documents; whether that worked is not told.
-  static void saveToDocuments(const Value& value, std::string_view name);
-
- private:
-  static bool save(std::string_view className, const std::function<Value()>& convert);
-  static Value read(std::string_view className);
-  static void removeFile(std::string_view className);
-  static Value requireNoElements(const Value& plain);
+  static constexpr PerProcess<
+      ListFile<std::remove_cvref_t<decltype(*(std::declval<Type>().*Type::kList))>>>
+      listFile{};
 };
 
 }  // namespace zqm

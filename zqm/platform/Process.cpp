@@ -9,7 +9,7 @@ thread_local Process* threadProcess = nullptr;
 // Never destroyed: threads of the library may still run while the process ends.
 struct Default {
   Mutex mutex;
-  std::unique_ptr<Platform> platform ZQM_GUARDED_BY(mutex);
+  std::function<Platform()> makePlatform ZQM_GUARDED_BY(mutex);
   std::atomic<Process*> process = nullptr;
 };
 
@@ -20,7 +20,10 @@ Default& theDefault() {
 
 }  // namespace
 
-Process::Process(Platform platform) : platform_(std::move(platform)) {}
+Process::Process(Platform platform)
+    : Process([platform = std::move(platform)] { return platform; }) {}
+
+Process::Process(std::function<Platform()> makePlatform) : makePlatform_(std::move(makePlatform)) {}
 
 Process::~Process() {
   drain();
@@ -29,7 +32,8 @@ Process::~Process() {
   {
     const MutexLock lock(mutex_);
     slots_.clear();
-    made.swap(made_);
+    made.swap(inOrder_);
+    for (auto& each : made_) each = nullptr;
   }
   while (!made.empty()) made.pop_back();
   // What a notifier let through while it was being stopped.
@@ -43,18 +47,22 @@ Process& Process::current() {
   const MutexLock lock(shared.mutex);
   if (!shared.process) {
     shared.process =
-        new Process(shared.platform ? std::move(*shared.platform) : makeDefaultPlatform());
-    shared.platform.reset();
+        new Process(shared.makePlatform ? std::move(shared.makePlatform) : defaultPlatform());
   }
   return *shared.process;
 }
 
-bool Process::setDefaultPlatform(Platform platform) {
+bool Process::setDefaultPlatform(std::function<Platform()> makePlatform) {
   Default& shared = theDefault();
   const MutexLock lock(shared.mutex);
   if (shared.process) return false;
-  shared.platform = std::make_unique<Platform>(std::move(platform));
+  shared.makePlatform = std::move(makePlatform);
   return true;
+}
+
+const Platform& Process::platform() const {
+  std::call_once(platformOnce_, [this] { platform_ = makePlatform_(); });
+  return platform_;
 }
 
 Process::Scope::Scope(Process& process) : before_(threadProcess) { threadProcess = &process; }
@@ -62,10 +70,13 @@ Process::Scope::Scope(Process& process) : before_(threadProcess) { threadProcess
 Process::Scope::~Scope() { threadProcess = before_; }
 
 std::shared_ptr<void> Process::beginWork() {
-  const MutexLock lock(mutex_);
-  ++work_;
+  {
+    const MutexLock lock(mutex_);
+    ++work_;
+  }
+  // Should there be no memory for the token, its end is called at once.
   return {nullptr, [this](void*) {
-            const MutexLock inner(mutex_);
+            const MutexLock lock(mutex_);
             if (--work_ == 0) idle_.notifyAll();
           }};
 }
@@ -75,19 +86,25 @@ void Process::drain() {
   while (work_ > 0) idle_.wait(mutex_);
 }
 
-Process::Slot& Process::slotFor(const void* key) {
+std::size_t Process::newSlot() {
+  static std::atomic<std::size_t> last = 0;
+  return ++last;
+}
+
+Process::Slot& Process::slotFor(std::size_t number) {
   const MutexLock lock(mutex_);
-  auto& slot = slots_[key];
+  auto& slot = slots_[number];
   if (!slot) slot = std::make_unique<Slot>();
   return *slot;
 }
 
-void* Process::instance(const void* slot, const std::function<std::shared_ptr<void>()>& make) {
+void* Process::instance(std::size_t slot, const std::function<std::shared_ptr<void>()>& make) {
   Slot& found = slotFor(slot);
   std::call_once(found.once, [&] {
     found.value = make();
     const MutexLock lock(mutex_);
-    made_.push_back(found.value);
+    inOrder_.push_back(found.value);
+    if (slot < made_.size()) made_[slot].store(found.value.get(), std::memory_order_release);
   });
   return found.value.get();
 }

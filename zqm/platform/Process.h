@@ -1,6 +1,7 @@
 // Process: the one global. It owns the platform and every shared instance, flag and counter.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -16,6 +17,8 @@ namespace zqm {
 class ZQM_EXPORT Process {
  public:
   explicit Process(Platform platform);
+  // Makes its platform on the first thread that needs it, which at a start is not the host's.
+  explicit Process(std::function<Platform()> makePlatform);
   // Waits for the work under way, then destroys the shared instances, last made first.
   ~Process();
   Process(const Process&) = delete;
@@ -25,11 +28,11 @@ class ZQM_EXPORT Process {
   // default one, which is made on first use and never destroyed.
   static Process& current();
 
-  // Replaces what the default Process will be made with. False, without effect, when there is a
-  // default Process already.
-  static bool setDefaultPlatform(Platform platform);
+  // Replaces the platform that the default Process will make. False, without effect, when there is
+  // a default Process already.
+  static bool setDefaultPlatform(std::function<Platform()> makePlatform);
 
-  const Platform& platform() const { return platform_; }
+  const Platform& platform() const;
 
   // Makes a Process the calling thread's for a scope.
   class ZQM_EXPORT Scope {
@@ -51,9 +54,17 @@ class ZQM_EXPORT Process {
   // Blocks until no work is under way.
   void drain();
 
-  // The instance that belongs to `slot`, made by `make` on first use. Instances may use each
-  // other while they are made, but not in a circle.
-  void* instance(const void* slot, const std::function<std::shared_ptr<void>()>& make);
+  // A number for `instance`, from 1 on; no two are the same.
+  static std::size_t newSlot();
+
+  // The instance that belongs to a slot, made by `make` on first use. Instances may use each other
+  // while they are made, but not in a circle.
+  void* instance(std::size_t slot, const std::function<std::shared_ptr<void>()>& make);
+
+  // The same, or null where it has not been made or the slot's number is a large one.
+  void* madeInstance(std::size_t slot) const {
+    return slot < made_.size() ? made_[slot].load(std::memory_order_acquire) : nullptr;
+  }
 
  private:
   struct Slot {
@@ -62,14 +73,18 @@ class ZQM_EXPORT Process {
   };
 
   std::shared_ptr<void> beginWork();
-  Slot& slotFor(const void* key);
+  Slot& slotFor(std::size_t number);
 
-  const Platform platform_;
+  const std::function<Platform()> makePlatform_;
+  mutable std::once_flag platformOnce_;
+  mutable Platform platform_;
   Mutex mutex_;
   Condition idle_;
   std::size_t work_ ZQM_GUARDED_BY(mutex_) = 0;
-  std::unordered_map<const void*, std::unique_ptr<Slot>> slots_ ZQM_GUARDED_BY(mutex_);
-  std::vector<std::shared_ptr<void>> made_ ZQM_GUARDED_BY(mutex_);
+  std::unordered_map<std::size_t, std::unique_ptr<Slot>> slots_ ZQM_GUARDED_BY(mutex_);
+  std::vector<std::shared_ptr<void>> inOrder_ ZQM_GUARDED_BY(mutex_);
+  // Spares most look-ups the lock.
+  std::array<std::atomic<void*>, 64> made_{};
 };
 
 // One T in each Process, made on first use. Declare it at namespace or class scope.
@@ -81,15 +96,24 @@ class PerProcess {
   PerProcess& operator=(const PerProcess&) = delete;
 
   T& get() const {
-    return *static_cast<T*>(
-        Process::current().instance(this, [] { return std::make_shared<T>(); }));
+    Process& process = Process::current();
+    const std::size_t number = slot();
+    void* const made = process.madeInstance(number);
+    return *static_cast<T*>(made ? made
+                                 : process.instance(number, [] { return std::make_shared<T>(); }));
   }
   T& operator*() const { return get(); }
   T* operator->() const { return &get(); }
 
  private:
-  // Keeps two of these from sharing an address.
-  char identity_ = 0;
+  std::size_t slot() const {
+    std::size_t number = slot_.load(std::memory_order_relaxed);
+    if (number != 0) return number;
+    const std::size_t given = Process::newSlot();
+    return slot_.compare_exchange_strong(number, given) ? given : number;
+  }
+
+  mutable std::atomic<std::size_t> slot_ = 0;
 };
 
 template <class... Args>

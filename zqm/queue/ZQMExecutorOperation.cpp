@@ -1,6 +1,8 @@
 // The executor's list of operations and the threads under it.
 #include "zqm/queue/ZQMExecutorOperation.h"
 
+#include <algorithm>
+
 #include "zqm/platform/Process.h"
 
 namespace zqm {
@@ -15,40 +17,41 @@ const PerProcess<ZQMExecutorOperation> shared;
 
 ZQMExecutorOperation& ZQMExecutorOperation::sharedInstance() { return *shared; }
 
-void ZQMExecutorOperation::execute(Item item) {
+void ZQMExecutorOperation::execute(const Item& item) {
   if (!item) return;
-  std::list<Operation> added{{item->name(), std::move(item)}};
-  const Entry entry = added.begin();
+  const auto entry = std::make_shared<const Operation>(Operation{item->name(), item});
   {
     const MutexLock lock(mutex_);
-    operations_.splice(operations_.end(), added);
+    operations_.push_back(entry);
   }
   run(entry);
 }
 
-bool ZQMExecutorOperation::executeUnlessListed(Item item) {
+bool ZQMExecutorOperation::executeUnlessListed(const Item& item) {
   if (!item) return false;
-  std::list<Operation> added{{item->name(), std::move(item)}};
-  const Entry entry = added.begin();
+  const auto entry = std::make_shared<const Operation>(Operation{item->name(), item});
   {
     const MutexLock lock(mutex_);
-    for (const Operation& listed : operations_) {
-      if (listed.name == entry->name) return false;
+    for (const Entry& listed : operations_) {
+      if (listed->name == entry->name) return false;
     }
-    operations_.splice(operations_.end(), added);
+    operations_.push_back(entry);
   }
   run(entry);
   return true;
 }
 
-void ZQMExecutorOperation::run(Entry entry) {
-  pool_.submit(Process::current().bind(std::function<void()>([this, entry] {
-    executorOperation(entry->item);
-    std::list<Operation> finished;
-    const MutexLock lock(mutex_);
-    // Moved out, so that what the item holds is destroyed after the lock.
-    finished.splice(finished.end(), operations_, entry);
-  })));
+void ZQMExecutorOperation::run(const Entry& entry) {
+  // The operation is listed for as long as its task is there, be it that no thread is to be had.
+  const std::shared_ptr<void> listed(nullptr, [this, entry](void*) { finish(entry); });
+  pool_.submit(Process::current().bind(
+      std::function<void()>([this, entry, listed] { executorOperation(entry->item); })));
+}
+
+void ZQMExecutorOperation::finish(const Entry& entry) {
+  // What the item holds is destroyed with the entry, after the lock.
+  const MutexLock lock(mutex_);
+  operations_.erase(std::ranges::find(operations_, entry));
 }
 
 void ZQMExecutorOperation::executorOperation(const Item& item) {
@@ -60,7 +63,9 @@ void ZQMExecutorOperation::executorOperation(const Item& item) {
 
 std::vector<ZQMExecutorOperation::Operation> ZQMExecutorOperation::operations() const {
   const MutexLock lock(mutex_);
-  return {operations_.begin(), operations_.end()};
+  std::vector<Operation> listed;
+  for (const Entry& entry : operations_) listed.push_back(*entry);
+  return listed;
 }
 
 }  // namespace zqm

@@ -1,7 +1,7 @@
 // ZQMExecutorOperation: the queue of named work items on which all module work runs.
 #pragma once
 
-#include <list>
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,11 +26,11 @@ class ZQM_EXPORT ZQMExecutorOperation {
 
   // Returns at once. The item may run beside others and may block; it carries the caller's
   // Process.
-  void execute(Item item);
+  void execute(const Item& item);
 
   // Looks for an operation of the item's name and hands the item in where there is none, in one
   // step. False when one was listed.
-  bool executeUnlessListed(Item item);
+  bool executeUnlessListed(const Item& item);
 
   // Runs the item on the calling thread.
   void executorOperation(const Item& item);
@@ -40,12 +40,13 @@ class ZQM_EXPORT ZQMExecutorOperation {
   std::vector<Operation> operations() const;
 
  private:
-  using Entry = std::list<Operation>::iterator;
+  using Entry = std::shared_ptr<const Operation>;
 
-  void run(Entry entry);
+  void run(const Entry& entry);
+  void finish(const Entry& entry);
 
   mutable Mutex mutex_;
-  std::list<Operation> operations_ ZQM_GUARDED_BY(mutex_);
+  std::deque<Entry> operations_ ZQM_GUARDED_BY(mutex_);
   // An item may wait a minute for its network exchange, hence so many.
   WorkerPool pool_{"zqm-executor", 64};
 };

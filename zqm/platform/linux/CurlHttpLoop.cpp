@@ -28,6 +28,14 @@ void initialiseLibcurl() {
   static_cast<void>(once);
 }
 
+// Takes a step of the transfer. False when it has its outcome, be it that there is no memory.
+template <class Step>
+bool attempt(CurlHttpTransfer& transfer, const Step& step) {
+  bool goesOn = false;
+  if (!guarded([&] { goesOn = step(); }, [](const Exception&) {})) transfer.abandon(std::nullopt);
+  return goesOn;
+}
+
 int pollTime(Clock::duration wait) {
   // Rounded up, so that nothing is polled for again just before its time.
   const auto time = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
@@ -54,7 +62,11 @@ void CurlHttpLoop::submit(std::unique_ptr<CurlHttpTransfer> transfer) {
     running = std::exchange(running_, true);
   }
   if (running) return wake();
-  if (!startThread("zqm-http", [self = shared_from_this()] { self->run(); })) refuse();
+  bool started = false;
+  guarded([&] { started = startThread("zqm-http", [self = shared_from_this()] { self->run(); }); },
+          [](const Exception&) {});
+  if (started) return;
+  refuse([] { return transportError(httpError::kNoThread, "The system has no thread left."); });
 }
 
 void CurlHttpLoop::close() {
@@ -69,28 +81,41 @@ void CurlHttpLoop::wake() {
   if (CURLM* const multi = multi_) curl_multi_wakeup(multi);
 }
 
-void CurlHttpLoop::refuse() {
+void CurlHttpLoop::refuse(Error (*error)()) {
   Transfers refused;
   {
     const MutexLock lock(mutex_);
     refused.swap(incoming_);
     running_ = false;
   }
-  for (auto& transfer : refused) {
-    transfer->abandon(transportError(httpError::kNoThread, "The system has no thread left."));
-    complete(std::move(transfer));
+  for (const auto& transfer : refused) {
+    attempt(*transfer, [&] {
+      transfer->abandon(error());
+      return false;
+    });
+  }
+  complete(std::move(refused));
+}
+
+// A transfer for which there is no memory goes with its callback, uncalled.
+void CurlHttpLoop::complete(Transfers transfers) {
+  for (auto& transfer : transfers) {
+    guarded(
+        [&] {
+          completions_.submit([shared = std::shared_ptr(std::move(transfer))] {
+            // A callback that throws has reported it by itself: nobody else knows what it was for.
+            guarded([&] { shared->complete(); }, [](const Exception&) {});
+          });
+        },
+        [](const Exception&) {});
   }
 }
 
-void CurlHttpLoop::complete(std::unique_ptr<CurlHttpTransfer> transfer) {
-  completions_.submit([shared = std::shared_ptr(std::move(transfer))] {
-    // A callback that throws has reported it by itself: nobody else knows what it was for.
-    guarded([&] { shared->complete(); }, [](const Exception&) {});
-  });
-}
-
 void CurlHttpLoop::run() {
-  if (!multi_) makeMulti();
+  // The gate and libcurl are set up first; what follows takes no memory but for a transfer.
+  if (!multi_ && !guarded([this] { makeMulti(); }, [](const Exception&) {})) {
+    return refuse([] { return curlError(CURLE_OUT_OF_MEMORY); });
+  }
   bool busy = true;
   while (auto turn = nextTurn(busy)) {
     start(std::move(turn->incoming));
@@ -115,29 +140,33 @@ std::optional<CurlHttpLoop::Turn> CurlHttpLoop::nextTurn(bool busy) {
   const MutexLock lock(mutex_);
   running_ = busy || !incoming_.empty();
   if (!running_) return std::nullopt;
-  return Turn{std::exchange(incoming_, {}), closing_};
+  if (closing_ || incoming_.size() < 2) return Turn{std::exchange(incoming_, {}), closing_};
+  // One by one: an exit of the process waits for the TLS of a whole turn, milliseconds for each.
+  Turn turn;
+  turn.incoming.splice(turn.incoming.end(), incoming_, incoming_.begin());
+  wake();
+  return turn;
 }
 
 void CurlHttpLoop::start(Transfers transfers) {
   Transfers ended;
   {
     const OpenSslGate gate;
-    for (auto& transfer : transfers) {
-      if (!transfer->start() || !add(transfer)) ended.push_back(std::move(transfer));
+    while (!transfers.empty()) {
+      CurlHttpTransfer& transfer = *transfers.front();
+      const bool goesOn = attempt(transfer, [&] { return transfer.start() && add(transfer); });
+      Transfers& next = goesOn ? active_ : ended;
+      next.splice(next.end(), transfers, transfers.begin());
     }
   }
-  for (auto& transfer : ended) complete(std::move(transfer));
+  complete(std::move(ended));
 }
 
 // False when libcurl does not take the transfer, which then has that error.
-bool CurlHttpLoop::add(std::unique_ptr<CurlHttpTransfer>& transfer) {
-  CURL* const handle = transfer->handle();
-  if (curl_multi_add_handle(multi_, handle) != CURLM_OK) {
-    transfer->abandon(curlError(CURLE_FAILED_INIT));
-    return false;
-  }
-  active_[handle] = std::move(transfer);
-  return true;
+bool CurlHttpLoop::add(CurlHttpTransfer& transfer) {
+  if (curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) return true;
+  transfer.abandon(curlError(CURLE_FAILED_INIT));
+  return false;
 }
 
 void CurlHttpLoop::perform() {
@@ -147,43 +176,49 @@ void CurlHttpLoop::perform() {
     int count = 0;
     curl_multi_perform(multi_, &count);
     while (const CURLMsg* const message = curl_multi_info_read(multi_, &count)) {
-      const auto found = active_.find(message->easy_handle);
+      CURL* const handle = message->easy_handle;
+      const auto found =
+          std::ranges::find(active_, handle, [](const auto& each) { return each->handle(); });
       if (message->msg != CURLMSG_DONE || found == active_.end()) continue;
+      CurlHttpTransfer& transfer = **found;
       const CURLcode result = message->data.result;
-      auto transfer = std::move(found->second);
-      active_.erase(found);
-      curl_multi_remove_handle(multi_, transfer->handle());
-      if (!transfer->proceed(result) || !add(transfer)) ended.push_back(std::move(transfer));
+      curl_multi_remove_handle(multi_, handle);
+      const bool goesOn =
+          attempt(transfer, [&] { return transfer.proceed(result) && add(transfer); });
+      if (!goesOn) ended.splice(ended.end(), active_, found);
     }
   }
-  for (auto& transfer : ended) complete(std::move(transfer));
+  complete(std::move(ended));
 }
 
-void CurlHttpLoop::end(const Error& error,
+void CurlHttpLoop::end(Error (*error)(),
                        const std::function<bool(const CurlHttpTransfer&)>& chosen) {
   Transfers ended;
   {
     const OpenSslGate gate;
     for (auto each = active_.begin(); each != active_.end();) {
       const auto current = each++;
-      if (!chosen(*current->second)) continue;
-      curl_multi_remove_handle(multi_, current->first);
-      current->second->abandon(error);
-      ended.push_back(std::move(current->second));
-      active_.erase(current);
+      CurlHttpTransfer& transfer = **current;
+      if (!chosen(transfer)) continue;
+      curl_multi_remove_handle(multi_, transfer.handle());
+      attempt(transfer, [&] {
+        transfer.abandon(error());
+        return false;
+      });
+      ended.splice(ended.end(), active_, current);
     }
   }
-  for (auto& transfer : ended) complete(std::move(transfer));
+  complete(std::move(ended));
 }
 
 void CurlHttpLoop::endOverdue() {
   const auto now = Clock::now();
-  end(curlError(CURLE_OPERATION_TIMEDOUT),
+  end([] { return curlError(CURLE_OPERATION_TIMEDOUT); },
       [now](const CurlHttpTransfer& transfer) { return transfer.deadline() <= now; });
 }
 
 void CurlHttpLoop::endAll() {
-  end(transportError(httpError::kClosed, "The transport was closed."),
+  end([] { return transportError(httpError::kClosed, "The transport was closed."); },
       [](const CurlHttpTransfer&) { return true; });
 }
 
@@ -192,7 +227,7 @@ bool CurlHttpLoop::poll() {
   const auto began = Clock::now();
   auto until = began + idleTime_;
   if (!active_.empty()) {
-    const auto deadline = [](const auto& each) { return each.second->deadline(); };
+    const auto deadline = [](const auto& each) { return each->deadline(); };
     until = deadline(*std::ranges::min_element(active_, {}, deadline));
   }
   const CURLMcode result = curl_multi_poll(multi_, nullptr, 0, pollTime(until - began), nullptr);

@@ -6,11 +6,10 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
-#include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "zqm/base/Mutex.h"
 #include "zqm/base/WorkerPool.h"
@@ -18,7 +17,8 @@
 
 namespace zqm {
 
-// The thread comes with the first transfer, owns the loop while it runs, and goes when idle.
+// The thread comes with the first transfer, owns the loop while it runs, and goes when idle. Where
+// there is no memory, a transfer fails and the loop goes on.
 class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
  public:
   explicit CurlHttpLoop(std::chrono::milliseconds idleTime);
@@ -31,24 +31,25 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
   void close() ZQM_EXCLUDES(mutex_);
 
  private:
-  using Transfers = std::vector<std::unique_ptr<CurlHttpTransfer>>;
+  // A transfer goes from one list to the next, which takes no memory.
+  using Transfers = std::list<std::unique_ptr<CurlHttpTransfer>>;
   struct Turn {
     Transfers incoming;
     bool closing = false;
   };
 
   void wake();
-  void refuse() ZQM_EXCLUDES(mutex_);
-  void complete(std::unique_ptr<CurlHttpTransfer> transfer);
+  void refuse(Error (*error)()) ZQM_EXCLUDES(mutex_);
+  void complete(Transfers transfers);
 
   // The rest runs on the I/O thread.
   void run();
   void makeMulti();
   std::optional<Turn> nextTurn(bool busy) ZQM_EXCLUDES(mutex_);
   void start(Transfers transfers);
-  bool add(std::unique_ptr<CurlHttpTransfer>& transfer);
+  bool add(CurlHttpTransfer& transfer);
   void perform();
-  void end(const Error& error, const std::function<bool(const CurlHttpTransfer&)>& chosen);
+  void end(Error (*error)(), const std::function<bool(const CurlHttpTransfer&)>& chosen);
   void endOverdue();
   void endAll();
   bool poll();
@@ -63,7 +64,7 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
 
   // Made on the I/O thread; kept when that goes, with the authorities that it has read.
   std::atomic<CURLM*> multi_ = nullptr;
-  std::unordered_map<CURL*, std::unique_ptr<CurlHttpTransfer>> active_;
+  Transfers active_;
 };
 
 }  // namespace zqm

@@ -67,13 +67,14 @@ CurlHttpTransfer::CurlHttpTransfer(HttpRequest request, std::unique_ptr<CurlHttp
       options_(std::move(options)),
       deadline_(deadline) {}
 
-bool CurlHttpTransfer::fail(Error error) {
+bool CurlHttpTransfer::fail(std::optional<Error> error) {
   easy_.reset();
+  response_.reset();
   error_ = std::move(error);
   return false;
 }
 
-void CurlHttpTransfer::abandon(Error error) { fail(std::move(error)); }
+void CurlHttpTransfer::abandon(std::optional<Error> error) { fail(std::move(error)); }
 
 bool CurlHttpTransfer::start() {
   if (breaksLine(request_)) {
@@ -180,7 +181,10 @@ void CurlHttpTransfer::succeed(long status) {
   easy_.reset();
 }
 
-void CurlHttpTransfer::complete() { receiver_->complete(std::move(response_), std::move(error_)); }
+void CurlHttpTransfer::complete() {
+  if (!response_ && !error_) error_ = curlError(CURLE_OUT_OF_MEMORY);
+  receiver_->complete(std::move(response_), std::move(error_));
+}
 
 std::size_t CurlHttpTransfer::onHeader(char* data, std::size_t, std::size_t count,
                                        void* self) noexcept try {

@@ -49,8 +49,8 @@ class CurlHttpTransfer {
   // Takes libcurl's result for the handle, which is with the loop no longer. True when there is
   // another handle, for the redirected request; false when the outcome is known.
   bool proceed(CURLcode result);
-  // Makes this error the outcome.
-  void abandon(Error error);
+  // Makes this error the outcome; none where there is no memory for one.
+  void abandon(std::optional<Error> error);
   // Hands the outcome over. On a completion thread; nothing of libcurl is left by then.
   void complete();
 
@@ -64,7 +64,7 @@ class CurlHttpTransfer {
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
 
-  bool fail(Error error);
+  bool fail(std::optional<Error> error);
   bool begin();
   bool redirect(long status, const char* target);
   bool setUpHandle();

@@ -25,8 +25,11 @@ bool isDirectoryName(std::string_view identifier) {
 
 }  // namespace
 
-std::optional<std::string> homeDirectory() {
-  if (auto home = absoluteVariable("HOME")) return home;
+UserVariables::UserVariables()
+    : home(absoluteVariable("HOME")), dataHome(absoluteVariable("XDG_DATA_HOME")) {}
+
+std::optional<std::string> homeDirectory(const UserVariables& variables) {
+  if (variables.home) return variables.home;
   std::array<char, 16384> buffer{};
   passwd entry{};
   passwd* found = nullptr;
@@ -37,9 +40,9 @@ std::optional<std::string> homeDirectory() {
   return found->pw_dir;
 }
 
-std::optional<std::string> userDataDirectory() {
-  if (auto directory = absoluteVariable("XDG_DATA_HOME")) return directory;
-  const auto home = homeDirectory();
+std::optional<std::string> userDataDirectory(const UserVariables& variables) {
+  if (variables.dataHome) return variables.dataHome;
+  const auto home = homeDirectory(variables);
   return home ? std::optional(joinPath(*home, ".local/share")) : std::nullopt;
 }
 

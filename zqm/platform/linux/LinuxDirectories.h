@@ -9,11 +9,20 @@
 
 namespace zqm {
 
-// HOME where it is absolute, otherwise the home directory of the user database.
-std::optional<std::string> homeDirectory();
+// What the environment says, of what is absolute. A host may change its environment at any time, so
+// it is read on the host's thread.
+struct UserVariables {
+  UserVariables();
 
-// XDG_DATA_HOME where it is absolute, otherwise .local/share in the home directory.
-std::optional<std::string> userDataDirectory();
+  std::optional<std::string> home;
+  std::optional<std::string> dataHome;
+};
+
+// HOME, otherwise the home directory of the user database.
+std::optional<std::string> homeDirectory(const UserVariables& variables);
+
+// XDG_DATA_HOME, otherwise .local/share in the home directory.
+std::optional<std::string> userDataDirectory(const UserVariables& variables);
 
 class LinuxDirectories : public Directories {
  public:

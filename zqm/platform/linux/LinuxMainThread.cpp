@@ -16,7 +16,8 @@ struct Entry {
   std::shared_ptr<const Observer> observer;
 };
 
-void runGuarded(const std::function<void()>& body) {
+template <class Body>
+void runGuarded(const Body& body) {
   guarded(body, [](const Exception&) {});
 }
 
@@ -48,11 +49,7 @@ LinuxMainThread::LinuxMainThread(Poster poster)
 
 void LinuxMainThread::post(std::function<void()> task) {
   auto safe = [task = std::move(task)] { runGuarded(task); };
-  if (!poster_) {
-    ownThread_.submit(std::move(safe));
-    return;
-  }
-  runGuarded([&] { poster_(std::move(safe)); });
+  runGuarded([&] { poster_ ? poster_(std::move(safe)) : ownThread_.submit(std::move(safe)); });
 }
 
 void LinuxMainThread::notify(std::string_view name, const std::shared_ptr<void>& object) {

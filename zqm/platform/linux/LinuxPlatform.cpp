@@ -52,15 +52,14 @@ CurlHttpOptions httpOptions(const LinuxOptions& options, std::string temporary) 
   return result;
 }
 
-}  // namespace
-
-Platform makeLinuxPlatform(const LinuxOptions& options) {
+Platform make(const LinuxOptions& options, const UserVariables& variables) {
   const auto packages = std::make_shared<LinuxPackages>(
       LinuxPackages::Places{options.mainPackage, options.libraryPackage, options.frameworkPackages,
                             installedLibraryPackage(), executablePath()});
   const auto files = std::make_shared<LinuxFiles>();
   // Looked up once: a user's data that moved while the process runs would be split.
-  const auto userData = options.userDataDirectory ? options.userDataDirectory : userDataDirectory();
+  const auto userData =
+      options.userDataDirectory ? options.userDataDirectory : userDataDirectory(variables);
   const auto identifier = bundleIdentifier(packages);
   const auto directories = std::make_shared<LinuxDirectories>(userData, identifier);
 
@@ -78,7 +77,7 @@ Platform makeLinuxPlatform(const LinuxOptions& options) {
                              [directories] { return directories->own(); }, identifier, ""},
       files);
   platform.power = std::make_shared<LinuxPower>();
-  platform.memoryAndStorage = std::make_shared<LinuxMemoryAndStorage>(homeDirectory());
+  platform.memoryAndStorage = std::make_shared<LinuxMemoryAndStorage>(homeDirectory(variables));
   platform.surroundings = std::make_shared<LinuxSurroundings>();
   platform.hostState = std::make_shared<LinuxHostState>(
       LinuxHostState::Sources{options.applicationState, options.backgroundModes,
@@ -89,6 +88,16 @@ Platform makeLinuxPlatform(const LinuxOptions& options) {
   return platform;
 }
 
-Platform makeDefaultPlatform() { return makeLinuxPlatform({}); }
+}  // namespace
+
+std::function<Platform()> linuxPlatform(LinuxOptions options) {
+  return [options = std::move(options), variables = UserVariables()] {
+    return make(options, variables);
+  };
+}
+
+Platform makeLinuxPlatform(const LinuxOptions& options) { return linuxPlatform(options)(); }
+
+std::function<Platform()> defaultPlatform() { return linuxPlatform({}); }
 
 }  // namespace zqm

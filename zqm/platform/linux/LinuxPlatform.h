@@ -1,5 +1,5 @@
 // The platform for Linux, and what a host may settle in it before its first call to the library:
-// Process::setDefaultPlatform(makeLinuxPlatform({.mainPackage = "/opt/host/package"})).
+// Process::setDefaultPlatform(linuxPlatform({.mainPackage = "/opt/host/package"})).
 #pragma once
 
 #include <cstdint>
@@ -49,6 +49,11 @@ struct LinuxOptions {
   std::function<std::int32_t()> trackingAuthorization = nullptr;
 };
 
+// Reads the environment at once, which costs microseconds; all else waits until the answer is
+// called.
+ZQM_EXPORT std::function<Platform()> linuxPlatform(LinuxOptions options);
+
+// The same, made at once.
 ZQM_EXPORT Platform makeLinuxPlatform(const LinuxOptions& options);
 
 }  // namespace zqm

@@ -1,0 +1,53 @@
+// Requests that wait for their delivery, each a body of 300 bytes to a url of 60.
+#pragma once
+
+#include <string>
+
+#include "zqm/platform/Process.h"
+#include "zqm/queue/ZQMQueueModel.h"
+#include "zqm/queue/ZQMQueueRule.h"
+
+namespace zqm::bench {
+
+inline constexpr std::size_t kUrlSize = 60;
+
+// Nobody listens at that port.
+inline std::string queueUrl(std::string start = "http://127.0.0.1:9/") {
+  if (start.size() < kUrlSize) start.append(kUrlSize - start.size(), 'u');
+  return start;
+}
+
+// No two are the same: a property list would hold them once.
+inline Bytes queueBody(std::size_t number) {
+  std::string text = std::to_string(number);
+  text.resize(300, 'b');
+  return Bytes(text.begin(), text.end());
+}
+
+// Made at once: enqueued one by one, 10,000 of them would take forever where a call costs in
+// proportion to the queue. Ordinary ones are dated now, so that they are held back without Wi-Fi.
+inline ZQMQueueModel pendingQueue(std::size_t count, const std::string& url = queueUrl(),
+                                  bool priority = false) {
+  ZQMQueueModel queue;
+  queue.data.emplace();
+  const Date now = platform().clock->now();
+  for (std::size_t made = 0; made < count; ++made) {
+    queue.data->append(std::make_shared<const ZQMQueueDataModel>(now, queueBody(made), Text(url),
+                                                                 Text("POST"), priority));
+  }
+  return queue;
+}
+
+inline void enqueueOne() {
+  static const std::string url = queueUrl();
+  static std::size_t number = 1000000;
+  ZQMQueueRule::sharedInstance().enqueue(Text(url), queueBody(++number), Text("POST"),
+                                         platform().clock->now(), false);
+}
+
+inline void removeFirst() {
+  ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
+  rule.removeData(rule.getQueue()->data->at(0));
+}
+
+}  // namespace zqm::bench

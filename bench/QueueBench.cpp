@@ -1,0 +1,156 @@
+// What enqueuing and removing an item cost the caller at several lengths of the queue, called in a
+// burst and once per millisecond. System calls and bytes are counted by calls.cpp.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "bench/Installation.h"
+#include "bench/PendingQueue.h"
+#include "zqm/util/PropertyList.h"
+
+namespace zqm::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr std::size_t kCalls = 500;
+// After so many calls the queue is brought back to the length named.
+constexpr std::size_t kCallsOfABatch = 50;
+constexpr int kRewritings = 5;
+constexpr std::chrono::milliseconds kPace{1};
+// By then a queue that was made at once is on the disk.
+constexpr std::chrono::milliseconds kRest{1500};
+
+Installation& queueInstallation() {
+  static Installation made;
+  return made;
+}
+
+double quantile(std::vector<double>& times, double share) {
+  const auto place = times.begin() + static_cast<std::ptrdiff_t>(
+                                         share * static_cast<double>(times.size() - 1) + 0.5);
+  std::nth_element(times.begin(), place, times.end());
+  return *place;
+}
+
+template <class Call>
+double timed(Clock::duration pace, Call call) {
+  if (pace.count() > 0) std::this_thread::sleep_until(Clock::now() + pace);
+  const auto before = Clock::now();
+  call();
+  return Seconds(Clock::now() - before).count();
+}
+
+// Of calls that take this long and do nothing: the interruptions by the machine.
+double interruptions(double length, Clock::duration pace) {
+  std::vector<double> times(kCalls);
+  for (double& each : times) {
+    each = timed(pace, [length] {
+      const auto begin = Clock::now();
+      while (Seconds(Clock::now() - begin).count() < length) {
+      }
+    });
+  }
+  return quantile(times, 0.99);
+}
+
+// The row's time is the median of the single calls. `undo` takes one of them back, unmeasured.
+template <class Call, class Undo>
+void measure(benchmark::State& state, Clock::duration pace, Call call, Undo undo) {
+  std::vector<double> times;
+  for (auto _ : state) {
+    while (times.size() < kCalls) {
+      for (std::size_t i = 0; i < kCallsOfABatch; ++i) times.push_back(timed(pace, call));
+      for (std::size_t i = 0; i < kCallsOfABatch; ++i) undo();
+    }
+    state.SetIterationTime(quantile(times, 0.5));
+  }
+  state.counters["99th"] = quantile(times, 0.99);
+  state.counters["99th floor"] = interruptions(quantile(times, 0.5), pace);
+}
+
+// A queue of the row's length that has come to rest.
+void fillQueue(const benchmark::State& state) {
+  ZQMQueueRule::sharedInstance().refreshQueue(
+      pendingQueue(static_cast<std::size_t>(state.range(0))));
+  queueInstallation().process->drain();
+  std::this_thread::sleep_for(kRest);
+}
+
+void enqueueAtPace(benchmark::State& state, Clock::duration pace) {
+  const Process::Scope scope(*queueInstallation().process);
+  fillQueue(state);
+  measure(state, pace, enqueueOne, removeFirst);
+  state.counters["limit"] = 10e-6;
+  state.counters["99th limit"] = 50e-6;
+  state.counters["times its first"] = 1.2;
+}
+
+// The floor: the body at the end of an open file.
+void appendAtPace(benchmark::State& state, Clock::duration pace) {
+  const std::string path = queueInstallation().root / "appended";
+  const int file = ::open(path.c_str(), O_CREAT | O_WRONLY | O_APPEND | O_CLOEXEC, 0600);
+  const Bytes body = queueBody(0);
+  measure(
+      state, pace,
+      [&] {
+        if (::write(file, body.data(), body.size()) < 0) state.SkipWithError("not written");
+      },
+      [] {});
+  ::close(file);
+}
+
+void Enqueue(benchmark::State& state) { enqueueAtPace(state, {}); }
+void EnqueueFloor(benchmark::State& state) { appendAtPace(state, {}); }
+void EnqueuePaced(benchmark::State& state) { enqueueAtPace(state, kPace); }
+void EnqueuePacedFloor(benchmark::State& state) { appendAtPace(state, kPace); }
+
+void Remove(benchmark::State& state) {
+  const Process::Scope scope(*queueInstallation().process);
+  fillQueue(state);
+  for (std::size_t i = 0; i < kCallsOfABatch; ++i) enqueueOne();
+  measure(state, {}, removeFirst, enqueueOne);
+  // Not in proportion to the queue, but what was queued long ago has left the caches.
+  state.counters["times its first"] = 3;
+}
+void RemoveFloor(benchmark::State& state) { appendAtPace(state, {}); }
+
+// What a program pays that encodes the whole queue and replaces one file at every change.
+void RewriteQueue(benchmark::State& state) {
+  const Process::Scope scope(*queueInstallation().process);
+  const std::string path = queueInstallation().root / "rewritten";
+  const ZQMQueueModel queue = pendingQueue(static_cast<std::size_t>(state.range(0)));
+  std::vector<double> times(kRewritings);
+  for (auto _ : state) {
+    for (double& each : times) {
+      each = timed({}, [&] {
+        const auto content = writePropertyList(queue.toDictionary());
+        if (!content || !platform().files->writeAtomically(path, *content)) {
+          state.SkipWithError("not written");
+        }
+      });
+    }
+    state.SetIterationTime(quantile(times, 0.5));
+  }
+}
+
+void samples(benchmark::internal::Benchmark* row) { row->UseManualTime()->Iterations(1); }
+void atEachLength(benchmark::internal::Benchmark* row) {
+  samples(row->Arg(0)->Arg(1000)->Arg(10000));
+}
+
+BENCHMARK(Enqueue)->Apply(atEachLength);
+BENCHMARK(EnqueueFloor)->Apply(samples);
+BENCHMARK(EnqueuePaced)->Apply(atEachLength);
+BENCHMARK(EnqueuePacedFloor)->Apply(samples);
+BENCHMARK(Remove)->Apply(atEachLength);
+BENCHMARK(RemoveFloor)->Apply(samples);
+BENCHMARK(RewriteQueue)->Apply(atEachLength);
+
+}  // namespace
+}  // namespace zqm::bench

@@ -1,0 +1,37 @@
+// What the fuzz targets share. Each target is a source of this folder that defines `tryOne`.
+#pragma once
+
+#include "tests/support/FakePlatform.h"
+
+namespace zqm::fuzz {
+
+using testing::Fakes;
+
+// Hands the input to a reader and checks what must hold of the answer.
+void tryOne(const Bytes& input);
+
+// Ends the process, which is how a finding shows, where `holds` is false.
+void require(bool holds, const char* rule);
+
+// Equality in which a number that is none equals itself.
+bool same(const Value& one, const Value& other);
+
+// A launch of the application; it ends with the scope.
+struct Launch {
+  explicit Launch(const Fakes& fakes) : process(fakes.platform()), scope(process) {}
+
+  Process process;
+  Process::Scope scope;
+};
+
+// What follows the first byte, which picks a way to read it.
+inline Bytes withoutFirst(const Bytes& input) {
+  return input.empty() ? Bytes() : Bytes(input.begin() + 1, input.end());
+}
+inline std::size_t firstOf(const Bytes& input) { return input.empty() ? 0 : input.front(); }
+
+// With right checksums, as far as there are entries of a log. Changed bytes would rarely get past
+// them.
+Bytes withChecksums(Bytes log);
+
+}  // namespace zqm::fuzz

@@ -1,0 +1,192 @@
+// The queue's file as a log: what is read back after changes, cuts and other hands.
+#include "zqm/model/RecordLog.h"
+
+#include <random>
+
+#include "tests/support/FakePlatform.h"
+#include "zqm/model/ZQMDatabase.h"
+#include "zqm/queue/ZQMQueueModel.h"
+#include "zqm/util/PropertyList.h"
+
+namespace zqm {
+namespace {
+
+using Names = std::vector<std::string>;
+
+Names namesOf(const ZQMQueueModel& queue) {
+  Names names;
+  if (queue.data) {
+    queue.data->forEach([&](const ZQMQueueDataModel& item) { names.push_back(*item.url.text()); });
+  }
+  return names;
+}
+
+ZQMQueueItems::Item item(const std::string& name, std::size_t size, bool priority = false) {
+  return std::make_shared<const ZQMQueueDataModel>(std::nullopt, Bytes(size, 7), name, "POST",
+                                                   priority);
+}
+
+class RecordLogTest : public zqm::testing::Fixture {
+ protected:
+  bool save() { return ZQMDatabase::saveObject<ZQMQueueModel>(queue); }
+  Bytes file() { return fakes.files->read(path).value_or(Bytes()); }
+  Bytes copy() { return fakes.files->read("/documents/ZQMQueueModel.plist").value_or(Bytes()); }
+
+  // What another launch would read.
+  Names stored() {
+    Process other(fakes.platform());
+    const Process::Scope inside(other);
+    return namesOf(ZQMDatabase::readRecord<ZQMQueueModel>().value_or(ZQMQueueModel()));
+  }
+
+  static std::optional<std::size_t> lengthOf(const Bytes& bytes) {
+    const auto content = readLog(bytes, [](Dictionary fields) {
+      return std::make_shared<const Dictionary>(std::move(fields));
+    });
+    return content ? std::optional(content->elements.size()) : std::nullopt;
+  }
+
+  const std::string path = storedPath("ZQMQueueModel");
+  ZQMQueueModel queue;
+};
+
+TEST_F(RecordLogTest, FileFollowsEveryChangeAndItsCopyTooAndStaysSmall) {
+  std::minstd_rand random(3);
+  std::uint64_t size = 0;
+  for (int i = 0; i < 900; ++i) {
+    const auto count = queue.count();
+    // Mostly growing at first, then shrinking.
+    if (count > 0 && random() % 10 < (i < 400 ? 3U : 8U)) {
+      queue.removeData(queue.data->at(random() % count));
+    } else {
+      queue.addData(item(std::to_string(i), random() % 2000, random() % 4 == 0));
+    }
+    ASSERT_TRUE(save());
+    if (i % 50 == 0) process->drain();
+    if (i % 30 == 0) {
+      ASSERT_EQ(stored(), namesOf(queue)) << i;
+    }
+    {
+      // A rewritten file and its copy take their places one after the other, under the lock.
+      const RecursiveMutexLock lock(storeLock());
+      ASSERT_EQ(file(), copy()) << i;
+    }
+    size = 0;
+    queue.data->forEach(
+        [&](const ZQMQueueDataModel& each) { size += each.data.bytes()->size() + 120; });
+    ASSERT_LE(file().size(), 2 * size + (64U << 10)) << i;
+  }
+}
+
+TEST_F(RecordLogTest, CutFileReadsAsAStateThatWasSaved) {
+  std::vector<std::size_t> ends;
+  for (int i = 0; i < 40; ++i) {
+    queue.addData(item(std::to_string(i), 300));
+    ASSERT_TRUE(save());
+    ends.push_back(file().size());
+  }
+  const Bytes whole = file();
+  const auto entriesIn = [&](std::size_t size) {
+    return static_cast<std::size_t>(std::ranges::upper_bound(ends, size) - ends.begin());
+  };
+  for (std::size_t size = 16; size < whole.size(); size += size < 1200 ? 1 : 37) {
+    Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+    ASSERT_EQ(lengthOf(cut), entriesIn(size)) << size;
+    // The last write is torn: something else stands where its end should.
+    cut.resize(whole.size(), 0xA5);
+    ASSERT_EQ(lengthOf(cut), entriesIn(size)) << size;
+    // A page was not written, and later ones were.
+    Bytes holed = whole;
+    std::fill_n(holed.begin() + static_cast<std::ptrdiff_t>(size),
+                std::min<std::size_t>(4096, whole.size() - size), 0xA5);
+    ASSERT_EQ(lengthOf(holed), entriesIn(size)) << size;
+  }
+  fakes.files->put(path, Bytes(8192, 0));
+  EXPECT_EQ(ZQMDatabase::findRecord<ZQMQueueModel>().state, FileState::none);
+  EXPECT_TRUE(stored().empty());
+  fakes.files->put(path, Bytes(whole.begin(), whole.begin() + 11));
+  EXPECT_EQ(ZQMDatabase::findRecord<ZQMQueueModel>().state, FileState::none);
+  Bytes damaged = whole;
+  damaged[ends[3] + 40] ^= 1;
+  fakes.files->put(path, damaged);
+  EXPECT_EQ(ZQMDatabase::findRecord<ZQMQueueModel>().state, FileState::damaged);
+  EXPECT_EQ(stored().size(), 4U);
+  // A torn file is replaced by the first save of the next launch.
+  fakes.files->put(path, Bytes(whole.begin(), whole.end() - 5));
+  relaunch();
+  queue = ZQMDatabase::readRecord<ZQMQueueModel>().value();
+  queue.addData(item("last", 1));
+  ASSERT_TRUE(save());
+  EXPECT_EQ(stored().size(), 40U);
+  EXPECT_EQ(stored().back(), "last");
+}
+
+TEST_F(RecordLogTest, FileOfAnotherHandIsReplacedWhole) {
+  queue.addData(item("a", 1));
+  ASSERT_TRUE(save());
+  const std::string copyPath = "/documents/ZQMQueueModel.plist";
+  const std::vector<std::function<void()>> hands = {
+      [&] { fakes.files->remove(path); },
+      [&] { fakes.files->remove(copyPath); },
+      [&] { fakes.files->put(path, *writePropertyList(queue.toDictionary())); },
+      [&] { fakes.files->put(path, toBytes("anything")); },
+      [&] { ZQMDatabase::remove<ZQMQueueModel>(); },
+      [&] {
+        ZQMDatabase::saveObject<ZQMQueueModel>(Value(Dictionary{{"data", List()}}));
+      },
+      [&] { ZQMDatabase::saveObject<ZQMQueueModel>(std::vector{ZQMQueueModel()}); },
+      [&] { ZQMDatabase::saveObject<ZQMQueueModel>(ZQMQueueModel()); }};
+  for (const auto& hand : hands) {
+    hand();
+    queue.addData(item(std::to_string(queue.count()), 1));
+    ASSERT_TRUE(save());
+    EXPECT_EQ(stored(), namesOf(queue));
+    EXPECT_EQ(file(), copy());
+  }
+}
+
+TEST_F(RecordLogTest, ListOfAnEarlierVersionIsReadAndGoesOn) {
+  queue.addData(item("a", 5));
+  fakes.files->put(path, *writePropertyList(queue.toDictionary()));
+  queue = ZQMDatabase::readRecord<ZQMQueueModel>().value();
+  queue.addData(item("b", 5));
+  ASSERT_TRUE(save());
+  EXPECT_EQ(stored(), (Names{"a", "b"}));
+}
+
+TEST_F(RecordLogTest, FailedSaveLeavesTheOldStateAndTheNextOneHasAll) {
+  queue.addData(item("a", 5));
+  ASSERT_TRUE(save());
+  fakes.files->readOnly = true;
+  queue.addData(item("b", 5));
+  EXPECT_FALSE(save());
+  EXPECT_EQ(stored(), (Names{"a"}));
+  fakes.files->readOnly = false;
+  queue.addData(item("c", 5));
+  EXPECT_TRUE(save());
+  EXPECT_EQ(stored(), (Names{"a", "b", "c"}));
+  // What no file can hold, and so many values that reading them would be refused.
+  for (const Value& data : {Value(Value::Null()), Value(List(1000, Value(true)))}) {
+    auto unstorable = std::make_shared<ZQMQueueDataModel>();
+    unstorable->data = data;
+    ZQMQueueModel changed = queue;
+    changed.addData(unstorable);
+    EXPECT_FALSE(ZQMDatabase::saveObject<ZQMQueueModel>(changed));
+    EXPECT_EQ(stored(), (Names{"a", "b", "c"}));
+  }
+}
+
+TEST_F(RecordLogTest, FileThatMayNotGrowIsReplacedWhereRemovalsLeftRoom) {
+  fakes.files->largest = 200000;
+  queue.addData(item("large", 150000));
+  ASSERT_TRUE(save());
+  queue.addData(item("beyond", 60000));
+  EXPECT_FALSE(save());
+  EXPECT_EQ(stored(), (Names{"large"}));
+  queue.removeData(queue.data->at(0));
+  EXPECT_TRUE(save());
+  EXPECT_EQ(stored(), (Names{"beyond"}));
+}
+
+}  // namespace
+}  // namespace zqm

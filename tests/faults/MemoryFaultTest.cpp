@@ -1,0 +1,174 @@
+// Requests for memory that fail, one by one and from some moment on.
+#include <cerrno>
+#include <future>
+
+#include "tests/faults/Installation.h"
+#include "tools/zqm/HttpServer.h"
+#include "zqm/platform/linux/CurlHttp.h"
+
+namespace zqm::testing {
+namespace {
+
+// Whether the work meets a fault at the n-th request, once or from it on.
+template <class Work>
+bool failsAt(std::int64_t n, bool lasts, Work work) {
+  const MemoryFault fault({n, lasts});
+  work();
+  MemoryFault::end();
+  return fault.hasHappened();
+}
+
+// What the host needs for the call is there already.
+auto enqueueing(const std::string& name) {
+  return [url = Text(name), body = std::optional(Bytes(300, 'x'))]() mutable {
+    queueRule().enqueue(url, std::move(body), url, kNow, false);
+  };
+}
+
+void skipUnderThreadSanitizer() {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "under ThreadSanitizer, std::call_once never returns once its function threw";
+#endif
+}
+
+class MemoryFaultTest : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override { skipUnderThreadSanitizer(); }
+
+  Installation installed;
+};
+
+TEST_P(MemoryFaultTest, ChangeOfTheQueueIsMadeOrNotAndStoredWithTheNext) {
+  Process process(installed.platform());
+  const Process::Scope scope(process);
+  enqueue("first");
+  bool happened = true;
+  for (std::int64_t n = 1; happened; ++n) {
+    SCOPED_TRACE(n);
+    // Its removal makes the file worth a rewriting.
+    enqueue("big", 40'000, true);
+    const Names before = pendingNames();
+    const auto big = queueRule().getQueue()->data->at(0);
+    happened = failsAt(n, GetParam(), [&] { queueRule().removeData(big); });
+    const Names between = pendingNames();
+    EXPECT_TRUE(between == before || between == Names(before.begin() + 1, before.end()));
+    happened = failsAt(n, GetParam(), enqueueing("new")) || happened;
+    Names after = between;
+    after.push_back("new");
+    EXPECT_TRUE(pendingNames() == between || pendingNames() == after);
+    EXPECT_TRUE(isBalanced());
+    process.drain();
+    while (queueRule().getQueue()->count() > 1) removeFirst();
+    enqueue("last");
+    EXPECT_EQ(installed.storedNames(), pendingNames());
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+TEST_P(MemoryFaultTest, ItemsOfAFileThatIsReadLateAreNotLost) {
+  {
+    Process process(installed.platform());
+    const Process::Scope scope(process);
+    enqueue("stored");
+  }
+  bool happened = true;
+  for (std::int64_t n = 1; happened; ++n) {
+    SCOPED_TRACE(n);
+    Process process(installed.platform());
+    const Process::Scope scope(process);
+    {
+      const FileFault unreadable({1, true}, EACCES);
+      queueRule();
+    }
+    happened = failsAt(n, GetParam(), enqueueing("new"));
+    enqueue("last");
+    EXPECT_EQ(pendingNames().front(), "stored");
+    EXPECT_TRUE(isBalanced());
+    EXPECT_EQ(installed.storedNames(), pendingNames());
+    while (queueRule().getQueue()->count() > 1) {
+      queueRule().removeData(queueRule().getQueue()->data->at(1));
+    }
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, MemoryFaultTest, ::testing::Bool(), [](const auto& each) {
+  return std::string(each.param ? "AllFromThenOn" : "OneByOne");
+});
+
+// The many requests of a start are shared out among four tests.
+class StartMemoryTest : public ::testing::TestWithParam<int> {
+ protected:
+  void SetUp() override { skipUnderThreadSanitizer(); }
+
+  // A launch in which all is due. Whether it met the fault.
+  bool launch(Fault fault, const std::function<void()>& check) {
+    installed.fakes.clock->advance(std::chrono::hours(48));
+    Process process(installed.platform());
+    const Process::Scope scope(process);
+    const MemoryFault failing(fault);
+    ZQMCore::startWithAppId(appId, {});
+    process.drain();
+    MemoryFault::end();
+    EXPECT_TRUE(isBalanced());
+    check();
+    return failing.hasHappened();
+  }
+
+  Installation installed;
+  const Text appId{installed.appId};
+};
+
+TEST_P(StartMemoryTest, StartHarmsNeitherTheHostNorTheNextLaunch) {
+  constexpr int kTests = 4;
+  bool happened = true;
+  for (int round = 0; happened; ++round) {
+    const std::int64_t n = 1 + GetParam() + kTests * round;
+    SCOPED_TRACE(n);
+    happened = launch({n, round % 8 == 7}, [] {});
+    if (happened && round % 8 < 7) continue;
+    launch({}, [&] {
+      EXPECT_TRUE(ZQMCore::isStarted());
+      queueRule().refreshQueue(ZQMQueueModel());
+      enqueue("q/1");
+      enqueue("q/2");
+      EXPECT_EQ(installed.storedNames(), pendingNames());
+    });
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Shares, StartMemoryTest, ::testing::Range(0, 4));
+
+// The sender's thread, that of the input and output, and those of the completions.
+TEST(TransportMemoryTest, FailsTheExchangeAndGoesOnServing) {
+  const tools::HttpServer server(
+      [](const tools::ServerRequest&) { return tools::ServerReply{.body = "fine"}; });
+  CurlHttp http({});
+  pthread_setname_np(pthread_self(), "sender");
+  for (const char* thread : {"sender", "zqm-http", "zqm-completion"}) {
+    bool happened = true;
+    for (std::int64_t n = 1; happened; ++n) {
+      SCOPED_TRACE(n);
+      auto promise = std::make_shared<std::promise<bool>>();
+      auto answered = promise->get_future();
+      HttpRequest request{server.url("/"), "POST", {{"euid", "a", true}}, toBytes("body")};
+      std::function<void(HttpExchange)> completion = [promise](const HttpExchange& exchange) {
+        promise->set_value(exchange.response.has_value());
+      };
+      promise.reset();
+      const MemoryFault fault({n, false}, thread);
+      http.send(std::move(request), std::move(completion));
+      // Answered, or dropped with what it holds; a wait that does not end is what must not be.
+      ASSERT_EQ(answered.wait_for(std::chrono::seconds(20)), std::future_status::ready) << thread;
+      MemoryFault::end();
+      happened = fault.hasHappened();
+      if (!happened) {
+        EXPECT_TRUE(answered.get()) << thread;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zqm::testing

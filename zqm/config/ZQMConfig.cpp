@@ -1,0 +1,39 @@
+// Decides about a fetch and schedules one at a time.
+#include "zqm/config/ZQMConfig.h"
+
+#include <atomic>
+
+#include "zqm/base/Exception.h"
+#include "zqm/config/ZQMConfigRule.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/platform/Process.h"
+#include "zqm/queue/ZQMBlockOperation.h"
+#include "zqm/queue/ZQMExecutorOperation.h"
+
+namespace zqm {
+namespace {
+
+PerProcess<std::atomic<bool>> isRunning;
+
+}  // namespace
+
+void ZQMConfig::start() {
+  guarded(
+      [] {
+        if (ZQMConfigRule::sharedInstance().isUpdateConfig()) loadRemoteConfig();
+      },
+      [](const Exception& exception) { ZQMLogHandler::logException(exception, kConfigModule, 4); });
+}
+
+void ZQMConfig::loadRemoteConfig() {
+  if (isRunning->exchange(true)) return;
+  ZQMExecutorOperation::sharedInstance().execute(
+      ZQMBlockOperation::initWithModuleName(kConfigModule, [] {
+        ZQMConfigRule::sharedInstance().startModule();
+        // The request is under way, not answered: the flag keeps two from being issued at once,
+        // nothing more.
+        *isRunning = false;
+      }));
+}
+
+}  // namespace zqm

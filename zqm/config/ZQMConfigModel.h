@@ -1,0 +1,68 @@
+// ZQMConfigModel: the intervals, limits and texts that the backend may change, with the defaults
+// that hold until it has.
+#pragma once
+
+#include "zqm/model/Record.h"
+
+namespace zqm {
+
+// A new record has the defaults, one that was read has none of them.
+class ZQM_EXPORT ZQMConfigModel : public Record<ZQMConfigModel> {
+ public:
+  static constexpr std::string_view kClassName = "ZQMConfigModel";
+
+  // When the configuration was last asked for, whatever came of it.
+  std::optional<Date> lastUpdateDate;
+  std::int32_t daysToUpdateConfig = 1;
+  std::int32_t daysToUpdateAdClusters = 2;
+  // Four intervals of 32 hours, not of a day.
+  std::int32_t hoursToCallStartDevicebehavior = 32;
+  std::int32_t daysToSendDatabehavior = 1;
+  std::int32_t hoursToCallStartAppbehavior = 32;
+  std::int32_t daysToSendAppbehavior = 7;
+  Text titlePermissionAppBehavior = "Permissão de acesso ao uso";
+  Text messagePermissionAppBehavior =
+      "Este aplicativo analisa dados do seu aparelho para oferecer publicidade mais relevante ao "
+      "seus interesses e perfil. Dados pessoais não são acessados.";
+  Text positivePermissionAppBehavior = "Permitir";
+  Text negativePermissionAppBehavior = "Negar";
+  std::int32_t metersToSendGeobehavior = 100;
+  std::int32_t minutesToStartVisitForGeobehavior = 10;
+  std::int32_t topWifiListGeobehavior = 5;
+  std::int32_t minutesToCallServiceGeobehavior = 1;
+  std::int32_t hoursToCallStartGeobehavior = 32;
+  std::int32_t minutesToSendLocationGeobehavior = 10;
+  std::int32_t minutesToSendActivityGeobehavior = 10;
+  std::int32_t hoursToPostponeInAppNotification = 6;
+  std::int32_t attemptsToSendQueueItem = 1;
+  std::int32_t hoursBeforeSendQueueNonWifi = 6;
+  std::int32_t minutesBeforeRetryQueue = 60;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit visit) {
+    visit("lastUpdateDate", self.lastUpdateDate);
+    visit("daysToUpdateConfig", self.daysToUpdateConfig);
+    visit("daysToUpdateAdClusters", self.daysToUpdateAdClusters);
+    visit("hoursToCallStartDevicebehavior", self.hoursToCallStartDevicebehavior);
+    visit("daysToSendDatabehavior", self.daysToSendDatabehavior);
+    visit("hoursToCallStartAppbehavior", self.hoursToCallStartAppbehavior);
+    visit("daysToSendAppbehavior", self.daysToSendAppbehavior);
+    visit("titlePermissionAppBehavior", self.titlePermissionAppBehavior);
+    visit("messagePermissionAppBehavior", self.messagePermissionAppBehavior);
+    visit("positivePermissionAppBehavior", self.positivePermissionAppBehavior);
+    visit("negativePermissionAppBehavior", self.negativePermissionAppBehavior);
+    visit("metersToSendGeobehavior", self.metersToSendGeobehavior);
+    visit("minutesToStartVisitForGeobehavior", self.minutesToStartVisitForGeobehavior);
+    visit("topWifiListGeobehavior", self.topWifiListGeobehavior);
+    visit("minutesToCallServiceGeobehavior", self.minutesToCallServiceGeobehavior);
+    visit("hoursToCallStartGeobehavior", self.hoursToCallStartGeobehavior);
+    visit("minutesToSendLocationGeobehavior", self.minutesToSendLocationGeobehavior);
+    visit("minutesToSendActivityGeobehavior", self.minutesToSendActivityGeobehavior);
+    visit("hoursToPostponeInAppNotification", self.hoursToPostponeInAppNotification);
+    visit("attemptsToSendQueueItem", self.attemptsToSendQueueItem);
+    visit("hoursBeforeSendQueueNonWifi", self.hoursBeforeSendQueueNonWifi);
+    visit("minutesBeforeRetryQueue", self.minutesBeforeRetryQueue);
+  }
+};
+
+}  // namespace zqm

@@ -1,0 +1,175 @@
+// The configuration in memory, its merge and its getters.
+#include "zqm/config/ZQMConfigRule.h"
+
+#include "zqm/base/Exception.h"
+#include "zqm/config/ConfigDecision.h"
+#include "zqm/config/ZQMConfigRequest.h"
+#include "zqm/core/ZQMUtils.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/ZQMDatabase.h"
+#include "zqm/platform/Process.h"
+#include "zqm/util/Strings.h"
+
+namespace zqm {
+namespace {
+
+PerProcess<ZQMConfigRule> shared;
+
+constexpr std::int32_t kLogLevel = 4;
+
+void merge(const Value& value, Text& field) { field = value; }
+void merge(const Value& value, std::int32_t& field) {
+  field = value.integerReading().value_or(field);
+}
+// The time stamp is the library's own, whatever the backend sends under its name.
+void merge(const Value&, std::optional<Date>&) {}
+
+// The values of an answer; empty for one that cannot be read.
+Dictionary valuesOf(const std::optional<std::string>& text) {
+  Dictionary values;
+  if (!isNotEmpty(text)) return values;
+  guarded([&] { values = ZQMUtils::stringToDictionary(*text); },
+          [](const Exception& exception) {
+            ZQMLogHandler::logException(exception, kConfigModule, kLogLevel);
+          });
+  return values;
+}
+
+}  // namespace
+
+ZQMConfigRule& ZQMConfigRule::sharedInstance() { return *shared; }
+
+ZQMConfigRule::ZQMConfigRule() {
+  current_.set(std::make_shared<const ZQMConfigModel>(
+      ZQMDatabase::readRecord<ZQMConfigModel>().value_or(ZQMConfigModel())));
+}
+
+bool ZQMConfigRule::isUpdateConfig() const {
+  const auto model = current_.get();
+  return configDecision({model->lastUpdateDate, model->daysToUpdateConfig, platform().clock->now()})
+      .due;
+}
+
+void ZQMConfigRule::startModule() {
+  ZQMConfigRequest::getConfigWithCompletionHandler(
+      [this](const std::optional<std::string>& text, const std::optional<Error>& error) {
+        if (error) {
+          ZQMLogHandler::logError(error->rewrapped("Could not start Config."), kConfigModule,
+                                  kLogLevel);
+        }
+        // A failed fetch counts as an update too: a backend in trouble is asked again only after
+        // the whole interval.
+        updateAndPersist(valuesOf(text));
+      });
+}
+
+void ZQMConfigRule::updateAndPersist(const Dictionary& values) {
+  const MutexLock lock(changes_);
+  ZQMConfigModel model = configModel();
+  ZQMConfigModel::fields(model, [&](std::string_view key, auto& field) {
+    if (const Value& value = values[key]; value.isPresent()) merge(value, field);
+  });
+  model.lastUpdateDate = platform().clock->now();
+  current_.set(std::make_shared<const ZQMConfigModel>(std::move(model)));
+  persist();
+}
+
+void ZQMConfigRule::persistInstance() {
+  const MutexLock lock(changes_);
+  persist();
+}
+
+void ZQMConfigRule::persist() const { ZQMDatabase::saveObject<ZQMConfigModel>(*current_.get()); }
+
+void ZQMConfigRule::setConfigModel(ZQMConfigModel model) {
+  const MutexLock lock(changes_);
+  current_.set(std::make_shared<const ZQMConfigModel>(std::move(model)));
+}
+
+Text ZQMConfigRule::textOf(Text ZQMConfigModel::*field) const {
+  const auto model = current_.get();
+  const Text& text = (*model).*field;
+  return text.isNull() ? Text() : text;
+}
+
+std::int32_t ZQMConfigRule::getDaysToUpdateAdClusters() const {
+  return current_.get()->daysToUpdateAdClusters;
+}
+
+std::int32_t ZQMConfigRule::getHoursToCallStartDevicebehavior() const {
+  return current_.get()->hoursToCallStartDevicebehavior;
+}
+
+std::int32_t ZQMConfigRule::getDaysToSendDatabehavior() const {
+  return current_.get()->daysToSendDatabehavior;
+}
+
+std::int32_t ZQMConfigRule::getHoursToCallStartAppbehavior() const {
+  return current_.get()->hoursToCallStartAppbehavior;
+}
+
+std::int32_t ZQMConfigRule::getDaysToSendAppbehavior() const {
+  return current_.get()->daysToSendAppbehavior;
+}
+
+Text ZQMConfigRule::getTitlePermissionAppBehavior() const {
+  return textOf(&ZQMConfigModel::titlePermissionAppBehavior);
+}
+
+Text ZQMConfigRule::getMessagePermissionAppBehavior() const {
+  return textOf(&ZQMConfigModel::messagePermissionAppBehavior);
+}
+
+Text ZQMConfigRule::getPositivePermissionAppBehavior() const {
+  return textOf(&ZQMConfigModel::positivePermissionAppBehavior);
+}
+
+Text ZQMConfigRule::getNegativePermissionAppBehavior() const {
+  return textOf(&ZQMConfigModel::negativePermissionAppBehavior);
+}
+
+std::int32_t ZQMConfigRule::getMetersToSendGeobehavior() const {
+  return current_.get()->metersToSendGeobehavior;
+}
+
+std::int32_t ZQMConfigRule::getMinutesToStartVisitForGeobehavior() const {
+  return current_.get()->minutesToStartVisitForGeobehavior;
+}
+
+std::int32_t ZQMConfigRule::getTopWifiListGeobehavior() const {
+  return current_.get()->topWifiListGeobehavior;
+}
+
+std::int32_t ZQMConfigRule::getMinutesToCallServiceGeobehavior() const {
+  return current_.get()->minutesToCallServiceGeobehavior;
+}
+
+std::int32_t ZQMConfigRule::getHoursToCallStartGeobehavior() const {
+  return current_.get()->hoursToCallStartGeobehavior;
+}
+
+std::int32_t ZQMConfigRule::getMinutesToSendLocationGeobehavior() const {
+  return current_.get()->minutesToSendLocationGeobehavior;
+}
+
+std::int32_t ZQMConfigRule::getMinutesToSendActivityGeobehavior() const {
+  return current_.get()->minutesToSendActivityGeobehavior;
+}
+
+std::int32_t ZQMConfigRule::getHoursToPostponeInAppNotification() const {
+  return current_.get()->hoursToPostponeInAppNotification;
+}
+
+std::int32_t ZQMConfigRule::getAttemptsToSendQueueItem() const {
+  return current_.get()->attemptsToSendQueueItem;
+}
+
+std::int32_t ZQMConfigRule::getHoursBeforeSendQueueNonWifi() const {
+  return current_.get()->hoursBeforeSendQueueNonWifi;
+}
+
+std::int32_t ZQMConfigRule::getMinutesBeforeRetryQueue() const {
+  return current_.get()->minutesBeforeRetryQueue;
+}
+
+}  // namespace zqm

@@ -1,0 +1,68 @@
+// ZQMConfigRule: holds the configuration, merges what the backend sends and answers every question
+// about intervals and texts.
+#pragma once
+
+#include "zqm/base/Mutex.h"
+#include "zqm/base/Snapshot.h"
+#include "zqm/config/ZQMConfigModel.h"
+
+namespace zqm {
+
+// Any thread. The record lives in memory and is written through; a reader never sees a merge half
+// done. A getter answers what the backend sent as it stands: a 0, or a text field's number.
+class ZQM_EXPORT ZQMConfigRule {
+ public:
+  static ZQMConfigRule& sharedInstance();
+
+  // Reads the stored record; without one the defaults hold, which are not saved.
+  ZQMConfigRule();
+
+  // Whether a fetch is due.
+  bool isUpdateConfig() const;
+
+  // Fetches, merges and saves. Returns at once; what fails on the way is reported for "zqm-config"
+  // at level 4.
+  void startModule();
+
+  // Takes over the keys that the record knows, stamps the record and saves it. A number's key with
+  // a value that has no integer reading keeps the old number.
+  void updateAndPersist(const Dictionary& values);
+  // Whether that worked is not told.
+  void persistInstance();
+
+  ZQMConfigModel configModel() const { return *current_.get(); }
+  void setConfigModel(ZQMConfigModel model);
+
+  std::int32_t getDaysToUpdateAdClusters() const;
+  std::int32_t getHoursToCallStartDevicebehavior() const;
+  std::int32_t getDaysToSendDatabehavior() const;
+  std::int32_t getHoursToCallStartAppbehavior() const;
+  std::int32_t getDaysToSendAppbehavior() const;
+  Text getTitlePermissionAppBehavior() const;
+  Text getMessagePermissionAppBehavior() const;
+  Text getPositivePermissionAppBehavior() const;
+  Text getNegativePermissionAppBehavior() const;
+  std::int32_t getMetersToSendGeobehavior() const;
+  std::int32_t getMinutesToStartVisitForGeobehavior() const;
+  std::int32_t getTopWifiListGeobehavior() const;
+  std::int32_t getMinutesToCallServiceGeobehavior() const;
+  std::int32_t getHoursToCallStartGeobehavior() const;
+  std::int32_t getMinutesToSendLocationGeobehavior() const;
+  std::int32_t getMinutesToSendActivityGeobehavior() const;
+  std::int32_t getHoursToPostponeInAppNotification() const;
+  std::int32_t getAttemptsToSendQueueItem() const;
+  std::int32_t getHoursBeforeSendQueueNonWifi() const;
+  std::int32_t getMinutesBeforeRetryQueue() const;
+
+ private:
+  Text textOf(Text ZQMConfigModel::*field) const;
+  void persist() const ZQM_REQUIRES(changes_);
+
+  // Held over a change and its save, so that the order of saves is the order of changes. Readers
+  // do not wait for it.
+  Mutex changes_;
+  // Never null.
+  Snapshot<ZQMConfigModel> current_;
+};
+
+}  // namespace zqm

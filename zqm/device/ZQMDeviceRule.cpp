@@ -1,0 +1,132 @@
+// Device init, the comparison of the profile with the device, and its delivery.
+#include "zqm/device/ZQMDeviceRule.h"
+
+#include "zqm/config/ZQMConfigRule.h"
+#include "zqm/device/DeviceDecision.h"
+#include "zqm/device/ZQMDeviceInfo.h"
+#include "zqm/device/ZQMDeviceModel.h"
+#include "zqm/device/ZQMDeviceRequest.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/ZQMDatabase.h"
+#include "zqm/platform/Process.h"
+
+namespace zqm {
+namespace {
+
+PerProcess<ZQMDeviceRule> shared;
+
+constexpr const char* kInitFailedDomain = "Could not start DeviceBehavior.";
+
+// The profile after an answer to the device init. A failure forgets all that was known, so that
+// the profile is sent in full after the next success.
+ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now) {
+  switch (status) {
+    case kDeviceRegistered:
+      device.isStarted = true;
+      device.dateStart = now;
+      break;
+    case kDeviceFailed:
+      device = ZQMDeviceModel();
+      break;
+    case kDeviceRejected:
+    case kDeviceUnauthorized:
+      device = ZQMDeviceModel();
+      device.dateStart = now;
+      break;
+  }
+  return device;
+}
+
+Value accessibilityServices() {
+  List names;
+  for (std::string& name : ZQMDeviceInfo::getCapabilitiesAccessibility()) {
+    names.emplace_back(std::move(name));
+  }
+  return names;
+}
+
+// Calls visit(field, probe) for each fact of the profile, in the order of the comparison.
+template <class Visit>
+void visitFacts(Visit visit) {
+  using Model = ZQMDeviceModel;
+  using Info = ZQMDeviceInfo;
+  visit(&Model::platform, [] { return Text(Info::getPlatform()); });
+  visit(&Model::systemVersion, [] { return Text(Info::systemVersion()); });
+  visit(&Model::isRooted, [] { return Info::isJailbreak(); });
+  visit(&Model::manufacturer, [] { return Text(Info::deviceManufacturer()); });
+  visit(&Model::codename, [] { return Text(Info::deviceCode()); });
+  visit(&Model::carrier, [] { return Text(Info::getCarrier()); });
+  visit(&Model::enabledAccessibilityServices, accessibilityServices);
+  visit(&Model::timezone, [] { return Text(Info::getTimeZone()); });
+  visit(&Model::locale, [] { return Text(Info::getLocale()); });
+}
+
+bool differs(bool fresh, bool stored) { return fresh != stored; }
+
+// What the device does not tell equals nothing, not even what it did not tell before, so that such
+// a profile is sent at every verification.
+bool differs(const Value& fresh, const Value& stored) {
+  return fresh.isAbsent() || fresh != stored;
+}
+
+}  // namespace
+
+ZQMDeviceRule& ZQMDeviceRule::sharedInstance() { return *shared; }
+
+void ZQMDeviceRule::startModule() {
+  const DeviceInitDecision decision =
+      deviceInitDecision({ZQMDatabase::readRecord<ZQMDeviceModel>(),
+                          ZQMConfigRule::sharedInstance().getHoursToCallStartDevicebehavior(),
+                          platform().clock->now()});
+  if (!decision.due) {
+    ZQMDatabase::saveObject<ZQMDeviceModel>(decision.device);
+    return finish(decision.device.isStarted ? kDeviceRegistered : kDeviceRejected);
+  }
+  ZQMDeviceRequest::startWithCompletionHandler(
+      [this, device = decision.device](std::int64_t status, const std::optional<Error>& error) {
+        if (error) {
+          ZQMLogHandler::logError(error->rewrapped(kInitFailedDomain), kDeviceBehaviorModule, 4);
+        }
+        ZQMDatabase::saveObject<ZQMDeviceModel>(
+            afterAnswer(device, status, platform().clock->now()));
+        finish(status);
+      });
+}
+
+void ZQMDeviceRule::finish(std::int64_t status) {
+  startHandlers_.run(status);
+  startHandlers_.clear();
+}
+
+bool ZQMDeviceRule::isDeviceStarted() const {
+  const auto device = ZQMDatabase::readRecord<ZQMDeviceModel>();
+  return device && device->isStarted;
+}
+
+void ZQMDeviceRule::updatedInfo() {
+  auto device = ZQMDatabase::readRecord<ZQMDeviceModel>();
+  if (!device) return;
+  device->dateTime = platform().clock->now();
+  visitFacts([&](auto field, auto probe) {
+    if (!differs(probe(), (*device).*field)) return;
+    // Probed once more: a fact that is just changing is stored as it is last seen.
+    (*device).*field = probe();
+    device->updated = true;
+  });
+  ZQMDatabase::saveObject<ZQMDeviceModel>(*device);
+}
+
+void ZQMDeviceRule::updatedDevice() {
+  const auto stored = ZQMDatabase::readRecord<ZQMDeviceModel>();
+  if (!profileSendDecision(stored).due) return;
+  ZQMDeviceRequest::sendBehaviorInDictionary(
+      stored->toDictionary(), [device = *stored](const std::optional<std::string>& response,
+                                                 const std::optional<Error>& error) mutable {
+        if (error) ZQMLogHandler::logError(*error, kDeviceBehaviorModule, 4);
+        if (!response) return;
+        device.updated = false;
+        ZQMDatabase::saveObject<ZQMDeviceModel>(device);
+      });
+}
+
+}  // namespace zqm

@@ -1,0 +1,34 @@
+// The hold-back of ordinary items away from Wi-Fi.
+#include "zqm/queue/SendDecision.h"
+
+#include "zqm/util/Date.h"
+
+namespace zqm {
+
+// The configured minutes before a retry have no say in it: a failed item may go with every run.
+SendDecision sendDecision(const SendFacts& facts) {
+  if (facts.priority) return {true, SendReason::prioritised};
+  if (facts.onWifi) return {true, SendReason::onWifi};
+  if (!facts.date) return {false, SendReason::undated};
+  const Date limit = addHour(*facts.date, facts.hoursBeforeSendNonWifi);
+  if (lessThanDate(limit, facts.now)) return {true, SendReason::oldEnough};
+  return {false, SendReason::heldBack};
+}
+
+std::string describe(SendReason reason) {
+  switch (reason) {
+    case SendReason::prioritised:
+      return "the item is prioritised";
+    case SendReason::onWifi:
+      return "the device is on Wi-Fi";
+    case SendReason::oldEnough:
+      return "the item has waited the configured hours for Wi-Fi";
+    case SendReason::heldBack:
+      return "the device is not on Wi-Fi and the item has not waited the configured hours";
+    case SendReason::undated:
+      return "the device is not on Wi-Fi and the item has no date";
+  }
+  return "";
+}
+
+}  // namespace zqm

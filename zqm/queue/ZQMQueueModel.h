@@ -1,0 +1,40 @@
+// ZQMQueueModel: the ordered list of pending requests.
+#pragma once
+
+#include "zqm/model/SharedList.h"
+#include "zqm/queue/ZQMQueueDataModel.h"
+
+namespace zqm {
+
+using ZQMQueueItems = SharedList<ZQMQueueDataModel>;
+
+class ZQM_EXPORT ZQMQueueModel : public Record<ZQMQueueModel> {
+ public:
+  static constexpr std::string_view kClassName = "ZQMQueueModel";
+
+  // Head first; absent when nothing was ever queued.
+  std::optional<ZQMQueueItems> data;
+
+  // How many items there are; 0 without a list.
+  std::size_t count() const { return data ? data->size() : 0; }
+
+  // The items' dictionaries, in queue order; empty without a list.
+  List dataToArray() const;
+  // The items of such a list; what is no dictionary is left out.
+  static ZQMQueueItems arrayToData(const List& dictionaries);
+
+  // An ordinary item goes to the tail whatever its date, a prioritised one before all others.
+  void addData(ZQMQueueItems::Item record);
+  // Takes out this very object; one that only equals it stays.
+  void removeData(const ZQMQueueItems::Item& record);
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit visit) {
+    visit("data", self.data);
+  }
+
+  // The store writes changes of this list, not the whole of it.
+  static constexpr auto kList = &ZQMQueueModel::data;
+};
+
+}  // namespace zqm

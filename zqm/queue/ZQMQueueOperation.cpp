@@ -1,0 +1,79 @@
+// One run over the queue, and the runs that follow from failures.
+#include "zqm/queue/ZQMQueueOperation.h"
+
+#include <atomic>
+
+#include "zqm/base/Exception.h"
+#include "zqm/config/ZQMConfigRule.h"
+#include "zqm/core/ZQMCoreRequest.h"
+#include "zqm/core/ZQMUserRule.h"
+#include "zqm/core/ZQMUtils.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/platform/Process.h"
+#include "zqm/queue/SendDecision.h"
+#include "zqm/queue/ZQMBlockOperation.h"
+#include "zqm/queue/ZQMExecutorOperation.h"
+#include "zqm/queue/ZQMQueueRule.h"
+
+namespace zqm {
+namespace {
+
+// Runs that scheduled themselves. Never reset: a backend in trouble gets a handful of them from one
+// process, and then none before the next start.
+PerProcess<std::atomic<std::int64_t>> attempts;
+
+constexpr std::int64_t kAttemptsAfterFailures = 4;
+constexpr std::int64_t kAttemptsForTheRest = 1;
+
+void startAgain(std::int64_t limit) {
+  std::int64_t count = *attempts;
+  while (count < limit) {
+    if (attempts->compare_exchange_weak(count, count + 1)) return ZQMQueueOperation::start();
+  }
+}
+
+bool maySend(const ZQMQueueDataModel& item, bool onWifi) {
+  const std::int32_t hours =
+      item.priority ? 0 : ZQMConfigRule::sharedInstance().getHoursBeforeSendQueueNonWifi();
+  return sendDecision({item.priority, item.date, onWifi, hours, platform().clock->now()}).maySend;
+}
+
+bool deliver(const ZQMQueueDataModel& item) {
+  const Bytes* const body = item.data.bytes();
+  return ZQMCoreRequest::sendQueueWithUrl(item.url.string().value_or(""),
+                                          body ? std::optional(*body) : std::nullopt);
+}
+
+void run() {
+  if (!ZQMUserRule::sharedInstance().hasUser()) return;
+  ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
+  const bool onWifi = ZQMUtils::isWifiConnected();
+  const std::size_t count = rule.getQueue()->count();
+  // The index advances over a removal too: the item after a delivered one waits for the next run,
+  // and once removals have made the list shorter than the index, the range error ends the run.
+  for (std::size_t index = 0; index < count; ++index) {
+    const auto item = rule.getQueue()->data.value_or(ZQMQueueItems()).at(index);
+    if (!maySend(*item, onWifi)) continue;
+    if (deliver(*item)) {
+      rule.removeDelivered(item);
+    } else if (item->priority) {
+      startAgain(kAttemptsAfterFailures);
+    }
+  }
+  if (rule.getQueue()->count() > 0) startAgain(kAttemptsForTheRest);
+}
+
+}  // namespace
+
+void ZQMQueueOperation::start() {
+  ZQMExecutorOperation::sharedInstance().execute(
+      ZQMBlockOperation::initWithModuleName(kCoreModule, [] {
+        // Under the name of the configuration, of all modules: filters of the remote log rely on
+        // it.
+        guarded(run, [](const Exception& exception) {
+          ZQMLogHandler::logException(exception, kConfigModule, 4);
+        });
+      }));
+}
+
+}  // namespace zqm

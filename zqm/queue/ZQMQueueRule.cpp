@@ -1,0 +1,217 @@
+// The queue in memory and its file.
+#include "zqm/queue/ZQMQueueRule.h"
+
+#include <string>
+
+#include "zqm/base/Exception.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/ZQMDatabase.h"
+#include "zqm/platform/Process.h"
+#include "zqm/queue/ZQMBlockOperation.h"
+#include "zqm/queue/ZQMExecutorOperation.h"
+#include "zqm/queue/ZQMQueueOperation.h"
+#include "zqm/util/Strings.h"
+
+namespace zqm {
+namespace {
+
+PerProcess<ZQMQueueRule> shared;
+
+constexpr const char* kRunName = "block-queue";
+
+void report(const Exception& exception) { ZQMLogHandler::logException(exception, kCoreModule, 4); }
+
+// A report takes milliseconds, which are not the caller's to pay.
+void reportLater(std::string_view text, std::string_view detail = {}) {
+  guarded(
+      [&] {
+        const std::string whole = std::string(text).append(detail);
+        ZQMExecutorOperation::sharedInstance().execute(ZQMBlockOperation::initWithModuleName(
+            kCoreModule, [whole] { report(Exception(kInternalInconsistencyException, whole)); }));
+      },
+      report);
+}
+
+std::size_t bytesOf(const ZQMQueueDataModel& item) {
+  const Bytes* const body = item.data.bytes();
+  const std::string* const url = item.url.text();
+  return (body ? body->size() : 0) + (url ? url->size() : 0);
+}
+
+// One text that no file can hold would keep all others from being saved.
+Text storable(const Text& given) {
+  const std::string* const text = given.text();
+  const bool isText = text && isValidUtf8(*text) && text->find('\0') == std::string::npos;
+  return isText ? given : Text();
+}
+
+// The item, or a copy without what no file can hold.
+ZQMQueueItems::Item storable(const ZQMQueueItems::Item& item) {
+  if (LogEntry(Splice()).add(*item)) return item;
+  auto copy = std::make_shared<ZQMQueueDataModel>(*item);
+  copy->qId = storable(copy->qId);
+  copy->url = storable(copy->url);
+  copy->method = storable(copy->method);
+  if (!copy->data.bytes()) copy->data = Value();
+  return copy;
+}
+
+}  // namespace
+
+ZQMQueueRule& ZQMQueueRule::sharedInstance() { return *shared; }
+
+ZQMQueueRule::ZQMQueueRule() {
+  const MutexLock lock(changes_);
+  auto [state, stored] = ZQMDatabase::findRecord<ZQMQueueModel>();
+  file_ = state;
+  if (!stored) return;
+  countLoaded(*stored);
+  queue_.set(std::make_shared<const ZQMQueueModel>(*std::move(stored)));
+}
+
+void ZQMQueueRule::countLoaded(const ZQMQueueModel& queue) {
+  loaded_ += queue.count();
+  if (!queue.data) return;
+  queue.data->forEach([this](const ZQMQueueDataModel& item) { bytes_ += bytesOf(item); });
+}
+
+void ZQMQueueRule::setBounds(QueueBounds bounds) {
+  mostItems_ = bounds.items;
+  mostBytes_ = bounds.bytes;
+}
+
+QueueCounts ZQMQueueRule::counts() {
+  const MutexLock lock(changes_);
+  const auto queue = queue_.get();
+  return {loaded_, accepted_, delivered_, removed_, queue ? queue->count() : 0, refused_};
+}
+
+void ZQMQueueRule::enqueue(const Text& url, std::optional<Bytes> data, const Text& method,
+                           std::optional<Date> date, bool priority) {
+  bool isFirstRefused = false;
+  const auto add = [&](ZQMQueueModel& queue) {
+    auto item = std::make_shared<const ZQMQueueDataModel>(date, std::move(data), storable(url),
+                                                          storable(method), priority);
+    const std::size_t size = bytesOf(*item);
+    if (queue.count() >= mostItems_ || size > mostBytes_ || bytes_ > mostBytes_ - size) {
+      isFirstRefused = refused_++ == 0;
+      return;
+    }
+    queue.addData(std::move(item));
+    bytes_ += size;
+    ++accepted_;
+  };
+  change(std::cref(add));
+  if (isFirstRefused) reportLater("The queue is at its bound; items beyond it are refused.");
+}
+
+std::shared_ptr<const ZQMQueueModel> ZQMQueueRule::getQueue() {
+  if (auto queue = queue_.get()) return queue;
+  const MutexLock lock(changes_);
+  auto queue = queue_.get();
+  if (!queue) queue_.set(queue = none_);
+  return queue;
+}
+
+void ZQMQueueRule::removeData(const ZQMQueueItems::Item& record) { remove(record, removed_); }
+
+void ZQMQueueRule::removeDelivered(const ZQMQueueItems::Item& record) {
+  remove(record, delivered_);
+}
+
+void ZQMQueueRule::remove(const ZQMQueueItems::Item& record, std::atomic<std::uint64_t>& count) {
+  const auto takeOut = [&](ZQMQueueModel& queue) {
+    const std::size_t before = queue.count();
+    queue.removeData(record);
+    count += before - queue.count();
+    bytes_ -= (before - queue.count()) * bytesOf(*record);
+  };
+  change(std::cref(takeOut));
+}
+
+void ZQMQueueRule::refreshQueue(std::optional<ZQMQueueModel> queue) {
+  guarded([&] { replaceQueue(queue); }, report);
+}
+
+// The items of the earlier queue are removed and those of the new one accepted, but for those with
+// which both begin or end.
+void ZQMQueueRule::replaceQueue(const std::optional<ZQMQueueModel>& queue) {
+  ZQMQueueModel next;
+  if (queue && queue->data) {
+    next.data.emplace();
+    for (std::size_t i = 0; i < queue->count(); ++i) {
+      next.data->append(storable(queue->data->at(i)));
+    }
+  }
+  const auto replace = [&](ZQMQueueModel& current) {
+    const Splice splice =
+        next.data.value_or(ZQMQueueItems()).changeFrom(current.data.value_or(ZQMQueueItems()));
+    removed_ += splice.removed;
+    accepted_ += splice.inserted;
+    bytes_ = 0;
+    if (next.data) {
+      next.data->forEach([this](const ZQMQueueDataModel& item) { bytes_ += bytesOf(item); });
+    }
+    current = next;
+  };
+  if (queue) return change(std::cref(replace));
+  const MutexLock lock(changes_);
+  if (const auto current = queue_.get()) {
+    ZQMQueueModel left = *current;
+    replace(left);
+  }
+  queue_.set(nullptr);
+}
+
+void ZQMQueueRule::change(const std::function<void(ZQMQueueModel&)>& edit) {
+  std::optional<std::string> keptAs;
+  const auto changeAndSave = [&] {
+    const MutexLock lock(changes_);
+    const bool isOurs = makeWay(keptAs);
+    const auto current = queue_.get();
+    const auto next = std::make_shared<ZQMQueueModel>(current ? *current : ZQMQueueModel());
+    // Nothing may throw between what it counts and the queue that it counts for.
+    edit(*next);
+    queue_.set(next);
+    if (isOurs && ZQMDatabase::saveObject<ZQMQueueModel>(*next)) file_ = FileState::sound;
+  };
+  guarded(changeAndSave, report);
+  if (keptAs) reportLater("The queue's file could not be read; it is kept as ", *keptAs);
+}
+
+bool ZQMQueueRule::makeWay(std::optional<std::string>& keptAs) {
+  if (file_ == FileState::sound) return true;
+  const bool wasSeen = file_ == FileState::damaged;
+  const auto [state, stored] = ZQMDatabase::findRecord<ZQMQueueModel>();
+  if (!wasSeen && stored && stored->data) {
+    const auto both = std::make_shared<ZQMQueueModel>(*stored);
+    const auto queue = queue_.get();
+    for (std::size_t i = 0; queue && i < queue->count(); ++i) {
+      both->data->append(queue->data->at(i));
+    }
+    countLoaded(*stored);
+    queue_.set(both);
+  }
+  file_ = state;
+  if (file_ == FileState::damaged) {
+    keptAs = ZQMDatabase::setAside<ZQMQueueModel>();
+    if (keptAs) file_ = FileState::none;
+  }
+  // Without a place nothing can be lost in it.
+  return file_ != FileState::unreadable && file_ != FileState::damaged;
+}
+
+void ZQMQueueRule::startQueue() {
+  guarded(
+      [this] {
+        const auto queue = queue_.get();
+        if (!queue || queue->count() == 0) return;
+        const auto run =
+            ZQMBlockOperation::initWithModuleName(kCoreModule, [] { ZQMQueueOperation::start(); });
+        run->setName(kRunName);
+        ZQMExecutorOperation::sharedInstance().executeUnlessListed(run);
+      },
+      report);
+}
+
+}  // namespace zqm
