@@ -83,6 +83,7 @@ FileFault::FileFault(Fault fault, int error) {
 }
 void FileFault::end() { operations.end(); }
 bool FileFault::hasHappened() { return operations.hasHappened(); }
+bool FileFault::isOver() { return operations.isOver(); }
 
 void watchFiles(const std::string& directory) {
   if (!watched) watched = new Files;

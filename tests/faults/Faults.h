@@ -29,6 +29,7 @@ class Countdown {
   void end() { isSet_ = false; }
   bool isSet() const { return isSet_; }
   bool hasHappened() const { return happened_; }
+  bool isOver() const { return happened_ && !lasts_; }
   bool isDue() {
     if (!isSet_) return false;
     const std::int64_t left = --left_;
@@ -67,6 +68,8 @@ struct FileFault {
 
   static void end();
   static bool hasHappened();
+  // Whether it has happened and does not last.
+  static bool isOver();
 };
 
 // Set where this thread's requests do not count.
