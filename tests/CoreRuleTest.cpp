@@ -146,11 +146,5 @@ TEST_F(CoreRuleTest, ThrowingHandlerIsReportedOnceAndKeepsLaterStartsFromBeingSc
   EXPECT_EQ(start(), 1);
 }
 
-TEST_F(CoreRuleTest, FullDiskKeepsNeitherHandlersNorHostFromGoingOn) {
-  fakes.files->readOnly = true;
-  EXPECT_EQ(start(), 1);
-  EXPECT_FALSE(ZQMCore::isStarted());
-}
-
 }  // namespace
 }  // namespace zqm::testing

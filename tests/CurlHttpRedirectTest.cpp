@@ -96,15 +96,5 @@ TEST(CurlHttpRedirectTest, StaysWithHttpsAndWithHttp) {
   }
 }
 
-TEST(CurlHttpRedirectTest, EncodesWhatAServerDidNotAndAnswersWithoutAnAddress) {
-  const HttpServer server([](const ServerRequest& request) {
-    return request.target == "/" ? redirect(302, "/a b\xC3\xA9?c d") : ServerReply{.status = 302};
-  });
-  CurlHttp http({});
-  const HttpResponse response = get(http, server.url("/")).response.value();
-  EXPECT_EQ(response.url, server.url("/a%20b%c3%a9?c+d"));
-  EXPECT_EQ(response.status, 302);
-}
-
 }  // namespace
 }  // namespace zqm

@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <latch>
 #include <thread>
 #include <tuple>
 
-#include "tests/support/ChildProcess.h"
 #include "tests/support/Environment.h"
 #include "tests/support/HttpClient.h"
 #include "tests/support/TestAuthority.h"
@@ -82,31 +80,6 @@ TEST(CurlHttpTest, PassesHeadersAndEveryStatusAsTheyAreAndKeepsNoCookies) {
     EXPECT_EQ(seen.header("X-Blank"), "");
     EXPECT_FALSE(seen.header("Cookie"));
     EXPECT_FALSE(seen.header("User-Agent"));
-  }
-}
-
-TEST(CurlHttpTest, EndsWithAnErrorWhateverTheServerDoes) {
-  const std::vector<std::pair<Misbehaviour, std::int64_t>> cases = {
-      {Misbehaviour::closeBeforeReply, -52}, {Misbehaviour::resetWithinReply, -56},
-      {Misbehaviour::resetAfterReply, 0},    {Misbehaviour::stall, -28},
-      {Misbehaviour::slowDrip, -28},         {Misbehaviour::garbage, -1},
-      {Misbehaviour::tooLong, -18},          {Misbehaviour::badChunking, -56},
-      {Misbehaviour::hugeHeader, -27},       {Misbehaviour::endless, httpError::kTooLarge},
-  };
-  for (const auto& [misbehaviour, code] : cases) {
-    SCOPED_TRACE(static_cast<int>(misbehaviour));
-    const auto delay = misbehaviour == Misbehaviour::slowDrip ? 20ms : 0ms;
-    const ServerReply reply{
-        .body = std::string(100, 'x'), .misbehaviour = misbehaviour, .delay = delay};
-    const HttpServer server([&](const ServerRequest&) { return reply; });
-    CurlHttp http({.exchangeLimit = 500ms, .bodyLimit = 1u << 20});
-    const auto answer = get(http, server.url("/"));
-    EXPECT_EQ(errorCode(answer), code);
-    EXPECT_EQ(answer.response.has_value(), code == 0);
-    if (!answer.error) continue;
-    EXPECT_EQ(answer.error->domain, "RequestException");
-    EXPECT_NE(answer.error->userInfo[kLocalizedDescriptionKey].textForm(), "");
-    EXPECT_FALSE(answer.body);
   }
 }
 
@@ -235,33 +208,6 @@ TEST(CurlHttpTest, EndsWhatIsInFlightWhenItIsDestroyedEvenByItsOwnCompletion) {
   });
   sent.count_down();
   ended.wait();
-}
-
-constexpr const char* kUrl = "ZQM_TEST_URL";
-constexpr const char* kAuthorities = "ZQM_TEST_AUTHORITIES";
-
-TEST(CurlHttpTest, DISABLED_ExitsAmidExchanges) {
-  const std::string url = std::getenv(kUrl);
-  static auto& http = *new CurlHttp({.authoritiesFile = std::getenv(kAuthorities)});
-  const auto begin = [&] {
-    for (int i = 0; i < 8; ++i) http.send(getRequest(url + "/stall"), nullptr);
-  };
-  // Some wait for an answer that will not come, some are in their handshake.
-  begin();
-  get(http, url + "/");
-  begin();
-  std::exit(7);
-}
-
-TEST(CurlHttpTest, LetsTheProcessExitAmidExchanges) {
-  testing::TestAuthority authority;
-  const HttpServer server(ok, authority.issue("IP:127.0.0.1"));
-  for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(
-        testing::runInChild("CurlHttpTest.DISABLED_ExitsAmidExchanges",
-                            {{kUrl, server.url("")}, {kAuthorities, authority.authoritiesFile()}}),
-        7);
-  }
 }
 
 }  // namespace
