@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "tests/support/FakePlatform.h"
-#include "zqm/base/HandlerList.h"
 
 namespace zqm {
 namespace {
@@ -30,22 +29,6 @@ TEST_F(ProcessTest, MakesOneInstanceForEachProcess) {
   EXPECT_EQ(Counted::made, 1);
   relaunch();
   EXPECT_EQ(counted->number, 2);
-}
-
-TEST(HandlerListTest, KeepsHandlersThatThrowAndShowsItselfOccupiedDuringTheWalk) {
-  HandlerList<int> list;
-  EXPECT_EQ(list.append(nullptr), 0U);
-  std::vector<int> order;
-  list.append([&](int value) {
-    order.push_back(value);
-    EXPECT_EQ(list.append([&](int) { order.push_back(-1); }), 3U);
-  });
-  EXPECT_EQ(list.append([&](int) { throw 1; }), 2U);
-  EXPECT_THROW(list.run(7), int);
-  EXPECT_EQ(order, std::vector<int>{7});
-  EXPECT_EQ(list.handlers().size(), 3U);
-  list.clear();
-  EXPECT_TRUE(list.handlers().empty());
 }
 
 }  // namespace

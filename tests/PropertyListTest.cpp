@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <random>
 
 #include "tests/support/FakePlatform.h"
 #include "tests/support/Locales.h"
@@ -197,30 +196,6 @@ TEST(PropertyListTest, ObjectsThatAreNotSoundAreRefused) {
   }
   // A key that is no text.
   EXPECT_TRUE(readObjects({{0xD1, 0, 1, 0, 1}, {0x09}}).isAbsent());
-}
-
-TEST(PropertyListTest, DamagedFilesAreReadOrRefused) {
-  const Value seed =
-      Dictionary{{"text", List{"plain", "é😀", ""}},
-                 {"numbers", List{1, -1, 1000, 0.1, 2.5, true}},
-                 {"rest", Dictionary{{"text", testing::kNow}, {"data", Bytes(20, 7)}}}};
-  const Bytes binary = writePropertyList(seed).value();
-  const Bytes xml = toBytes(
-      "<plist><dict><key>a</key><array><string>x &amp; <![CDATA[y]]></string><integer>12</integer>"
-      "<real>1.5</real><true/><data>Zm9v</data></array>"
-      "<key>b</key><date>2024-03-05T18:10:00Z</date></dict></plist>");
-  std::mt19937 random(1);
-  for (int i = 0; i < 60'000; ++i) {
-    const Bytes& origin = i % 2 ? binary : xml;
-    Bytes file = origin;
-    for (unsigned changes = random() % 6; changes > 0; --changes) {
-      file[random() % file.size()] = origin[random() % origin.size()];
-    }
-    file[random() % file.size()] ^= static_cast<std::uint8_t>(1U << random() % 8);
-    if (i % 8 < 2) file.resize(random() % file.size());
-    const Value value = readPropertyList(file);
-    EXPECT_TRUE(value.isAbsent() || writePropertyList(value));
-  }
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // The queue: its order, what survives, what two writers do to each other.
 #include "zqm/queue/ZQMQueueRule.h"
 
-#include <thread>
-
 #include "tests/support/FakePlatform.h"
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMCore.h"
@@ -173,29 +171,6 @@ TEST_F(QueueRuleTest, RefreshWithNoModelEmptiesTheMemoryAndLeavesTheFile) {
   rule().refreshQueue(other);
   relaunch();
   EXPECT_EQ(urls(), (Urls{"z", "(null)"}));
-}
-
-TEST_F(QueueRuleTest, NoChangeOfEightWritersIsLost) {
-  std::vector<std::thread> writers;
-  for (int writer = 0; writer < 8; ++writer) {
-    writers.emplace_back([this, writer] {
-      const Process::Scope mine(*process);
-      for (int i = 0; i < 20; ++i) {
-        const std::string url = std::to_string(writer) + "/" + std::to_string(i);
-        enqueue(url, i % 5 == 0);
-        const auto queue = rule().getQueue();
-        for (std::size_t at = 0; i % 2 == 0 && at < queue->count(); ++at) {
-          if (queue->data->at(at)->url == Text(url)) rule().removeData(queue->data->at(at));
-        }
-      }
-    });
-  }
-  for (std::thread& writer : writers) writer.join();
-  const Urls before = urls();
-  EXPECT_EQ(before.size(), 80U);
-  for (const std::string& url : before) EXPECT_EQ((url.back() - '0') % 2, 1) << url;
-  relaunch();
-  EXPECT_EQ(urls(), before);
 }
 
 TEST_F(QueueRuleTest, TwoCallersStartOneRun) {

@@ -75,19 +75,5 @@ TEST_F(StartOverHttpTest, RefusedInstallationStaysQuietForADay) {
   EXPECT_TRUE(storedUser().startedDate.has_value());
 }
 
-TEST_F(StartOverHttpTest, FailedStartIsRecordedAsAnAttempt) {
-  backend.answerStartWith(StartAnswer::failed);
-  EXPECT_EQ(launch(installed, "2").value("kit-started"), "false");
-  EXPECT_EQ(backend.requests("start").size(), 1U);
-  EXPECT_FALSE(storedUser().started);
-}
-
-TEST_F(StartOverHttpTest, UnreachableBackendEndsTheAttemptAndNotTheHost) {
-  const ProgramRun run = launch(makeSandbox("unreachable", "http://127.0.0.1:1/"), "2");
-  EXPECT_EQ(run.end, "code 0");
-  EXPECT_EQ(run.value("isStarted-after"), "false");
-  EXPECT_TRUE(storedUser().startedDate.has_value());
-}
-
 }  // namespace
 }  // namespace zqm
