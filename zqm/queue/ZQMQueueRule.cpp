@@ -89,15 +89,16 @@ QueueCounts ZQMQueueRule::counts() {
 void ZQMQueueRule::enqueue(const Text& url, std::optional<Bytes> data, const Text& method,
                            std::optional<Date> date, bool priority) {
   bool isFirstRefused = false;
-  const auto add = [&](ZQMQueueModel& queue) {
+  const auto add = [&](Model& queue) {
+    if (!queue) queue = std::make_shared<ZQMQueueModel>();
     auto item = std::make_shared<const ZQMQueueDataModel>(date, std::move(data), storable(url),
                                                           storable(method), priority);
     const std::size_t size = bytesOf(*item);
-    if (queue.count() >= mostItems_ || size > mostBytes_ || bytes_ > mostBytes_ - size) {
+    if (queue->count() >= mostItems_ || size > mostBytes_ || bytes_ > mostBytes_ - size) {
       isFirstRefused = refused_++ == 0;
       return;
     }
-    queue.addData(std::move(item));
+    queue->addData(std::move(item));
     bytes_ += size;
     ++accepted_;
   };
@@ -120,11 +121,13 @@ void ZQMQueueRule::removeDelivered(const ZQMQueueItems::Item& record) {
 }
 
 void ZQMQueueRule::remove(const ZQMQueueItems::Item& record, std::atomic<std::uint64_t>& count) {
-  const auto takeOut = [&](ZQMQueueModel& queue) {
-    const std::size_t before = queue.count();
-    queue.removeData(record);
-    count += before - queue.count();
-    bytes_ -= (before - queue.count()) * bytesOf(*record);
+  const auto takeOut = [&](const Model& queue) {
+    // A save would write over the file of a queue that was let go of.
+    if (!queue) return;
+    const std::size_t before = queue->count();
+    queue->removeData(record);
+    count += before - queue->count();
+    bytes_ -= (before - queue->count()) * bytesOf(*record);
   };
   change(std::cref(takeOut));
 }
@@ -143,35 +146,37 @@ void ZQMQueueRule::replaceQueue(const std::optional<ZQMQueueModel>& queue) {
       next.data->append(storable(queue->data->at(i)));
     }
   }
-  const auto replace = [&](ZQMQueueModel& current) {
+  const auto replace = [&](Model& current) {
+    if (!current) current = std::make_shared<ZQMQueueModel>();
     const Splice splice =
-        next.data.value_or(ZQMQueueItems()).changeFrom(current.data.value_or(ZQMQueueItems()));
+        next.data.value_or(ZQMQueueItems()).changeFrom(current->data.value_or(ZQMQueueItems()));
     removed_ += splice.removed;
     accepted_ += splice.inserted;
     bytes_ = 0;
     if (next.data) {
       next.data->forEach([this](const ZQMQueueDataModel& item) { bytes_ += bytesOf(item); });
     }
-    current = next;
+    *current = next;
   };
   if (queue) return change(std::cref(replace));
   const MutexLock lock(changes_);
   if (const auto current = queue_.get()) {
-    ZQMQueueModel left = *current;
+    auto left = std::make_shared<ZQMQueueModel>(*current);
     replace(left);
   }
   queue_.set(nullptr);
 }
 
-void ZQMQueueRule::change(const std::function<void(ZQMQueueModel&)>& edit) {
+void ZQMQueueRule::change(const std::function<void(Model&)>& edit) {
   std::optional<std::string> keptAs;
   const auto changeAndSave = [&] {
     const MutexLock lock(changes_);
     const bool isOurs = makeWay(keptAs);
     const auto current = queue_.get();
-    const auto next = std::make_shared<ZQMQueueModel>(current ? *current : ZQMQueueModel());
+    auto next = current ? std::make_shared<ZQMQueueModel>(*current) : nullptr;
     // Nothing may throw between what it counts and the queue that it counts for.
-    edit(*next);
+    edit(next);
+    if (!next) return;
     queue_.set(next);
     if (isOurs && ZQMDatabase::saveObject<ZQMQueueModel>(*next)) file_ = FileState::sound;
   };

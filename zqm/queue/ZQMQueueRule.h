@@ -75,8 +75,9 @@ class ZQM_EXPORT ZQMQueueRule {
   void replaceQueue(const std::optional<ZQMQueueModel>& queue);
   // Adds what was read to the counts.
   void countLoaded(const ZQMQueueModel& queue);
-  // One change and one save.
-  void change(const std::function<void(ZQMQueueModel&)>& edit);
+  // One change and one save. Null for no queue, before and after.
+  using Model = std::shared_ptr<ZQMQueueModel>;
+  void change(const std::function<void(Model&)>& edit);
   // Before the first save: sees to a file that is damaged, or that could not be looked at, whose
   // items then come before the others. False while nothing may be written over it.
   bool makeWay(std::optional<std::string>& keptAs) ZQM_REQUIRES(changes_);
