@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "zqm/platform/Process.h"
 #include "zqm/queue/ZQMQueueModel.h"
@@ -38,16 +39,37 @@ inline ZQMQueueModel pendingQueue(std::size_t count, const std::string& url = qu
   return queue;
 }
 
-inline void enqueueOne() {
+// What a host hands over.
+struct Handed {
+  Text url;
+  Bytes body;
+  Text method;
+  Date date;
+};
+
+inline Handed nextHanded() {
   static const std::string url = queueUrl();
   static std::size_t number = 1000000;
-  ZQMQueueRule::sharedInstance().enqueue(Text(url), queueBody(++number), Text("POST"),
-                                         platform().clock->now(), false);
+  return {url, queueBody(++number), "POST", platform().clock->now()};
 }
 
-inline void removeFirst() {
-  ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
-  rule.removeData(rule.getQueue()->data->at(0));
+inline void enqueue(Handed item) {
+  ZQMQueueRule::sharedInstance().enqueue(item.url, std::move(item.body), item.method, item.date,
+                                         false);
 }
+
+// Read as for its delivery.
+inline ZQMQueueItems::Item firstPending() {
+  auto item = ZQMQueueRule::sharedInstance().getQueue()->data->at(0);
+  [[maybe_unused]] const ZQMQueueDataModel read = *item;
+  return item;
+}
+
+inline void remove(const ZQMQueueItems::Item& item) {
+  ZQMQueueRule::sharedInstance().removeDelivered(item);
+}
+
+inline void enqueueOne() { enqueue(nextHanded()); }
+inline void removeFirst() { remove(firstPending()); }
 
 }  // namespace zqm::bench

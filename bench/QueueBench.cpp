@@ -38,11 +38,13 @@ double quantile(std::vector<double>& times, double share) {
   return *place;
 }
 
-template <class Call>
-double timed(Clock::duration pace, Call call) {
+// A call with what `make` gives, which is not the call's to pay.
+template <class Make, class Call>
+double timed(Clock::duration pace, Make make, Call call) {
   if (pace.count() > 0) std::this_thread::sleep_until(Clock::now() + pace);
+  auto given = make();
   const auto before = Clock::now();
-  call();
+  call(std::move(given));
   return Seconds(Clock::now() - before).count();
 }
 
@@ -50,8 +52,7 @@ double timed(Clock::duration pace, Call call) {
 double interruptions(double length, Clock::duration pace) {
   std::vector<double> times(kCalls);
   for (double& each : times) {
-    each = timed(pace, [length] {
-      const auto begin = Clock::now();
+    each = timed(pace, Clock::now, [length](Clock::time_point begin) {
       while (Seconds(Clock::now() - begin).count() < length) {
       }
     });
@@ -60,12 +61,12 @@ double interruptions(double length, Clock::duration pace) {
 }
 
 // The row's time is the median of the single calls. `undo` takes one of them back, unmeasured.
-template <class Call, class Undo>
-void measure(benchmark::State& state, Clock::duration pace, Call call, Undo undo) {
+template <class Make, class Call, class Undo>
+void measure(benchmark::State& state, Clock::duration pace, Make make, Call call, Undo undo) {
   std::vector<double> times;
   for (auto _ : state) {
     while (times.size() < kCalls) {
-      for (std::size_t i = 0; i < kCallsOfABatch; ++i) times.push_back(timed(pace, call));
+      for (std::size_t i = 0; i < kCallsOfABatch; ++i) times.push_back(timed(pace, make, call));
       for (std::size_t i = 0; i < kCallsOfABatch; ++i) undo();
     }
     state.SetIterationTime(quantile(times, 0.5));
@@ -85,7 +86,7 @@ void fillQueue(const benchmark::State& state) {
 void enqueueAtPace(benchmark::State& state, Clock::duration pace) {
   const Process::Scope scope(*queueInstallation().process);
   fillQueue(state);
-  measure(state, pace, enqueueOne, removeFirst);
+  measure(state, pace, nextHanded, enqueue, removeFirst);
   state.counters["limit"] = 10e-6;
   state.counters["99th limit"] = 50e-6;
   state.counters["times its first"] = 1.2;
@@ -95,11 +96,11 @@ void enqueueAtPace(benchmark::State& state, Clock::duration pace) {
 void appendAtPace(benchmark::State& state, Clock::duration pace) {
   const std::string path = queueInstallation().root / "appended";
   const int file = ::open(path.c_str(), O_CREAT | O_WRONLY | O_APPEND | O_CLOEXEC, 0600);
-  const Bytes body = queueBody(0);
   measure(
-      state, pace,
-      [&] {
-        if (::write(file, body.data(), body.size()) < 0) state.SkipWithError("not written");
+      state, pace, nextHanded,
+      [&](const Handed& item) {
+        const auto written = ::write(file, item.body.data(), item.body.size());
+        if (written < 0) state.SkipWithError("not written");
       },
       [] {});
   ::close(file);
@@ -114,7 +115,7 @@ void Remove(benchmark::State& state) {
   const Process::Scope scope(*queueInstallation().process);
   fillQueue(state);
   for (std::size_t i = 0; i < kCallsOfABatch; ++i) enqueueOne();
-  measure(state, {}, removeFirst, enqueueOne);
+  measure(state, {}, firstPending, remove, enqueueOne);
   // Not in proportion to the queue, but what was queued long ago has left the caches.
   state.counters["times its first"] = 3;
 }
@@ -128,7 +129,7 @@ void RewriteQueue(benchmark::State& state) {
   std::vector<double> times(kRewritings);
   for (auto _ : state) {
     for (double& each : times) {
-      each = timed({}, [&] {
+      each = timed({}, Clock::now, [&](Clock::time_point) {
         const auto content = writePropertyList(queue.toDictionary());
         if (!content || !platform().files->writeAtomically(path, *content)) {
           state.SkipWithError("not written");
