@@ -97,7 +97,6 @@ TEST_F(LogHandlerTest, ReportThatCannotBeBuiltOrSentIsDroppedAndNotReportedItsel
 }
 
 TEST_F(LogHandlerTest, OldestEntriesGoFirstAtTheBoundOfAFileWhichIsReportedOnce) {
-  ZQMCore::setDebugMode(true);
   ZQMLogHandler::setFileBound(100);
   for (const char* text : {"one", "two", "three", "four"}) log(text);
   EXPECT_EQ(content().size(), 96U);

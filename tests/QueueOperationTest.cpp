@@ -37,9 +37,9 @@ class QueueOperationTest : public zqm::testing::Fixture {
     };
   }
 
-  static void enqueue(int number, bool priority = false, Date date = kNow) {
+  static void enqueue(int number, bool priority = false) {
     ZQMQueueRule::sharedInstance().enqueue("http://queue.test/" + std::to_string(number),
-                                           toBytes("{}"), "DELETE", date, priority);
+                                           toBytes("{}"), "DELETE", kNow, priority);
   }
 
   void run() {
@@ -134,16 +134,6 @@ TEST_F(QueueOperationTest, OrdinaryItemsWaitForWifiOrTheirHoursAndPrioritisedOne
   EXPECT_EQ(decide(false, false, std::nullopt, 0), SendReason::undated);
   EXPECT_EQ(decide(false, true, std::nullopt, 9), SendReason::onWifi);
   EXPECT_EQ(decide(true, false, std::nullopt, 9), SendReason::prioritised);
-
-  fakes.network->setCellular();
-  ZQMConfigRule::sharedInstance().updateAndPersist({{"hoursBeforeSendQueueNonWifi", 3}});
-  enqueue(1, false, kNow - 2h);
-  enqueue(2, false, kNow - 3h);
-  enqueue(3, true, kNow);
-  answerFailing(kAll);
-  run();
-  EXPECT_EQ(std::ranges::count(sent(), 1), 0);
-  EXPECT_EQ(left(), (Numbers{3, 1, 2}));
 }
 
 TEST_F(QueueOperationTest, MinutesBeforeRetryHaveNoSay) {
