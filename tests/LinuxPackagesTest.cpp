@@ -3,20 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-
 #include "tests/support/Tree.h"
+#include "zqm/util/PropertyList.h"
 
 namespace zqm {
 namespace {
-
-std::string propertyList(const std::map<std::string, std::string>& texts) {
-  std::string entries;
-  for (const auto& [key, text] : texts) {
-    entries.append("<key>" + key).append("</key><string>" + text).append("</string>");
-  }
-  return "<plist version=\"1.0\"><dict>" + entries.append("</dict></plist>");
-}
 
 // A host's main package under "app" and an installed library under "installed".
 class LinuxPackagesTest : public ::testing::Test {
@@ -30,8 +21,9 @@ class LinuxPackagesTest : public ::testing::Test {
   }
   // Makes a package with settings.
   void put(const std::string& directory, const std::string& identifier) const {
-    tree.put(directory + "/Info.plist", propertyList({{"CFBundleIdentifier", identifier},
-                                                      {"Environments", "of " + identifier}}));
+    const Dictionary info = {{"CFBundleIdentifier", identifier},
+                             {"Environments", "of " + identifier}};
+    tree.put(directory + "/Info.plist", asText(*writePropertyList(info)));
   }
 
   // Where the package is found, below the tree; none where it is not.
@@ -86,15 +78,15 @@ TEST_F(LinuxPackagesTest, TheHostsCopyOfTheLibraryGoesFirstAndAloneGivesSettings
 }
 
 TEST_F(LinuxPackagesTest, FrameworksAreThePackagesBesideTheMainOneInTheOrderOfTheirNames) {
-  put("app/Zebra.framework", "org.example.zebra");
-  put("app/Alpha.framework", "org.example.alpha");
-  put("app/.hidden", "org.example.hidden");
+  for (const char* name : {"app/b", "app/a", "app/.hidden"}) put(name, name);
   put("app/ZQMCore.bundle", "org.zqm.core");
   tree.put("app/resources/picture", "");
-  EXPECT_EQ(frameworks(), "app/Alpha.framework app/ZQMCore.bundle app/Zebra.framework ");
-  EXPECT_EQ(placeOf("org.example.zebra"), "app/Zebra.framework");
+  EXPECT_EQ(frameworks(), "app/ZQMCore.bundle app/a app/b ");
+  for (const char* missing : {"app/.hidden", "installed"}) {
+    EXPECT_EQ(placeOf(missing), std::nullopt) << missing;
+  }
+  EXPECT_EQ(placeOf("app/b"), "app/b");
   EXPECT_EQ(placeOf("org.example.host"), "app");
-  EXPECT_EQ(placeOf("org.example.missing"), std::nullopt);
 }
 
 TEST_F(LinuxPackagesTest, AHostMayHandOverEveryDirectory) {
@@ -106,7 +98,7 @@ TEST_F(LinuxPackagesTest, AHostMayHandOverEveryDirectory) {
   EXPECT_EQ(frameworks(), "b a own ");
 }
 
-TEST_F(LinuxPackagesTest, ResourcesAreFilesOfThePackage) {
+TEST_F(LinuxPackagesTest, ResourcesAreFilesOfThePackageAndAMissingTextReadsAsItsKey) {
   for (const char* name : {"app/key.p12", "app/plain", "outside.p12"}) tree.put(name, "");
   LinuxPackages packages(places);
   const Package package = packages.mainPackage().value();
@@ -114,11 +106,8 @@ TEST_F(LinuxPackagesTest, ResourcesAreFilesOfThePackage) {
   EXPECT_EQ(packages.resource(package, "plain", ""), tree / "app/plain");
   EXPECT_EQ(packages.resource(package, "../outside", "p12"), std::nullopt);
   EXPECT_EQ(packages.resource(package, std::string_view("key\0", 4), "p12"), std::nullopt);
-}
-
-TEST_F(LinuxPackagesTest, AMissingTextReadsAsItsKey) {
-  LinuxPackages packages(places);
-  tree.put("app/Localizable.strings", propertyList({{"WiFi", "Rede sem fio"}}));
+  const Dictionary texts = {{"WiFi", "Rede sem fio"}};
+  tree.put("app/Localizable.strings", asText(*writePropertyList(texts)));
   EXPECT_EQ(packages.localizedString("WiFi"), "Rede sem fio");
   EXPECT_EQ(packages.localizedString("Cellular"), "Cellular");
 }

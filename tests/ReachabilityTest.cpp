@@ -43,19 +43,17 @@ TEST_F(ReachabilityTest, ReadsTheFlagWord) {
   }
 }
 
-TEST_F(ReachabilityTest, NamesItsStatusInTheHostsLanguageAndDescribesItself) {
+TEST_F(ReachabilityTest, NamesItsStatusInTheHostsLanguage) {
   fakes.packages->strings = {{"WiFi", "Rede sem fio"}};
   EXPECT_EQ(monitor->currentReachabilityString(), "Rede sem fio");
   fakes.network->setCellular();
   EXPECT_EQ(monitor->currentReachabilityString(), "Cellular");
-  EXPECT_TRUE(monitor->description().starts_with("<ZQMReachability: 0x"));
   EXPECT_TRUE(monitor->description().ends_with(" (WR -------)>"));
   monitor->setReachableOnWWAN(false);
   EXPECT_EQ(monitor->currentReachabilityString(), "No Connection");
   EXPECT_TRUE(monitor->isReachableViaWWAN());
   fakes.network->readable = false;
   EXPECT_EQ(monitor->reachabilityFlags(), 0U);
-  EXPECT_EQ(ZQMReachability::reachabilityWithHostname(""), nullptr);
 }
 
 TEST_F(ReachabilityTest, CallsBackAndThenNotifiesOnTheMainThread) {
@@ -86,7 +84,6 @@ TEST_F(ReachabilityTest, CallsBackAndThenNotifiesOnTheMainThread) {
   EXPECT_EQ(calls, "reachable 2 notified unreachable 0 notified ");
   fakes.network->refusesWatch = true;
   EXPECT_FALSE(monitor->startNotifier());
-  EXPECT_EQ(monitor->reachabilityObject(), nullptr);
 }
 
 TEST_F(ReachabilityTest, LivesUntilItStopsInItsOwnCallbackOrItsProcessEnds) {
@@ -118,11 +115,12 @@ TEST_F(ReachabilityTest, MakesOneCallAtATimeWithTheProcessThatStartedIt) {
     }
   });
   ASSERT_TRUE(monitor->startNotifier());
-  const auto change = [this] {
-    for (int i = 0; i < 100; ++i) fakes.network->change(kReachable);
-  };
   std::vector<std::jthread> service;
-  for (int i = 0; i < 4; ++i) service.emplace_back(change);
+  for (int i = 0; i < 4; ++i) {
+    service.emplace_back([this] {
+      for (int n = 0; n < 100; ++n) fakes.network->change(kReachable);
+    });
+  }
   service.clear();
   process->drain();
   EXPECT_GT(calls, 0);

@@ -2,7 +2,6 @@
 #include "zqm/core/StartDecision.h"
 
 #include "tests/support/FakePlatform.h"
-#include "zqm/util/Date.h"
 
 namespace zqm::testing {
 namespace {
@@ -49,27 +48,6 @@ TEST_F(StartDecisionTest, AcceptedStartRestsWhileIdentifierAndVersionsStay) {
   expect(Outcome::impossible, StartReason::appIdNotProtected);
 }
 
-TEST_F(StartDecisionTest, RefusedStartIsRetriedAfterADayAndTheFullDayCounts) {
-  facts.user->started = false;
-  facts.now = addDay(kNow, 1) - std::chrono::milliseconds(1);
-  expect(Outcome::notDue, StartReason::attemptedWithinADay);
-  facts.now = addDay(kNow, 1);
-  expect(Outcome::due, StartReason::lastAttemptADayAgo);
-  facts.user->startedDate.reset();
-  facts.now = kNow;
-  expect(Outcome::due, StartReason::neverAttempted);
-}
-
-TEST_F(StartDecisionTest, FirstStartNeedsBothIdentifiers) {
-  facts.user.reset();
-  EXPECT_EQ(startDecision(facts).outcome, Outcome::due);
-  EXPECT_EQ(startDecision(facts).user.appId, Text("app"));
-  facts.plainAppId.reset();
-  expect(Outcome::impossible, StartReason::appIdNotDecryptable);
-  facts.deviceAdvertisingId = "";
-  expect(Outcome::impossible, StartReason::noAdvertisingId);
-}
-
 TEST_F(StartDecisionTest, StoredIdentifiersStandInForMissingOnes) {
   facts.user->startedDate.reset();
   facts.deviceAdvertisingId = "";
@@ -79,10 +57,13 @@ TEST_F(StartDecisionTest, StoredIdentifiersStandInForMissingOnes) {
   EXPECT_EQ(decision.appId, Text("app"));
   // An identifier that does not decrypt is absent, not empty: nothing stands in for it.
   facts.plainAppId.reset();
-  EXPECT_EQ(startDecision(facts).outcome, Outcome::due);
+  expect(Outcome::due, StartReason::neverAttempted);
   EXPECT_TRUE(startDecision(facts).appId.isAbsent());
   facts.user->advertisingId = Text();
   expect(Outcome::impossible, StartReason::noAdvertisingId);
+  facts.user.reset();
+  facts.deviceAdvertisingId = "device";
+  expect(Outcome::impossible, StartReason::appIdNotDecryptable);
 }
 
 }  // namespace
