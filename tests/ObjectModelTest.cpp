@@ -35,15 +35,6 @@ TEST_F(ObjectModelTest, FieldsSurviveTheDictionaryAndTheCoder) {
   EXPECT_EQ(expectToReadBack(table)["config"], Value(Dictionary{{"config", "inside"}}));
 }
 
-TEST_F(ObjectModelTest, ReadingNeverAppliesADefault) {
-  for (const auto& read : {ZQMConfigModel::initWithDictionary(Dictionary()).value(),
-                           ZQMConfigModel::initWithCoder(Coder())}) {
-    EXPECT_TRUE(read.titlePermissionAppBehavior.isAbsent());
-    EXPECT_EQ(read.daysToUpdateConfig, 0);
-  }
-  EXPECT_FALSE(ZQMConfigModel::initWithDictionary(Value()).has_value());
-}
-
 TEST_F(ObjectModelTest, ForeignKindsAreTakenAsTheConventionSays) {
   const auto consent = ZQMOptInModel::initWithDictionary(
       Dictionary{{"type", 5}, {"permission", "TRUE"}, {"date", 1709662200}});
@@ -53,6 +44,7 @@ TEST_F(ObjectModelTest, ForeignKindsAreTakenAsTheConventionSays) {
   EXPECT_EQ(ZQMConfigModel::initWithDictionary(number)->daysToUpdateConfig, 12);
   const auto table = ZQMEndpointsModel::initWithDictionary(Dictionary{{"config", "x"}});
   EXPECT_TRUE(table->config.config.isAbsent());
+  EXPECT_FALSE(ZQMConfigModel::initWithDictionary(Value()).has_value());
 }
 
 TEST_F(ObjectModelTest, EmptyAndUnwritableRecordsAreToldApartAndOnlyDataIsReported) {

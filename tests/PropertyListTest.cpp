@@ -121,16 +121,12 @@ TEST(PropertyListTest, XmlThatTheReaderWouldMisreadIsRefused) {
         "<!-- <true/>", "<data>Zg=</data>"}) {
     EXPECT_TRUE(readXml(content).isAbsent()) << content;
   }
-  for (const auto& [kind, text] :
-       std::vector<std::pair<std::string, std::string>>{{"real", "1,5"},
-                                                        {"integer", ""},
-                                                        {"integer", "010"},
-                                                        {"integer", "9223372036854775808"},
-                                                        {"integer", "1<!-- c -->2"},
-                                                        {"date", "2024-13-05T18:10:00Z"},
-                                                        {"date", "2024-03-05T18:10:00Z    "},
-                                                        {"date", "9999-03-05T18:10:00Z"}}) {
-    EXPECT_TRUE(readXml("<" + kind + ">" + text + "</" + kind + ">").isAbsent()) << text;
+  for (const char* number :
+       {"<real>1,5</real>", "<integer/>", "<integer>010</integer>",
+        "<integer>1<!-- c -->2</integer>", "<integer>9223372036854775808</integer>",
+        "<date>2024-13-05T18:10:00Z</date>", "<date>2024-03-05T18:10:00Z    </date>",
+        "<date>9999-03-05T18:10:00Z</date>"}) {
+    EXPECT_TRUE(readXml(number).isAbsent()) << number;
   }
   EXPECT_TRUE(readXml(std::string("<string>a\0b</string>", 20)).isAbsent());
   EXPECT_TRUE(readPropertyList(toBytes("<!DOCTYPE plist [<!ENTITY a \"b\">]><true/>")).isAbsent());

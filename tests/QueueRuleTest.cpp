@@ -92,14 +92,6 @@ TEST_F(QueueRuleTest, UnreadableFileIsKeptBesideTheFirstSaveAndReportedOnce) {
   }
 }
 
-TEST_F(QueueRuleTest, DamagedItemsAreReadAsFarAsTheyGo) {
-  const List items = {Dictionary{{"url", "a"}, {"date", "yesterday"}, {"priority", "maybe"}}, 7,
-                      Dictionary{{"url", 5}, {"data", "text"}}, Dictionary{}};
-  fakes.files->put(path, *writePropertyList(Dictionary{{"data", items}}));
-  EXPECT_EQ(urls(), (Urls{"a", "5", "(null)"}));
-  EXPECT_FALSE(rule().getQueue()->data->at(0)->date.has_value());
-}
-
 TEST_F(QueueRuleTest, TextThatNoFileCanHoldKeepsNoOtherItemFromBeingSaved) {
   ZQMQueueModel handed;
   handed.data =

@@ -13,6 +13,7 @@
 
 #include "zqm/base/WorkerPool.h"
 #include "zqm/platform/Process.h"
+#include "zqm/platform/linux/LinuxMainThread.h"
 #include "zqm/util/Json.h"
 
 namespace zqm {
@@ -34,28 +35,37 @@ struct FakeClock : Clock {
   void advance(std::chrono::milliseconds time) { instant = instant.load() + time; }
 };
 
-struct FakeFiles;
-
-struct FakeGrowingFile : GrowingFile {
-  FakeGrowingFile(FakeFiles& owner, std::string place, std::string copy, Bytes bytes)
-      : files(owner),
-        path(std::move(place)),
-        copyPath(std::move(copy)),
-        content(std::move(bytes)) {}
-  bool isInPlace() override;
-  bool append(const Bytes& piece) override;
-  bool sync() override { return true; }
-  bool takePlace() override;
-
-  FakeFiles& files;
-  const std::string path;
-  const std::string copyPath;
-  Bytes content;
-  bool hasPlace = false;
-};
-
 // Files in memory.
 struct FakeFiles : Files {
+  struct Growing : GrowingFile {
+    Growing(FakeFiles& owner, std::string place, std::string copy, Bytes bytes)
+        : files(owner),
+          path(std::move(place)),
+          copyPath(std::move(copy)),
+          content(std::move(bytes)) {}
+    bool isInPlace() override {
+      return hasPlace && files.read(path) == content &&
+             (copyPath.empty() || files.read(copyPath) == content);
+    }
+    bool append(const Bytes& piece) override {
+      if (files.readOnly || content.size() + piece.size() > files.largest) return false;
+      content.insert(content.end(), piece.begin(), piece.end());
+      return !hasPlace || takePlace();
+    }
+    bool sync() override { return true; }
+    bool takePlace() override {
+      hasPlace = files.writeAtomically(path, content);
+      if (hasPlace && !copyPath.empty()) files.writeAtomically(copyPath, content);
+      return hasPlace;
+    }
+
+    FakeFiles& files;
+    const std::string path;
+    const std::string copyPath;
+    Bytes content;
+    bool hasPlace = false;
+  };
+
   std::optional<Bytes> read(const std::string& path) override {
     const MutexLock lock(mutex);
     const auto found = contents.find(path);
@@ -93,7 +103,7 @@ struct FakeFiles : Files {
                                     std::uint64_t size) override {
     const auto content = read(path);
     if (!content || content->size() != size) return nullptr;
-    auto opened = std::make_unique<FakeGrowingFile>(*this, path, copyPath, *content);
+    auto opened = std::make_unique<Growing>(*this, path, copyPath, *content);
     opened->hasPlace = true;
     return opened->isInPlace() ? std::move(opened) : nullptr;
   }
@@ -105,7 +115,7 @@ struct FakeFiles : Files {
   std::unique_ptr<GrowingFile> prepare(const std::string& path, const std::string& copyPath,
                                        const Bytes& content) override {
     if (readOnly || content.size() > largest) return nullptr;
-    return std::make_unique<FakeGrowingFile>(*this, path, copyPath, content);
+    return std::make_unique<Growing>(*this, path, copyPath, content);
   }
   void put(const std::string& path, Bytes content) {
     const MutexLock lock(mutex);
@@ -122,23 +132,6 @@ struct FakeFiles : Files {
   // What a growing file may hold.
   std::atomic<std::size_t> largest = SIZE_MAX;
 };
-
-inline bool FakeGrowingFile::isInPlace() {
-  return hasPlace && files.read(path) == content &&
-         (copyPath.empty() || files.read(copyPath) == content);
-}
-
-inline bool FakeGrowingFile::append(const Bytes& piece) {
-  if (files.readOnly || content.size() + piece.size() > files.largest) return false;
-  content.insert(content.end(), piece.begin(), piece.end());
-  return !hasPlace || takePlace();
-}
-
-inline bool FakeGrowingFile::takePlace() {
-  hasPlace = files.writeAtomically(path, content);
-  if (hasPlace && !copyPath.empty()) files.writeAtomically(copyPath, content);
-  return hasPlace;
-}
 
 struct FakeDirectories : Directories {
   std::optional<std::string> groupContainer(std::string_view identifier) override {
@@ -216,33 +209,9 @@ struct FakeHttp : Http {
   WorkerPool pool{"fake-http", 64};
 };
 
-// Callbacks, each called while somebody keeps its token.
-template <class Argument>
-struct Observers {
-  using Callback = std::function<void(Argument)>;
-
-  std::shared_ptr<void> add(Callback callback) {
-    auto token = std::make_shared<Callback>(std::move(callback));
-    const MutexLock lock(mutex);
-    tokens.push_back(token);
-    return token;
-  }
-  void call(const Argument& argument) {
-    std::vector<std::weak_ptr<Callback>> current;
-    {
-      const MutexLock lock(mutex);
-      current = tokens;
-    }
-    for (const auto& token : current) {
-      if (const auto callback = token.lock()) (*callback)(argument);
-    }
-  }
-
-  Mutex mutex;
-  std::vector<std::weak_ptr<Callback>> tokens;
-};
-
 struct FakeNetwork : Network {
+  using Watcher = std::function<void(std::uint32_t)>;
+
   bool accepts(const NetworkTarget& target) override {
     const HostName* host = std::get_if<HostName>(&target);
     return !host || !host->name.empty();
@@ -250,15 +219,25 @@ struct FakeNetwork : Network {
   std::optional<std::uint32_t> flags(const NetworkTarget&) override {
     return readable ? std::optional<std::uint32_t>(word) : std::nullopt;
   }
-  std::shared_ptr<void> watch(const NetworkTarget&,
-                              std::function<void(std::uint32_t)> changed) override {
+  std::shared_ptr<void> watch(const NetworkTarget&, Watcher changed) override {
     if (refusesWatch) return nullptr;
     ++watches;
-    return watchers.add(std::move(changed));
+    auto token = std::make_shared<Watcher>(std::move(changed));
+    const MutexLock lock(mutex);
+    watchers.push_back(token);
+    return token;
   }
+  // Tells those who keep their tokens.
   void change(std::uint32_t flags) {
     word = flags;
-    watchers.call(flags);
+    std::vector<std::weak_ptr<Watcher>> current;
+    {
+      const MutexLock lock(mutex);
+      current = watchers;
+    }
+    for (const auto& token : current) {
+      if (const auto watcher = token.lock()) (*watcher)(flags);
+    }
   }
   void setCellular() { word = reachability::kReachable | reachability::kIsWwan; }
   void setOffline() { word = 0; }
@@ -267,7 +246,8 @@ struct FakeNetwork : Network {
   std::atomic<bool> readable = true;
   std::atomic<bool> refusesWatch = false;
   std::atomic<int> watches = 0;
-  Observers<std::uint32_t> watchers;
+  Mutex mutex;
+  std::vector<std::weak_ptr<Watcher>> watchers;
 };
 
 struct FakeIdentity : Identity {
@@ -328,24 +308,6 @@ struct FakeHostState : HostState {
   Value modes;
 };
 
-struct FakeMainThread : MainThread {
-  using Notification = std::pair<std::string, std::shared_ptr<void>>;
-
-  void post(std::function<void()> task) override { pool.submit(std::move(task)); }
-  void notify(std::string_view name, const std::shared_ptr<void>& object) override {
-    observers.call({std::string(name), object});
-  }
-  std::shared_ptr<void> observe(
-      std::string_view name, std::function<void(const std::shared_ptr<void>&)> observer) override {
-    return observers.add([name = std::string(name), observer](const Notification& notification) {
-      if (notification.first == name) observer(notification.second);
-    });
-  }
-
-  Observers<Notification> observers;
-  WorkerPool pool{"fake-main", 1};
-};
-
 struct FakeSystemLog : SystemLog {
   void error(std::string_view text) override {
     const MutexLock lock(mutex);
@@ -370,7 +332,7 @@ struct Fakes {
   std::shared_ptr<FakeMemoryAndStorage> memory = std::make_shared<FakeMemoryAndStorage>();
   std::shared_ptr<FakeSurroundings> surroundings = std::make_shared<FakeSurroundings>();
   std::shared_ptr<FakeHostState> hostState = std::make_shared<FakeHostState>();
-  std::shared_ptr<FakeMainThread> mainThread = std::make_shared<FakeMainThread>();
+  std::shared_ptr<MainThread> mainThread = std::make_shared<LinuxMainThread>();
   std::shared_ptr<FakeSystemLog> systemLog = std::make_shared<FakeSystemLog>();
 
   Fakes() {
