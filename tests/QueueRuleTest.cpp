@@ -82,7 +82,7 @@ TEST_F(QueueRuleTest, UnreadableFileIsKeptBesideTheFirstSaveAndReportedOnce) {
     enqueue("a");
     enqueue("b");
     process->drain();
-    const auto isKept = [&](const auto& file) {
+    const auto isKept = [&content = content](const auto& file) {
       return file.first.find("-damaged-") != std::string::npos && file.second == content;
     };
     EXPECT_EQ(std::ranges::count_if(fakes.files->contents, isKept), damaged);
