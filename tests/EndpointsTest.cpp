@@ -78,7 +78,7 @@ TEST_F(EndpointsTest, TakesAnAddressFromTheTableAsItIsAndOtherwiseFromTheSetting
 }
 
 TEST_F(EndpointsTest, FallsBackWhereAnEntryIsUnusableAndSeesEachSavedTable) {
-  save({{"app", Dictionary{{"initialize", "bm90IGVuY3J5cHRlZA=="}, {"installed", ""}}},
+  save({{"app", Dictionary{{"initialize", "not base64!"}, {"installed", ""}}},
         {"geo", Dictionary{{"live", protectedText("http://elsewhere.test/")}, {"optIn", 5}}}});
   EXPECT_EQ(ZQMEndPoint::appInit(), "http://backend.test/app/init");
   EXPECT_EQ(ZQMEndPoint::appInstalled(), "http://backend.test/app/installed");
