@@ -175,36 +175,39 @@ TEST_F(LinuxNetworkTest, AWatchReportsEachChangeOfTheFlagWordUntilItsTokenGoes) 
     std::atomic<std::uint32_t> last = 99;
     std::atomic<int> reports = 0;
 
-    void operator()(std::uint32_t flags) {
-      last = flags;
-      ++reports;
-      throw std::runtime_error("an observer's own fault");
+    // A report under way does not wait for its token: the observer keeps what it writes to.
+    static std::function<void(std::uint32_t)> by(std::shared_ptr<Seen> seen) {
+      return [seen](std::uint32_t flags) {
+        ++seen->reports;
+        seen->last = flags;
+        throw std::runtime_error("an observer's own fault");
+      };
     }
     bool becomes(std::uint32_t flags) const {
       return becomesTrue([&] { return last == flags; });
     }
   };
-  Seen host;
-  Seen neighbour;
+  const auto host = std::make_shared<Seen>();
+  const auto neighbour = std::make_shared<Seen>();
   auto watched = std::make_unique<LinuxNetwork>();
-  EXPECT_EQ(watched->watch(HostName{}, std::ref(host)), nullptr);
-  auto first = watched->watch(kHost, std::ref(host));
-  auto second = watched->watch(kNeighbour, std::ref(neighbour));
-  watched->watch(kLinkLocal, std::ref(host));
+  EXPECT_EQ(watched->watch(HostName{}, Seen::by(host)), nullptr);
+  auto first = watched->watch(kHost, Seen::by(host));
+  auto second = watched->watch(kNeighbour, Seen::by(neighbour));
+  watched->watch(kLinkLocal, Seen::by(host));
   addLink("lan0", "10.1.0.1/24");
-  EXPECT_TRUE(neighbour.becomes(kReachable | kIsDirect));
-  EXPECT_EQ(host.reports, 0) << "nothing changed for the host, and a token was given back";
+  EXPECT_TRUE(neighbour->becomes(kReachable | kIsDirect));
+  EXPECT_EQ(host->reports, 0) << "nothing changed for the host, and a token was given back";
   ip("route add default via 10.1.0.254");
-  EXPECT_TRUE(host.becomes(kReachable));
+  EXPECT_TRUE(host->becomes(kReachable));
 
   // A token outlives its service; the last one ends the thread, and a new watch starts another.
   watched.reset();
   first.reset();
   second.reset();
-  second = network.watch(kNeighbour, std::ref(neighbour));
+  second = network.watch(kNeighbour, Seen::by(neighbour));
   setCarrier("lan0", false);
-  EXPECT_TRUE(neighbour.becomes(0));
-  EXPECT_EQ(host.reports, 1);
+  EXPECT_TRUE(neighbour->becomes(0));
+  EXPECT_EQ(host->reports, 1);
 }
 
 }  // namespace
