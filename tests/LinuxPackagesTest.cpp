@@ -2,6 +2,11 @@
 #include "zqm/platform/linux/LinuxPackages.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
 
 #include "tests/support/Tree.h"
 #include "zqm/util/PropertyList.h"
@@ -62,6 +67,23 @@ TEST_F(LinuxPackagesTest, ADamagedDescriptionIsNoPackageAndAChangeIsSeenAtOnce) 
     put("app", identifier);
     EXPECT_EQ(packages.mainPackage().value().info["CFBundleIdentifier"], Value(identifier));
   }
+}
+
+TEST_F(LinuxPackagesTest, ADescriptionThatCannotBeReadForAMomentIsReadLater) {
+  // Old enough that what is read of it is kept.
+  const std::string directory = installedLibraryPackage();
+  struct stat status {};
+  ASSERT_EQ(stat((directory + "/Info.plist").c_str(), &status), 0);
+  while (std::time(nullptr) - status.st_ctim.tv_sec < 4) usleep(100'000);
+  LinuxPackages packages({.main = directory});
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+  const rlimit none{0, usual.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const auto withoutDescriptors = packages.mainPackage();
+  setrlimit(RLIMIT_NOFILE, &usual);
+  EXPECT_FALSE(withoutDescriptors);
+  EXPECT_TRUE(packages.mainPackage());
 }
 
 TEST_F(LinuxPackagesTest, TheHostsCopyOfTheLibraryGoesFirstAndAloneGivesSettings) {

@@ -9,7 +9,7 @@
 namespace zqm {
 namespace {
 
-constexpr std::size_t kLargestFile = std::size_t{16} << 20;
+constexpr std::size_t kLargestDescription = std::size_t{16} << 20;
 // The coarsest time stamps of a file system, in seconds.
 constexpr std::time_t kStampStep = 2;
 
@@ -22,9 +22,8 @@ bool sameFile(const struct stat& a, const struct stat& b) {
          sameTime(a.st_mtim, b.st_mtim) && sameTime(a.st_ctim, b.st_ctim);
 }
 
-std::shared_ptr<const Dictionary> parse(const std::string& path) {
-  const auto bytes = readFile(path, kLargestFile);
-  const Value root = bytes ? readPropertyList(*bytes) : Value();
+std::shared_ptr<const Dictionary> parse(const Bytes& bytes) {
+  const Value root = readPropertyList(bytes);
   return root.dictionary() ? std::make_shared<const Dictionary>(*root.dictionary()) : nullptr;
 }
 
@@ -44,7 +43,10 @@ std::shared_ptr<const Dictionary> PropertyListFiles::read(const std::string& pat
     }
   }
   entry.settled = std::time(nullptr) - entry.status.st_ctim.tv_sec > kStampStep;
-  entry.content = parse(path);
+  const auto bytes = readFile(path, kLargestDescription);
+  // Trouble of the moment, such as no descriptor left, tells nothing of the file.
+  if (!bytes) return nullptr;
+  entry.content = parse(*bytes);
   const MutexLock lock(mutex_);
   return (entries_[path] = std::move(entry)).content;
 }
