@@ -20,16 +20,22 @@ bool same(const Value& one, const Value& other) {
 }
 
 Bytes withChecksums(Bytes log) {
-  constexpr std::size_t kHead = 8;
-  std::uint32_t size = 0;
-  for (std::size_t at = 16; at + kHead <= log.size(); at += kHead + size) {
-    std::memcpy(&size, &log[at], sizeof size);
-    if (size > log.size() - at - kHead) break;
-    const std::uint64_t length = size;
+  constexpr std::size_t kOpening = 20;
+  constexpr std::size_t kHead = 12;
+  const auto sumUp = [&](std::size_t begin, std::uint64_t length, std::size_t place) {
     auto sum = crc32_z(0, &log[8], 8);
     sum = crc32_z(sum, reinterpret_cast<const std::uint8_t*>(&length), sizeof length);
-    const auto whole = static_cast<std::uint32_t>(crc32_z(sum, log.data() + at + kHead, size));
-    std::memcpy(&log[at + 4], &whole, sizeof whole);
+    const auto whole = static_cast<std::uint32_t>(crc32_z(sum, log.data() + begin, length));
+    std::memcpy(&log[place], &whole, sizeof whole);
+  };
+  if (log.size() < kOpening) return log;
+  sumUp(0, 16, 16);
+  std::uint32_t size = 0;
+  for (std::size_t at = kOpening; at + kHead <= log.size(); at += kHead + size) {
+    std::memcpy(&size, &log[at], sizeof size);
+    if (size > log.size() - at - kHead) break;
+    sumUp(at + kHead, size, at + 4);
+    sumUp(at, 8, at + 8);
   }
   return log;
 }

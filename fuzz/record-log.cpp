@@ -39,7 +39,7 @@ std::optional<Bytes> written(const Bytes& file, const LogContent& content) {
     require(isAdded == (element.entries.size() < 0x80), "what was read can be written");
     if (!isAdded) return std::nullopt;
   }
-  Bytes made(file.begin(), file.begin() + 16);
+  Bytes made(file.begin(), file.begin() + 20);
   const Bytes& framed = entry.framed(content.generation);
   made.insert(made.end(), framed.begin(), framed.end());
   return made;

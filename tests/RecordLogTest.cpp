@@ -63,18 +63,37 @@ TEST_F(RecordLogTest, FileFollowsEveryChangeAndItsCopyTooAndStaysSmall) {
   }
 }
 
-TEST_F(RecordLogTest, DamageBeforeASoundEntryIsNoTornEndAndReadsUpToIt) {
-  std::size_t end = 0;
-  for (int i = 0; i < 6; ++i) {
-    queue.addData(item(std::to_string(i), 300));
+TEST_F(RecordLogTest, FlippedBitIsDamageWhereverItIsAndAMissingEndOrPageIsNot) {
+  std::vector<std::size_t> ends;
+  for (int i = 0; i < 4; ++i) {
+    queue.addData(item(std::to_string(i), i == 2 ? 9000 : 300));
     ASSERT_TRUE(save());
-    if (i == 3) end = file().size();
+    ends.push_back(file().size());
   }
-  Bytes damaged = file();
-  damaged[end + 40] ^= 1;
-  fakes.files->put(path, damaged);
-  EXPECT_EQ(ZQMDatabase::findRecord<ZQMQueueModel>().state, FileState::damaged);
-  EXPECT_EQ(stored(), (Names{"0", "1", "2", "3"}));
+  const Bytes whole = file();
+  const auto stateOf = [&](Bytes content) {
+    fakes.files->put(path, std::move(content));
+    return ZQMDatabase::findRecord<ZQMQueueModel>().state;
+  };
+  for (std::size_t at = 0; at < whole.size(); at += at < ends[1] + 40 ? 1 : 97) {
+    SCOPED_TRACE(at);
+    Bytes flipped = whole;
+    flipped[at] ^= 8;
+    ASSERT_EQ(stateOf(flipped), FileState::damaged);
+    Names left;
+    for (std::size_t i = 0; ends[i] <= at; ++i) left.push_back(std::to_string(i));
+    ASSERT_EQ(stored(), left);
+  }
+  for (std::size_t size = 0; size < whole.size(); size += 50) {
+    const auto cut = whole.begin() + static_cast<std::ptrdiff_t>(size);
+    EXPECT_NE(stateOf({whole.begin(), cut}), FileState::damaged) << size;
+  }
+  for (const std::size_t unwritten : {std::size_t{0}, ends[0], ends[1], std::size_t{4096}}) {
+    Bytes holed = whole;
+    const auto begin = holed.begin() + static_cast<std::ptrdiff_t>(unwritten);
+    std::fill(begin, holed.begin() + (unwritten / 4096 + 1) * 4096, 0);
+    EXPECT_NE(stateOf(holed), FileState::damaged) << unwritten;
+  }
 }
 
 TEST_F(RecordLogTest, FileOfAnotherHandIsReplacedWhole) {

@@ -1,6 +1,7 @@
-// The form of the log: an opening of 16 bytes (magic, generation), then entries. An entry is the
-// length and the checksum of its payload, 4 bytes each, and the payload: index, removed, inserted
-// as variable-length numbers, then the inserted elements. Numbers are little-endian.
+// The form of the log: an opening of 20 bytes (magic, generation, their checksum), then entries. An
+// entry is the length and the checksum of its payload and the checksum of these two, 4 bytes each,
+// and the payload: index, removed, inserted as variable-length numbers, then the inserted elements.
+// Numbers are little-endian.
 #include "zqm/model/RecordLog.h"
 
 #include <zlib.h>
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <deque>
 #include <iterator>
 
 #include "zqm/platform/Process.h"
@@ -20,8 +20,8 @@ namespace zqm {
 namespace {
 
 constexpr std::string_view kMagic = "zqm-log1";
-constexpr std::size_t kOpeningSize = 16;
-constexpr std::size_t kEntryHead = 8;
+constexpr std::size_t kOpeningSize = 20;
+constexpr std::size_t kEntryHead = 12;
 // Room for one that adds an element, without growing on the way.
 constexpr std::size_t kUsualEntry = 768;
 constexpr std::size_t kMaximumDepth = 64;
@@ -33,10 +33,13 @@ constexpr std::size_t kSmallestValue = 3;
 
 enum class Kind : std::uint8_t { no, yes, integer, real, text, bytes, date, list, dictionary };
 
-void put(Bytes& out, std::uint64_t number) {
-  std::array<std::uint8_t, 8> bytes{};
-  for (std::size_t i = 0; i < 8; ++i) bytes[i] = static_cast<std::uint8_t>(number >> 8 * i);
-  out.insert(out.end(), bytes.begin(), bytes.end());
+void putAt(std::uint8_t* out, std::uint64_t number, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<std::uint8_t>(number >> 8 * i);
+}
+
+void put(Bytes& out, std::uint64_t number, std::size_t size) {
+  out.resize(out.size() + size);
+  putAt(out.data() + out.size() - size, number, size);
 }
 
 std::uint64_t numberAt(const Bytes& bytes, std::size_t at, std::size_t size) {
@@ -70,10 +73,10 @@ bool putValue(Bytes& out, const Value& value, std::size_t depth) {
     kind(*flag ? Kind::yes : Kind::no);
   } else if (const auto number = value.integer()) {
     kind(Kind::integer);
-    put(out, static_cast<std::uint64_t>(*number));
+    put(out, static_cast<std::uint64_t>(*number), 8);
   } else if (const auto real = value.real()) {
     kind(Kind::real);
-    put(out, std::bit_cast<std::uint64_t>(*real));
+    put(out, std::bit_cast<std::uint64_t>(*real), 8);
   } else if (const std::string* const text = value.text()) {
     if (!isStorable(*text)) return false;
     kind(Kind::text);
@@ -85,7 +88,7 @@ bool putValue(Bytes& out, const Value& value, std::size_t depth) {
     kind(Kind::date);
     const Date kept = std::clamp(*date, kEarliestDate, kLatestDate);
     const auto seconds = std::chrono::floor<std::chrono::seconds>(kept).time_since_epoch();
-    put(out, static_cast<std::uint64_t>(seconds.count()));
+    put(out, static_cast<std::uint64_t>(seconds.count()), 8);
   } else if (const List* const list = value.list()) {
     kind(Kind::list);
     putCount(out, list->size());
@@ -243,13 +246,72 @@ class PayloadReader {
   std::size_t values_;
 };
 
-std::uint32_t checksum(std::uint64_t generation, const std::uint8_t* payload, std::size_t size) {
-  const std::uint64_t seed[] = {generation, size};
-  const auto begun = crc32_z(0, reinterpret_cast<const std::uint8_t*>(seed), sizeof seed);
-  return static_cast<std::uint32_t>(crc32_z(begun, payload, size));
+template <class List>
+auto iterator(List& list, std::size_t index) {
+  return list.begin() + static_cast<std::ptrdiff_t>(index);
 }
 
-using Elements = std::deque<LogElement>;
+// The elements in rows, so that a change in the midst of many moves few of them. No row is empty.
+class Elements {
+ public:
+  using Row = std::vector<LogElement>;
+
+  std::size_t size() const { return size_; }
+
+  // What is removed has to be there.
+  void splice(std::size_t index, std::size_t removed, Row inserted) {
+    std::size_t row = index == size_ ? rows_.size() : 0;
+    std::size_t at = index == size_ ? 0 : index;
+    while (row < rows_.size() && at >= rows_[row].size()) at -= rows_[row++].size();
+    size_ = size_ - removed + inserted.size();
+    while (removed > 0) {
+      Row& here = rows_[row];
+      const std::size_t count = std::min(removed, here.size() - at);
+      here.erase(iterator(here, at), iterator(here, at + count));
+      removed -= count;
+      if (here.empty()) {
+        rows_.erase(iterator(rows_, row));
+      } else if (at == here.size()) {
+        ++row;
+        at = 0;
+      }
+    }
+    if (!inserted.empty()) insert(row, at, std::move(inserted));
+  }
+
+  Row all() && {
+    Row all;
+    all.reserve(size_);
+    for (Row& each : rows_) moveTo(all, all.size(), each.begin(), each.end());
+    return all;
+  }
+
+ private:
+  static constexpr std::size_t kLongest = 256;
+
+  template <class List, class Iterator>
+  static void moveTo(List& list, std::size_t index, Iterator begin, Iterator end) {
+    list.insert(iterator(list, index), std::move_iterator(begin), std::move_iterator(end));
+  }
+
+  void insert(std::size_t row, std::size_t at, Row inserted) {
+    if (rows_.empty()) rows_.emplace_back();
+    if (at == 0 && row > 0) at = rows_[--row].size();
+    moveTo(rows_[row], at, inserted.begin(), inserted.end());
+    if (rows_[row].size() <= kLongest) return;
+    Row whole = std::move(rows_[row]);
+    std::vector<Row> halves;
+    for (std::size_t begin = 0; begin < whole.size(); begin += kLongest / 2) {
+      const std::size_t end = std::min(begin + kLongest / 2, whole.size());
+      moveTo(halves.emplace_back(), 0, iterator(whole, begin), iterator(whole, end));
+    }
+    rows_.erase(iterator(rows_, row));
+    moveTo(rows_, row, halves.begin(), halves.end());
+  }
+
+  std::vector<Row> rows_;
+  std::size_t size_ = 0;
+};
 
 // Changes the elements as a payload says; false, with the elements as they were, for an unsound
 // one.
@@ -261,47 +323,68 @@ bool apply(Elements& elements, PayloadReader payload, const MakeLogElement& make
       *removed > elements.size() - *index) {
     return false;
   }
-  std::vector<LogElement> made;
+  Elements::Row made;
   for (std::uint64_t i = 0; i < *inserted; ++i) {
     auto element = payload.dictionary(0);
     if (!element) return false;
     made.push_back(make(*std::move(element)));
   }
   if (!payload.isAtEnd()) return false;
-  const auto at = elements.begin() + static_cast<std::ptrdiff_t>(*index);
-  const auto end = elements.erase(at, at + static_cast<std::ptrdiff_t>(*removed));
-  elements.insert(end, made.begin(), made.end());
+  elements.splice(*index, *removed, std::move(made));
   return true;
 }
 
-bool isLog(const Bytes& file) {
-  return file.size() >= kOpeningSize && asText(file).starts_with(kMagic);
+// Of the bytes as a file of that generation has them.
+std::uint32_t checksum(std::uint64_t generation, const std::uint8_t* begin, std::size_t size) {
+  const std::uint64_t seed[] = {generation, size};
+  const auto begun = crc32_z(0, reinterpret_cast<const std::uint8_t*>(seed), sizeof seed);
+  return static_cast<std::uint32_t>(crc32_z(begun, begin, size));
 }
 
-// The size of the payload of the entry at that place; none where there is no sound one.
-std::optional<std::size_t> soundEntry(const Bytes& file, std::size_t at) {
-  if (file.size() - at < kEntryHead) return std::nullopt;
-  const std::size_t size = numberAt(file, at, 4);
-  if (size > file.size() - at - kEntryHead) return std::nullopt;
-  const std::uint64_t generation = numberAt(file, kMagic.size(), 8);
-  const auto sum = checksum(generation, file.data() + at + kEntryHead, size);
-  return sum == numberAt(file, at + 4, 4) ? std::optional(size) : std::nullopt;
-}
-
-// Whether a whole page was not written before a power cut, though a later one was.
-bool hasHole(const Bytes& file, std::size_t begin, std::size_t end) {
-  const auto bytes = file.begin();
-  for (std::size_t page = (begin + kPage - 1) / kPage * kPage; page + kPage <= end; page += kPage) {
-    const auto first = bytes + static_cast<std::ptrdiff_t>(page);
-    if (std::all_of(first, first + kPage, [](std::uint8_t byte) { return byte == 0; })) return true;
-  }
-  return false;
-}
+std::uint64_t generationOf(const Bytes& file) { return numberAt(file, kMagic.size(), 8); }
 
 Bytes opening(std::uint64_t generation) {
   Bytes bytes = toBytes(kMagic);
-  put(bytes, generation);
+  put(bytes, generation, 8);
+  put(bytes, checksum(generation, bytes.data(), bytes.size()), 4);
   return bytes;
+}
+
+bool isLog(const Bytes& file) {
+  if (file.size() < kOpeningSize || !asText(file).starts_with(kMagic)) return false;
+  const Bytes sound = opening(generationOf(file));
+  return std::equal(sound.begin(), sound.end(), file.begin());
+}
+
+// What stands at a place of a file.
+struct Entry {
+  // Of the payload; none where not even the entry's head is sound.
+  std::optional<std::size_t> size;
+  bool isSound = false;
+};
+
+Entry entryAt(const Bytes& file, std::size_t at) {
+  if (file.size() - at < kEntryHead) return {};
+  const std::uint64_t generation = generationOf(file);
+  const std::uint8_t* const head = file.data() + at;
+  if (numberAt(file, at + 8, 4) != checksum(generation, head, 8)) return {};
+  const std::size_t size = numberAt(file, at, 4);
+  const bool isSound = size <= file.size() - at - kEntryHead &&
+                       numberAt(file, at + 4, 4) == checksum(generation, head + kEntryHead, size);
+  return {size, isSound};
+}
+
+// Whether what stands from `begin` to `end` may be the trace of a power cut: the file ends before,
+// or a page of it was not written, though a later one was.
+bool isTorn(const Bytes& file, std::size_t begin, std::size_t end) {
+  if (end > file.size()) return true;
+  for (std::size_t at = begin; at < end;) {
+    const std::size_t next = std::min((at / kPage + 1) * kPage, file.size());
+    const auto isZero = [](std::uint8_t byte) { return byte == 0; };
+    if (std::all_of(iterator(file, at), iterator(file, next), isZero)) return true;
+    at = next;
+  }
+  return false;
 }
 
 Bytes newFile(std::uint64_t generation, LogEntry& entry) {
@@ -317,7 +400,7 @@ std::uint64_t newGeneration() { return numberAt(toBytes(makeUuid()), 0, 8); }
 }  // namespace
 
 LogEntry::LogEntry(const Splice& splice) {
-  bytes_.reserve(kUsualEntry);
+  if (splice.inserted > 0) bytes_.reserve(kUsualEntry);
   bytes_.resize(kEntryHead);
   putCount(bytes_, splice.index);
   putCount(bytes_, splice.removed);
@@ -327,11 +410,10 @@ LogEntry::LogEntry(const Splice& splice) {
 
 const Bytes& LogEntry::framed(std::uint64_t generation) {
   const std::size_t size = bytes_.size() - kEntryHead;
-  const std::uint32_t sum = checksum(generation, bytes_.data() + kEntryHead, size);
-  for (std::size_t i = 0; i < 4; ++i) {
-    bytes_[i] = static_cast<std::uint8_t>(size >> 8 * i);
-    bytes_[4 + i] = static_cast<std::uint8_t>(sum >> 8 * i);
-  }
+  std::uint8_t* const head = bytes_.data();
+  putAt(head, size, 4);
+  putAt(head + 4, checksum(generation, head + kEntryHead, size), 4);
+  putAt(head + 8, checksum(generation, head, 8), 4);
   return bytes_;
 }
 
@@ -350,33 +432,26 @@ bool LogEntry::isReadable() const {
 std::optional<LogContent> readLog(const Bytes& file, const MakeLogElement& make) {
   if (!isLog(file)) return std::nullopt;
   LogContent content;
-  content.generation = numberAt(file, kMagic.size(), 8);
+  content.generation = generationOf(file);
   content.isWhole = true;
-  // Removals are mostly near the head.
   Elements elements;
   std::size_t at = kOpeningSize;
-  while (const auto size = soundEntry(file, at)) {
+  for (Entry entry; (entry = entryAt(file, at)).isSound; at += kEntryHead + *entry.size) {
     // One that does not fit is of another process that held the same file.
-    if (!apply(elements, PayloadReader(file.data() + at + kEntryHead, *size), make)) {
-      content.isWhole = false;
-    }
-    at += kEntryHead + *size;
+    const PayloadReader payload(file.data() + at + kEntryHead, *entry.size);
+    if (!apply(elements, payload, make)) content.isWhole = false;
   }
   content.isWhole = content.isWhole && at == file.size();
-  content.elements.assign(std::make_move_iterator(elements.begin()),
-                          std::make_move_iterator(elements.end()));
+  content.elements = std::move(elements).all();
   return content;
 }
 
 bool isDamagedLog(const Bytes& file) {
   if (!isLog(file)) return false;
   std::size_t at = kOpeningSize;
-  while (const auto size = soundEntry(file, at)) at += kEntryHead + *size;
-  if (file.size() - at < kEntryHead) return false;
-  const std::size_t size = numberAt(file, at, 4);
-  if (size > file.size() - at - kEntryHead) return false;
-  const std::size_t next = at + kEntryHead + size;
-  return !hasHole(file, at, next) && soundEntry(file, next);
+  Entry entry;
+  while ((entry = entryAt(file, at)).isSound) at += kEntryHead + *entry.size;
+  return at < file.size() && !isTorn(file, at, at + kEntryHead + entry.size.value_or(0));
 }
 
 bool isBlankFile(const Bytes& file) {

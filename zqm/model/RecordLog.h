@@ -73,8 +73,8 @@ struct LogContent {
 // None for a file that is no log. Of a torn or damaged one, the state after the last sound entry.
 ZQM_EXPORT std::optional<LogContent> readLog(const Bytes& file, const MakeLogElement& make);
 
-// Whether a log is damaged in its midst: a sound entry follows an unsound one. What a power cut
-// leaves is not.
+// Whether the first entry of a log that is not sound is damaged: what a power cut leaves (an end
+// that is missing, a page that was never written) is not.
 bool isDamagedLog(const Bytes& file);
 
 // Whether a power cut took the first write to this file.
