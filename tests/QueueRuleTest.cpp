@@ -1,6 +1,8 @@
 // The queue: its order, what survives, what two writers do to each other.
 #include "zqm/queue/ZQMQueueRule.h"
 
+#include <future>
+
 #include "tests/support/FakePlatform.h"
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMCore.h"
@@ -114,18 +116,76 @@ TEST_F(QueueRuleTest, EveryItemIsCountedOnceAndOneBeyondABoundIsRefused) {
   const auto item = rule().getQueue()->data->at(0);
   rule().removeData(item);
   rule().removeDelivered(item);
-  // "body of a" and "a" are ten bytes, as are those of an item beyond.
-  rule().setBounds({.bytes = 19});
+  // "body of a", "a" and "PUT" are thirteen bytes, as are those of an item beyond.
+  rule().setBounds({.bytes = 25});
   enqueue("f");
-  rule().setBounds({.bytes = 20});
+  rule().setBounds({.bytes = 26});
   enqueue("g");
   const auto [loaded, accepted, delivered, removed, pending, refused] = rule().counts();
   EXPECT_EQ((std::vector<std::uint64_t>{loaded, accepted, delivered, removed, pending, refused}),
             (std::vector<std::uint64_t>{1, 3, 1, 1, 2, 3}));
   process->drain();
   EXPECT_EQ(fakes.http->requestsTo("graylog").size(), 1U);
-  rule().refreshQueue(ZQMQueueModel());
-  EXPECT_EQ(rule().counts().removed, 3U);
+  // "a" stays; of the new ones the second is beyond the bound.
+  ZQMQueueModel handed;
+  handed.addData(rule().getQueue()->data->at(0));
+  handed.addData(std::make_shared<ZQMQueueDataModel>(kNow, Bytes(22), "h", "PUT", false));
+  handed.addData(std::make_shared<ZQMQueueDataModel>(kNow, Bytes(23), "i", "PUT", false));
+  rule().setBounds({.bytes = 39});
+  rule().refreshQueue(handed);
+  EXPECT_EQ(urls(), (Urls{"a", "h"}));
+  EXPECT_EQ(rule().counts().accepted, 4U);
+  EXPECT_EQ(rule().counts().removed, 2U);
+  EXPECT_EQ(rule().counts().refused, 4U);
+}
+
+TEST_F(QueueRuleTest, WhatNoFileCanHoldIsRefusedAndKeepsNoOtherItemFromBeingSaved) {
+  rule().enqueue("beyond", Bytes(33 << 20), "POST", kNow, false);
+  for (int i = 0; i < 9; ++i) rule().enqueue("large", Bytes(4 << 20), "POST", kNow, false);
+  enqueue("small");
+  const QueueCounts counts = rule().counts();
+  EXPECT_EQ(counts.accepted, 8U);
+  EXPECT_EQ(counts.refused, 3U);
+  relaunch();
+  EXPECT_EQ(rule().counts().pending, counts.pending);
+  EXPECT_EQ(urls().back(), "small");
+}
+
+TEST_F(QueueRuleTest, EnqueueDoesNotWaitForTheDiskThatOneWhoRemovesWaitsFor) {
+  struct Disk : zqm::testing::FakeFiles {
+    std::unique_ptr<GrowingFile> prepare(const std::string& place, const std::string& copy,
+                                         const Bytes& content) override {
+      isFree.wait();
+      return FakeFiles::prepare(place, copy, content);
+    }
+    std::shared_future<void> isFree;
+  };
+  std::promise<void> isFree;
+  isFree.set_value();
+  const auto disk = std::make_shared<Disk>();
+  disk->isFree = isFree.get_future();
+  fakes.files = disk;
+  relaunch();
+  for (int i = 0; i < 3; ++i) rule().enqueue("large", Bytes(100'000), "POST", kNow, false);
+  std::promise<void> later;
+  disk->isFree = later.get_future();
+  const auto inOtherThread = [&](const std::function<void()>& work) {
+    return std::async(std::launch::async, process->bind(work));
+  };
+  auto removal = inOtherThread([&] {
+    while (rule().counts().pending > 0) rule().removeData(rule().getQueue()->data->at(0));
+  });
+  // The first of them leaves a file of more than twice its content.
+  EXPECT_EQ(removal.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  auto enqueued = inOtherThread([] { enqueue("new", true); });
+  EXPECT_EQ(enqueued.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  later.set_value();
+  // They count as work under way for as long as they are held.
+  removal = {};
+  enqueued = {};
+  EXPECT_LT(disk->read(path).value().size(), 65'000U);
+  relaunch();
+  EXPECT_TRUE(urls().empty());
 }
 
 TEST_F(QueueRuleTest, RefreshWithNoModelEmptiesTheMemoryAndLeavesTheFile) {

@@ -54,6 +54,7 @@ TEST_F(RecordLogTest, FileFollowsEveryChangeAndItsCopyTooAndStaysSmall) {
       queue.addData(item(std::to_string(i), 1000, random() % 4 == 0));
     }
     ASSERT_TRUE(save());
+    ZQMDatabase::waitUntilSmall<ZQMQueueModel>();
     ASSERT_LE(file().size(), 2 * 1120 * queue.count() + (64U << 10)) << i;
     if (i % 30 > 0) continue;
     ASSERT_EQ(stored(), namesOf(queue)) << i;
@@ -131,6 +132,21 @@ TEST_F(RecordLogTest, WhatNoFileCanHoldOrNoReaderTakesLeavesTheOldState) {
     EXPECT_FALSE(ZQMDatabase::saveObject<ZQMQueueModel>(changed));
     EXPECT_EQ(stored(), (Names{"a"}));
   }
+}
+
+TEST_F(RecordLogTest, DiskThatIsFullIsTriedNowAndThenOnceManyItemsWait) {
+  queue.addData(item("first", 1));
+  ASSERT_TRUE(save());
+  fakes.files->largest = file().size();
+  for (int i = 0; i < 4000; ++i) {
+    queue.addData(item("waiting", 300));
+    EXPECT_FALSE(save());
+  }
+  EXPECT_LT(fakes.files->appends, 1000);
+  fakes.files->largest = SIZE_MAX;
+  queue.removeData(queue.data->at(0));
+  EXPECT_TRUE(save());
+  EXPECT_EQ(stored(), namesOf(queue));
 }
 
 TEST_F(RecordLogTest, FileThatMayNotGrowIsReplacedWhereRemovalsLeftRoom) {

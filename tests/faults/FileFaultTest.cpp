@@ -102,5 +102,21 @@ INSTANTIATE_TEST_SUITE_P(Errors, FileFaultTest,
                                            Failures{"All", {ENOENT, EIO, EACCES}, true}),
                          [](const auto& each) { return std::string(each.param.name); });
 
+TEST(DanglingLinkTest, IsReplacedByTheFileAndByItsCopy) {
+  Installation installed;
+  Process process(installed.platform());
+  const Process::Scope scope(process);
+  const auto container = installed.tree->path() / "groups/group.example/ZQMQueueModel.plist";
+  const auto documents = installed.tree->path() / "documents/ZQMQueueModel.plist";
+  for (const auto& links : {std::vector{container}, {documents}, {container, documents}}) {
+    std::filesystem::remove(container);
+    std::filesystem::remove(documents);
+    for (const auto& link : links) std::filesystem::create_symlink("nowhere", link);
+    enqueue("q");
+    EXPECT_EQ(installed.storedNames(), pendingNames());
+    EXPECT_TRUE(std::filesystem::equivalent(container, documents));
+  }
+}
+
 }  // namespace
 }  // namespace zqm::testing

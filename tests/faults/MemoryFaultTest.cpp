@@ -92,6 +92,25 @@ TEST_P(MemoryFaultTest, ItemsOfAFileThatIsReadLateAreNotLost) {
   }
 }
 
+TEST_P(MemoryFaultTest, FirstItemOfAnInstallationIsThereOnceOrNotAtAll) {
+  bool happened = true;
+  for (std::int64_t n = 1; happened; ++n) {
+    SCOPED_TRACE(n);
+    for (const char* directory : {"groups/group.example", "documents"}) {
+      std::filesystem::remove(installed.tree->path() / directory / "ZQMQueueModel.plist");
+    }
+    Process process(installed.platform());
+    const Process::Scope scope(process);
+    queueRule();
+    happened = failsAt(n, GetParam(), enqueueing("new"));
+    enqueue("last");
+    EXPECT_TRUE(pendingNames() == Names{"last"} || pendingNames() == (Names{"new", "last"}));
+    EXPECT_TRUE(isBalanced());
+    EXPECT_EQ(installed.storedNames(), pendingNames());
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Requests, MemoryFaultTest, ::testing::Bool(), [](const auto& each) {
   return std::string(each.param ? "AllFromThenOn" : "OneByOne");
 });

@@ -48,6 +48,7 @@ struct FakeFiles : Files {
              (copyPath.empty() || files.read(copyPath) == content);
     }
     bool append(const Bytes& piece) override {
+      ++files.appends;
       if (files.readOnly || content.size() + piece.size() > files.largest) return false;
       content.insert(content.end(), piece.begin(), piece.end());
       return !hasPlace || takePlace();
@@ -129,6 +130,8 @@ struct FakeFiles : Files {
   std::vector<std::string> existenceChecks;
   std::vector<std::string> openChecks;
   std::atomic<bool> readOnly = false;
+  // How often something was to be appended.
+  std::atomic<int> appends = 0;
   // What a growing file may hold.
   std::atomic<std::size_t> largest = SIZE_MAX;
 };

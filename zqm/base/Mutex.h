@@ -52,11 +52,13 @@ class ZQM_THREAD_ANNOTATION(scoped_lockable) BasicLock {
 using MutexLock = BasicLock<Mutex>;
 using RecursiveMutexLock = BasicLock<RecursiveMutex>;
 
-// Waits on a Mutex that the caller holds. Callers loop over their condition, which keeps it in
+// Waits on a mutex that the caller holds. Callers loop over their condition, which keeps it in
 // sight of the analysis.
 class Condition {
  public:
   void wait(Mutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
+  // Let go of once only: the caller must not hold it twice.
+  void wait(RecursiveMutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
   // False when the time ran out.
   template <class Duration>
   bool waitFor(Mutex& mutex, Duration duration) ZQM_REQUIRES(mutex) {

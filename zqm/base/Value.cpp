@@ -11,7 +11,13 @@ namespace {
 
 constexpr std::size_t kIndexedFrom = 16;
 
-const Value kAbsent;
+// Never destroyed: threads look values up while the process exits.
+union Immortal {
+  constexpr Immortal() : value() {}
+  ~Immortal() {}
+  Value value;
+};
+constinit const Immortal kAbsent;
 
 std::int32_t lowBits(std::int64_t number) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
@@ -95,7 +101,7 @@ std::optional<std::size_t> Dictionary::find(std::string_view key) const {
 
 const Value& Dictionary::operator[](std::string_view key) const {
   const auto position = find(key);
-  return position ? entries_[*position].value : kAbsent;
+  return position ? entries_[*position].value : kAbsent.value;
 }
 
 bool Dictionary::contains(std::string_view key) const { return find(key).has_value(); }

@@ -46,6 +46,11 @@ class SharedList {
 
   void append(Item item) {
     watchForRepetition(item);
+    appendNew(std::move(item));
+  }
+
+  // One that the list does not hold yet, whoever else does.
+  void appendNew(Item item) {
     if (!last_.append(item)) {
       Part next = Part::of(std::move(item));
       if (last_.size() > 0) changeMiddle([this](Parts& parts) { parts.push_back(last_); });

@@ -21,55 +21,53 @@ std::string fileName(std::string_view className) { return std::string(className)
 
 RecursiveMutex& storeLock() { return *lock; }
 
-std::optional<std::string> ZQMDatabase::location(std::string_view className) {
+std::optional<RecordPlace> ZQMDatabase::location(std::string_view className) {
   const auto container = ZQMUtils::getURLGroupContainer();
   if (!container) return std::nullopt;
-  return *container + "/" + fileName(className);
-}
-
-std::string ZQMDatabase::copyLocation(std::string_view className) {
-  const auto documents = platform().directories->documents();
-  return documents ? *documents + "/" + fileName(className) : "";
+  RecordPlace place{*container + "/" + fileName(className), ""};
+  if (className == kQueueClass) {
+    const auto documents = platform().directories->documents();
+    if (documents) place.copyPath = *documents + "/" + fileName(className);
+  }
+  return place;
 }
 
 bool ZQMDatabase::save(std::string_view className, const std::function<Value()>& convert) {
   const RecursiveMutexLock guard(storeLock());
-  const auto path = location(className);
+  const auto place = location(className);
   const Value value = convert();
   if (value.isAbsent()) return false;
-  // The queue alone has a side copy; nothing reads it.
-  if (className == kQueueClass) saveToDocuments(value, fileName(className));
-  if (!path) return false;
+  saveSideCopy(className, value);
+  if (!place) return false;
   const auto content = writePropertyList(value);
-  return content && platform().files->writeAtomically(*path, *content);
+  return content && platform().files->writeAtomically(place->path, *content);
 }
 
-std::optional<Bytes> ZQMDatabase::read(std::string_view className) {
-  const RecursiveMutexLock guard(storeLock());
-  const auto path = location(className);
-  return path ? platform().files->read(*path) : std::nullopt;
+// The queue alone has one; nothing reads it.
+void ZQMDatabase::saveSideCopy(std::string_view className, const Value& value) {
+  if (className == kQueueClass) saveToDocuments(value, fileName(className));
 }
+
+std::optional<Bytes> ZQMDatabase::read(const RecordPlace& place) {
+  return platform().files->read(place.path);
+}
+
+bool ZQMDatabase::exists(const RecordPlace& place) { return platform().files->exists(place.path); }
 
 Value ZQMDatabase::decoded(const Bytes& content) { return readPropertyList(content); }
 
 void ZQMDatabase::removeFile(std::string_view className) {
   const RecursiveMutexLock guard(storeLock());
-  const auto path = location(className);
-  if (path && platform().files->exists(*path)) platform().files->remove(*path);
-}
-
-FileState ZQMDatabase::withoutContent(std::string_view className) {
-  const auto path = location(className);
-  if (!path) return FileState::noPlace;
-  return platform().files->exists(*path) ? FileState::unreadable : FileState::none;
+  const auto place = location(className);
+  if (place && exists(*place)) platform().files->remove(place->path);
 }
 
 std::optional<std::string> ZQMDatabase::moveAside(std::string_view className) {
   const RecursiveMutexLock guard(storeLock());
-  const auto path = location(className);
-  if (!path) return std::nullopt;
+  const auto place = location(className);
+  if (!place) return std::nullopt;
   const std::string suffix = "-damaged-" + makeUuid();
-  if (!platform().files->move(*path, *path + suffix)) return std::nullopt;
+  if (!platform().files->move(place->path, place->path + suffix)) return std::nullopt;
   return fileName(className) + suffix;
 }
 

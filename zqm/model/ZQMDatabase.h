@@ -58,9 +58,11 @@ class ZQM_EXPORT ZQMDatabase {
     const RecursiveMutexLock lock(storeLock());
     auto& file = *listFile<Type>;
     if (file.isInPlace()) return file.change(*items);
-    const auto path = location(Type::kClassName);
-    if (!path) return saveObject<Type>(Value(record.toDictionary()));
-    return file.replace(*path, copyLocation(Type::kClassName), *items);
+    if (const auto place = location(Type::kClassName)) return file.replace(*place, *items);
+    return file.attempt(items->size(), items->size(), [&] {
+      saveSideCopy(Type::kClassName, Value(record.toDictionary()));
+      return false;
+    });
   }
   template <class Type, std::derived_from<ZQMObjectModel> R>
   static bool saveObject(const std::vector<R>& records) {
@@ -80,8 +82,9 @@ class ZQM_EXPORT ZQMDatabase {
   template <class Type>
   static Stored<Type> readObject() {
     const RecursiveMutexLock lock(storeLock());
-    const auto content = read(Type::kClassName);
-    return content ? storedIn<Type>(*content) : std::monostate();
+    const auto place = location(Type::kClassName);
+    const auto content = place ? read(*place) : std::nullopt;
+    return content ? storedIn<Type>(*place, *content) : std::monostate();
   }
 
   // The one record, or none when there is no file or it holds something else.
@@ -94,10 +97,12 @@ class ZQM_EXPORT ZQMDatabase {
   template <class Type>
   static Found<Type> findRecord() {
     const RecursiveMutexLock lock(storeLock());
-    const auto content = read(Type::kClassName);
-    if (!content) return {withoutContent(Type::kClassName), std::nullopt};
+    const auto place = location(Type::kClassName);
+    if (!place) return {FileState::noPlace, std::nullopt};
+    const auto content = read(*place);
+    if (!content) return {exists(*place) ? FileState::unreadable : FileState::none, std::nullopt};
     if (isBlankFile(*content)) return {FileState::none, std::nullopt};
-    auto record = oneOf(storedIn<Type>(*content));
+    auto record = oneOf(storedIn<Type>(*place, *content));
     const bool isSound = record && !isDamagedLog(*content);
     return {isSound ? FileState::sound : FileState::damaged, std::move(record)};
   }
@@ -114,28 +119,34 @@ class ZQM_EXPORT ZQMDatabase {
     return moveAside(Type::kClassName);
   }
 
+  // Waits where removals have left a file beyond its bound, until it is small again. Only for a
+  // thread that holds no lock.
+  template <ListRecord Type>
+  static void waitUntilSmall() {
+    listFile<Type>->waitUntilSmall();
+  }
+
   // Writes a side copy to the application's documents; whether that worked is not told.
   static void saveToDocuments(const Value& value, std::string_view name);
 
  private:
   static bool save(std::string_view className, const std::function<Value()>& convert);
-  static std::optional<Bytes> read(std::string_view className);
+  static void saveSideCopy(std::string_view className, const Value& value);
+  static std::optional<Bytes> read(const RecordPlace& place);
+  static bool exists(const RecordPlace& place);
   static Value decoded(const Bytes& content);
   static void removeFile(std::string_view className);
-  static FileState withoutContent(std::string_view className);
   static std::optional<std::string> moveAside(std::string_view className);
   static Value requireNoElements(const Value& plain);
 
-  static std::optional<std::string> location(std::string_view className);
-  // In the documents; empty where there are none.
-  static std::string copyLocation(std::string_view className);
+  // None where there is no container. The queue's copy is in the documents, where there are any.
+  static std::optional<RecordPlace> location(std::string_view className);
 
   template <class Type>
-  static Stored<Type> storedIn(const Bytes& content) {
+  static Stored<Type> storedIn(const RecordPlace& place, const Bytes& content) {
     if constexpr (ListRecord<Type>) {
       Type record;
-      record.*Type::kList = listFile<Type>->read(*location(Type::kClassName),
-                                                 copyLocation(Type::kClassName), content);
+      record.*Type::kList = listFile<Type>->read(place, content);
       if (record.*Type::kList) return record;
     }
     const Value root = decoded(content);

@@ -45,6 +45,9 @@ class Packages {
   virtual std::string localizedString(std::string_view key) = 0;
 };
 
+// In bytes. A larger file is neither written nor read.
+inline constexpr std::size_t kLargestFile = std::size_t{64} << 20;
+
 // A file that grows by whole pieces and is kept open; it may have a copy at a second path, which
 // grows with it. Not for several threads at once.
 class GrowingFile {

@@ -26,10 +26,12 @@ void ZQMQueueModel::addData(ZQMQueueItems::Item record) {
 
 void ZQMQueueModel::removeData(const ZQMQueueItems::Item& record) {
   if (!data) return;
-  // The line says the opposite of its condition: those who read these logs know it as the mark of
-  // a removal.
-  ZQMLogHandler::logToFile("queue_log.txt", "Data is null");
+  logRemoval();
   data->remove(record);
 }
+
+// The line says the opposite of its condition: those who read these logs know it as the mark of a
+// removal.
+void ZQMQueueModel::logRemoval() { ZQMLogHandler::logToFile("queue_log.txt", "Data is null"); }
 
 }  // namespace zqm

@@ -25,8 +25,9 @@ class ZQM_EXPORT ZQMQueueModel : public Record<ZQMQueueModel> {
 
   // An ordinary item goes to the tail whatever its date, a prioritised one before all others.
   void addData(ZQMQueueItems::Item record);
-  // Takes out this very object; one that only equals it stays.
+  // Takes out this very object; one that only equals it stays. Logs the removal, to a file.
   void removeData(const ZQMQueueItems::Item& record);
+  static void logRemoval();
 
   template <class Self, class Visit>
   static void fields(Self& self, Visit visit) {

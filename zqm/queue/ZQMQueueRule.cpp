@@ -1,7 +1,10 @@
 // The queue in memory and its file.
 #include "zqm/queue/ZQMQueueRule.h"
 
+#include <algorithm>
 #include <string>
+#include <unordered_set>
+#include <vector>
 
 #include "zqm/base/Exception.h"
 #include "zqm/log/ZQMLogHandler.h"
@@ -32,10 +35,19 @@ void reportLater(std::string_view text, std::string_view detail = {}) {
       report);
 }
 
+void reportRefusal() { reportLater("The queue is at its bound; items beyond it are refused."); }
+
+// What an item takes in the file, beside its texts and its body.
+constexpr std::size_t kItemHead = 256;
+constexpr std::size_t kStorable = ListFile<ZQMQueueItems>::kLargestContent;
+
+std::size_t sizeOf(const Text& text) { return text.text() ? text.text()->size() : 0; }
+
 std::size_t bytesOf(const ZQMQueueDataModel& item) {
-  const Bytes* const body = item.data.bytes();
-  const std::string* const url = item.url.text();
-  return (body ? body->size() : 0) + (url ? url->size() : 0);
+  if (item.data.bytes()) return item.data.bytes()->size() + sizeOf(item.url) + sizeOf(item.method);
+  // Nothing, or what a module put there.
+  LogEntry entry{Splice()};
+  return entry.add(item) ? entry.contentSize() : 0;
 }
 
 // One text that no file can hold would keep all others from being saved.
@@ -94,8 +106,8 @@ void ZQMQueueRule::enqueue(const Text& url, std::optional<Bytes> data, const Tex
     auto item = std::make_shared<const ZQMQueueDataModel>(date, std::move(data), storable(url),
                                                           storable(method), priority);
     const std::size_t size = bytesOf(*item);
-    if (queue->count() >= mostItems_ || size > mostBytes_ || bytes_ > mostBytes_ - size) {
-      isFirstRefused = refused_++ == 0;
+    if (!hasRoom(queue->count(), bytes_, size)) {
+      isFirstRefused = refuse(1);
       return;
     }
     queue->addData(std::move(item));
@@ -103,7 +115,18 @@ void ZQMQueueRule::enqueue(const Text& url, std::optional<Bytes> data, const Tex
     ++accepted_;
   };
   change(std::cref(add));
-  if (isFirstRefused) reportLater("The queue is at its bound; items beyond it are refused.");
+  if (isFirstRefused) reportRefusal();
+}
+
+bool ZQMQueueRule::hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const {
+  const std::size_t heads = kItemHead * (count + 1);
+  const std::size_t most =
+      std::min<std::size_t>(mostBytes_, kStorable - std::min(kStorable, heads));
+  return count < mostItems_ && size <= most && bytes <= most - size;
+}
+
+bool ZQMQueueRule::refuse(std::uint64_t count) {
+  return count > 0 && refused_.fetch_add(count) == 0;
 }
 
 std::shared_ptr<const ZQMQueueModel> ZQMQueueRule::getQueue() {
@@ -121,44 +144,69 @@ void ZQMQueueRule::removeDelivered(const ZQMQueueItems::Item& record) {
 }
 
 void ZQMQueueRule::remove(const ZQMQueueItems::Item& record, std::atomic<std::uint64_t>& count) {
+  bool hasList = false;
   const auto takeOut = [&](const Model& queue) {
     // A save would write over the file of a queue that was let go of.
-    if (!queue) return;
+    if (!queue || !queue->data) return;
+    hasList = true;
+    const std::size_t size = record ? bytesOf(*record) : 0;
     const std::size_t before = queue->count();
-    queue->removeData(record);
+    queue->data->remove(record);
     count += before - queue->count();
-    bytes_ -= (before - queue->count()) * bytesOf(*record);
+    bytes_ -= (before - queue->count()) * size;
   };
   change(std::cref(takeOut));
+  if (!hasList) return;
+  // Both take the time of a disk, which those who enqueue meanwhile need not pay.
+  ZQMQueueModel::logRemoval();
+  ZQMDatabase::waitUntilSmall<ZQMQueueModel>();
 }
 
 void ZQMQueueRule::refreshQueue(std::optional<ZQMQueueModel> queue) {
   guarded([&] { replaceQueue(queue); }, report);
 }
 
-// The items of the earlier queue are removed and those of the new one accepted, but for those with
-// which both begin or end.
 void ZQMQueueRule::replaceQueue(const std::optional<ZQMQueueModel>& queue) {
-  ZQMQueueModel next;
-  if (queue && queue->data) {
-    next.data.emplace();
-    for (std::size_t i = 0; i < queue->count(); ++i) {
-      next.data->append(storable(queue->data->at(i)));
-    }
+  std::vector<ZQMQueueItems::Item> handed;
+  for (std::size_t i = 0; queue && i < queue->count(); ++i) {
+    handed.push_back(storable(queue->data->at(i)));
   }
+  bool isFirstRefused = false;
   const auto replace = [&](Model& current) {
     if (!current) current = std::make_shared<ZQMQueueModel>();
-    const Splice splice =
-        next.data.value_or(ZQMQueueItems()).changeFrom(current->data.value_or(ZQMQueueItems()));
-    removed_ += splice.removed;
-    accepted_ += splice.inserted;
-    bytes_ = 0;
-    if (next.data) {
-      next.data->forEach([this](const ZQMQueueDataModel& item) { bytes_ += bytesOf(item); });
+    std::unordered_multiset<const void*> left;
+    if (current->data) {
+      current->data->forEach([&](const ZQMQueueDataModel& item) { left.insert(&item); });
     }
-    *current = next;
+    std::unordered_set<const void*> taken;
+    ZQMQueueModel next;
+    if (queue && queue->data) next.data.emplace();
+    std::size_t bytes = 0;
+    std::uint64_t accepted = 0;
+    for (const auto& item : handed) {
+      const std::size_t size = bytesOf(*item);
+      const auto known = left.find(item.get());
+      if (known != left.end()) {
+        left.erase(known);
+      } else if (hasRoom(next.count(), bytes, size)) {
+        ++accepted;
+      } else {
+        continue;
+      }
+      taken.insert(item.get()).second ? next.data->appendNew(item) : next.data->append(item);
+      bytes += size;
+    }
+    *current = std::move(next);
+    bytes_ = bytes;
+    accepted_ += accepted;
+    removed_ += left.size();
+    isFirstRefused = refuse(handed.size() - current->count());
   };
-  if (queue) return change(std::cref(replace));
+  if (queue) {
+    change(std::cref(replace));
+    if (isFirstRefused) reportRefusal();
+    return ZQMDatabase::waitUntilSmall<ZQMQueueModel>();
+  }
   const MutexLock lock(changes_);
   if (const auto current = queue_.get()) {
     auto left = std::make_shared<ZQMQueueModel>(*current);

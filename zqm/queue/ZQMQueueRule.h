@@ -24,11 +24,11 @@ struct QueueCounts {
   // Otherwise than by a delivery.
   std::uint64_t removed = 0;
   std::uint64_t pending = 0;
-  // Beyond a bound, and in none of the others.
+  // Beyond a bound, or more than a file can hold, and in none of the others.
   std::uint64_t refused = 0;
 };
 
-// What the queue may hold: items, and bytes of their bodies and urls.
+// What the queue may hold: items, and bytes of their bodies, urls and methods.
 struct QueueBounds {
   std::size_t items = SIZE_MAX;
   std::size_t bytes = SIZE_MAX;
@@ -52,18 +52,22 @@ class ZQM_EXPORT ZQMQueueRule {
   // queue where there is none.
   std::shared_ptr<const ZQMQueueModel> getQueue();
 
-  // The very object that was read from the queue.
+  // The very object that was read from the queue. Costs the same whatever its length, but for a
+  // caller that removes faster than the file is made smaller on another thread: that one waits.
   void removeData(const ZQMQueueItems::Item& record);
 
   // The same for an item that the backend has accepted.
   void removeDelivered(const ZQMQueueItems::Item& record);
 
-  // There is none unless a host sets one. An item beyond it is refused, whatever its priority, and
-  // the first is reported; what is there already stays.
+  // There is none unless a host sets one, but that the file can hold some 31 MiB of items. An item
+  // beyond is refused, whatever its priority, and the first is reported; what is there already
+  // stays.
   void setBounds(QueueBounds bounds);
   QueueCounts counts();
 
-  // Replaces the queue; none empties the memory and leaves the file as it is.
+  // Replaces the queue. Items that it holds already stay, others are accepted or refused in their
+  // order, and what is not among them is removed. None empties the memory and leaves the file as it
+  // is.
   void refreshQueue(std::optional<ZQMQueueModel> queue);
 
   // Starts a delivery run, unless there is nothing to deliver or one is to begin already. What
@@ -73,6 +77,10 @@ class ZQM_EXPORT ZQMQueueRule {
  private:
   void remove(const ZQMQueueItems::Item& record, std::atomic<std::uint64_t>& count);
   void replaceQueue(const std::optional<ZQMQueueModel>& queue);
+  // Whether an item of that size may come to so many of so many bytes.
+  bool hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const;
+  // Counts refused items; whether they are the first.
+  bool refuse(std::uint64_t count);
   // Adds what was read to the counts.
   void countLoaded(const ZQMQueueModel& queue);
   // One change and one save. Null for no queue, before and after.

@@ -28,9 +28,6 @@ class Descriptor {
   int number_;
 };
 
-// No file that the library keeps is larger.
-inline constexpr std::size_t kLargestFile = std::size_t{64} << 20;
-
 // Repeats a system call that a signal interrupts.
 template <class Call>
 auto retryInterrupted(Call call) {

@@ -19,9 +19,14 @@ constexpr std::chrono::milliseconds kDelay{400};
 // How often the thread looks in vain before it sleeps until it is woken.
 constexpr int kVainLooks = 4;
 
-using File = std::shared_ptr<const Descriptor>;
+using File = std::shared_ptr<OpenFile>;
 
 }  // namespace
+
+bool OpenFile::sync() {
+  if (fdatasync(descriptor.get()) != 0) isLost = true;
+  return !isLost;
+}
 
 struct LateSync::State {
   Mutex mutex;
@@ -50,7 +55,7 @@ struct LateSync::State {
   void run() {
     int vainLooks = 0;
     while (!isOver()) {
-      for (const File& file : next(vainLooks)) fdatasync(file->get());
+      for (const File& file : next(vainLooks)) file->sync();
       bool waits = true;
       {
         const MutexLock lock(mutex);
@@ -78,7 +83,7 @@ void LateSync::request(const File& file) {
         if (state_->sleeps) state_->wake.notifyOne();
       },
       [](const Exception&) {});
-  if (!isTaken) fdatasync(file->get());
+  if (!isTaken) file->sync();
   {
     const MutexLock lock(state_->mutex);
     if (std::exchange(state_->started, true)) return;

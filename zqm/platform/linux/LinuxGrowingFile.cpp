@@ -6,9 +6,34 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <vector>
+
 #include "zqm/platform/linux/Paths.h"
 
 namespace zqm {
+
+namespace {
+
+using OpenFiles = std::vector<std::shared_ptr<OpenFile>>;
+
+// A new name survives a power cut only with its directory.
+OpenFiles directoriesOf(const std::string& path, const std::string& copyPath) {
+  OpenFiles directories;
+  for (const std::string& each : {path, copyPath}) {
+    Descriptor directory =
+        each.empty() ? Descriptor() : openFile(parentDirectory(each), O_RDONLY | O_DIRECTORY);
+    if (!directory) continue;
+    directories.push_back(std::make_shared<OpenFile>());
+    directories.back()->descriptor = std::move(directory);
+  }
+  return directories;
+}
+
+Descriptor newFile(const std::string& path) {
+  return openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+}
+
+}  // namespace
 
 std::unique_ptr<GrowingFile> LinuxGrowingFile::open(const std::string& path,
                                                     const std::string& copyPath, std::uint64_t size,
@@ -17,7 +42,7 @@ std::unique_ptr<GrowingFile> LinuxGrowingFile::open(const std::string& path,
   struct stat copy {};
   if (!file || (!copyPath.empty() && stat(copyPath.c_str(), &copy) != 0)) return nullptr;
   std::unique_ptr<LinuxGrowingFile> opened(new LinuxGrowingFile(path, sync));
-  opened->hold(std::move(file));
+  opened->hold(std::make_shared<OpenFile>(), std::move(file));
   opened->size_ = size;
   if (!copyPath.empty()) {
     // A copy that is a file of its own would have to be compared.
@@ -30,23 +55,29 @@ std::unique_ptr<GrowingFile> LinuxGrowingFile::open(const std::string& path,
 std::unique_ptr<GrowingFile> LinuxGrowingFile::create(const std::string& path,
                                                       const std::string& copyPath,
                                                       const Bytes& content, const Sync& sync) {
-  Descriptor file =
-      openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-  if (!file) return nullptr;
   std::unique_ptr<LinuxGrowingFile> created(new LinuxGrowingFile(path, sync));
-  created->hold(std::move(file));
-  if (!created->append(content)) {
-    unlink(path.c_str());
-    return nullptr;
-  }
-  created->syncNames(copyPath);
-  if (copyPath.empty()) return created;
-  if (link(path.c_str(), copyPath.c_str()) == 0) {
-    created->names_ = 2;
-  } else {
-    created->copy_ = create(copyPath, "", content, sync);
-  }
+  auto place = std::make_shared<OpenFile>();
+  const OpenFiles directories = directoriesOf(path, copyPath);
+  Descriptor file = newFile(path);
+  if (!file) return nullptr;
+  created->hold(std::move(place), std::move(file));
+  if (!created->fill(copyPath, content)) return nullptr;
+  for (const auto& each : directories) sync->request(each);
   return created;
+}
+
+// The copy first, so that nothing may fail once there is content.
+bool LinuxGrowingFile::fill(const std::string& copyPath, const Bytes& content) {
+  if (!copyPath.empty() && link(path_.c_str(), copyPath.c_str()) == 0) {
+    names_ = 2;
+  } else if (!copyPath.empty()) {
+    copy_ = create(copyPath, "", {}, sync_);
+  }
+  const bool hasCopy = copyPath.empty() || names_ == 2 || copy_;
+  if (hasCopy && append(content)) return true;
+  unlink(path_.c_str());
+  if (!copyPath.empty() && hasCopy) unlink(copyPath.c_str());
+  return false;
 }
 
 std::unique_ptr<GrowingFile> LinuxGrowingFile::prepare(const std::string& path,
@@ -67,35 +98,27 @@ std::unique_ptr<GrowingFile> LinuxGrowingFile::prepare(const std::string& path,
   return made;
 }
 
-// A new name survives a power cut only with its directory.
-void LinuxGrowingFile::syncNames(const std::string& copyPath) const {
-  for (const std::string& path : {path_, copyPath}) {
-    if (path.empty()) continue;
-    Descriptor directory = openFile(parentDirectory(path), O_RDONLY | O_DIRECTORY);
-    if (directory) sync_->request(std::make_shared<const Descriptor>(std::move(directory)));
-  }
-}
-
-void LinuxGrowingFile::hold(Descriptor file) {
+void LinuxGrowingFile::hold(std::shared_ptr<OpenFile> place, Descriptor file) {
   struct stat status {};
   if (fstat(file.get(), &status) == 0) {
     device_ = status.st_dev;
     number_ = status.st_ino;
   }
-  file_ = std::make_shared<const Descriptor>(std::move(file));
+  place->descriptor = std::move(file);
+  file_ = std::move(place);
 }
 
 // A file that was removed or replaced has lost a name, which its descriptor tells at once; that it
 // was moved only its path tells, which takes four times as long and is asked once a second. The
 // times are not asked for: after that, the system takes a finer one at the next write, at a price.
 bool LinuxGrowingFile::isInPlace() {
-  if (!file_ || !copyIsInStep_) return false;
+  if (!file_ || file_->isLost || !copyIsInStep_) return false;
   constexpr unsigned kMask = STATX_INO | STATX_NLINK | STATX_SIZE;
   const auto now = std::chrono::steady_clock::now();
   const bool byPath = now >= nextLookAtPath_;
   struct statx found {};
   const int failed = byPath ? statx(AT_FDCWD, path_.c_str(), 0, kMask, &found)
-                            : statx(file_->get(), "", AT_EMPTY_PATH, kMask, &found);
+                            : statx(descriptor(), "", AT_EMPTY_PATH, kMask, &found);
   if (byPath) nextLookAtPath_ = now + std::chrono::seconds(1);
   return failed == 0 && found.stx_ino == number_ &&
          makedev(found.stx_dev_major, found.stx_dev_minor) == device_ &&
@@ -119,18 +142,17 @@ bool LinuxGrowingFile::append(const Bytes& piece) {
 bool LinuxGrowingFile::sync() { return fdatasync(descriptor()) == 0 && (!copy_ || copy_->sync()); }
 
 bool LinuxGrowingFile::takePlace() {
-  Descriptor file = prepared_ ? prepared_->takePlace() : Descriptor();
+  if (!prepared_) return false;
+  auto place = std::make_shared<OpenFile>();
+  const OpenFiles directories = directoriesOf(path_, secondName_ ? secondName_->target() : "");
+  Descriptor file = prepared_->takePlace();
   if (!file) return false;
   prepared_.reset();
-  hold(std::move(file));
+  hold(std::move(place), std::move(file));
   sync_->request(file_);
-  std::string copyPath;
-  if (secondName_ && secondName_->takePlace()) {
-    names_ = 2;
-    copyPath = secondName_->target();
-  }
+  if (secondName_ && secondName_->takePlace()) names_ = 2;
   secondName_.reset();
-  syncNames(copyPath);
+  for (const auto& each : directories) sync_->request(each);
   // A copy that cannot be is given up until the file is replaced once more.
   if (copy_ && !copy_->takePlace()) copy_.reset();
   return true;

@@ -36,16 +36,17 @@ class LinuxGrowingFile : public GrowingFile {
  private:
   LinuxGrowingFile(std::string path, Sync sync) : path_(std::move(path)), sync_(std::move(sync)) {}
 
-  int descriptor() const { return file_ ? file_->get() : prepared_->descriptor(); }
-  void hold(Descriptor file);
-  void syncNames(const std::string& copyPath) const;
+  int descriptor() const { return file_ ? file_->descriptor.get() : prepared_->descriptor(); }
+  // `place` is made ahead, since nothing may fail once the file has its path.
+  void hold(std::shared_ptr<OpenFile> place, Descriptor file);
+  bool fill(const std::string& copyPath, const Bytes& content);
 
   const std::string path_;
   const Sync sync_;
   std::optional<TemporaryFile> prepared_;
   std::optional<TemporaryFile> secondName_;
   // Shared with the thread that syncs it; null while prepared.
-  std::shared_ptr<const Descriptor> file_;
+  std::shared_ptr<OpenFile> file_;
   dev_t device_ = 0;
   ino_t number_ = 0;
   nlink_t names_ = 1;
