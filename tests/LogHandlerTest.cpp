@@ -96,7 +96,7 @@ TEST_F(LogHandlerTest, ReportThatCannotBeBuiltOrSentIsDroppedAndNotReportedItsel
   EXPECT_EQ(reports().size(), 1U);
 }
 
-TEST_F(LogHandlerTest, OldestEntriesGoFirstAtTheBoundOfAFileWhichIsReportedOnce) {
+TEST_F(LogHandlerTest, OldestEntriesGoFirstAtTheBoundWhichIsReportedOnceForEachFile) {
   ZQMLogHandler::setFileBound(100);
   for (const char* text : {"one", "two", "three", "four"}) log(text);
   EXPECT_EQ(content().size(), 96U);
@@ -104,8 +104,12 @@ TEST_F(LogHandlerTest, OldestEntriesGoFirstAtTheBoundOfAFileWhichIsReportedOnce)
   const std::string before = content();
   log(std::string(100, 'x'));
   EXPECT_EQ(content(), before);
-  process->drain();
   EXPECT_EQ(reports().size(), 1U);
+  ZQMLogHandler::setFileBound(40);
+  log(std::string(100, 'x'));
+  EXPECT_EQ(content(), "\n\n2024-03-05T15:10:00-03:00 four");
+  ZQMLogHandler::logToFile("other.txt", std::string(100, 'x'));
+  EXPECT_EQ(reports().size(), 2U);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// All that a plain host application includes.
+// All that a plain host application includes. Bounds and counts of the send queue are in
+// zqm/queue/ZQMQueueRule.h, the bound of log files in zqm/log/ZQMLogHandler.h.
 #pragma once
 
 #include "zqm/base/Version.h"

@@ -2,6 +2,7 @@
 #include "zqm/log/ZQMLogHandler.h"
 
 #include <atomic>
+#include <set>
 #include <vector>
 
 #include "zqm/base/Mutex.h"
@@ -24,7 +25,9 @@ constexpr std::string_view kSeparator = "\n\n";
 PerProcess<Mutex> fileLock;
 
 PerProcess<std::atomic<std::size_t>> fileBound;
-PerProcess<std::atomic<bool>> boundIsReported;
+
+// The files whose bound is reported; under the lock.
+PerProcess<std::set<std::string>> reportedFiles;
 
 // True while this thread builds or sends a report: what fails on the way is not reported again.
 thread_local bool reporting = false;
@@ -76,27 +79,32 @@ bool shorten(std::string& content, std::size_t bound) {
   return start > 0;
 }
 
-// Whether the bound was met.
+// Whether the file's bound is met for the first time.
 bool appendEntry(const std::string& fileName, std::string_view text) {
   const Date now = platform().clock->now();
-  std::string content(kSeparator);
-  content.append(toString(now)).append(" ").append(text);
+  std::string entry(kSeparator);
+  entry.append(toString(now)).append(" ").append(text);
   const auto container = ZQMUtils::getURLGroupContainer();
-  if (!container || !isValidUtf8(content)) return false;
+  if (!container || !isValidUtf8(entry)) return false;
   const std::string path = *container + "/" + fileName;
   Files& files = *platform().files;
   const MutexLock lock(*fileLock);
+  std::string content;
   if (const auto existing = ZQMUtils::dataToString(files.read(path))) {
     // Without any kept entry the joined history is empty and leaves its separator in front.
-    content.insert(0, std::string(kSeparator) + keptEntries(*existing, addDay(now, -kDaysKept)));
+    content.append(kSeparator).append(keptEntries(*existing, addDay(now, -kDaysKept)));
   }
   // 0 until a host sets one.
   const std::size_t bound = *fileBound;
-  const bool isShortened = bound > 0 && shorten(content, bound);
-  if (content.empty() || !files.writeAtomically(path, toBytes(content))) return isShortened;
-  const auto documents = platform().directories->documents();
-  if (documents) files.writeAtomically(*documents + "/" + fileName, toBytes(content));
-  return isShortened;
+  const bool isTooLarge = bound > 0 && entry.size() > bound;
+  if (isTooLarge) entry.clear();
+  const bool isShortened = bound > 0 && shorten(content, bound - entry.size());
+  content.append(entry);
+  if (files.writeAtomically(path, toBytes(content))) {
+    const auto documents = platform().directories->documents();
+    if (documents) files.writeAtomically(*documents + "/" + fileName, toBytes(content));
+  }
+  return (isTooLarge || isShortened) && reportedFiles->insert(fileName).second;
 }
 
 std::string headersText(const std::vector<HttpHeader>& headers) {
@@ -111,12 +119,16 @@ void ZQMLogHandler::logToDebugWithText(std::string_view) {}
 
 void ZQMLogHandler::logToFile(const std::string& fileName, std::string_view text) {
   if (!ZQMCore::isInDebugMode()) return;
-  bool isShortened = false;
-  guarded([&] { isShortened = appendEntry(fileName, text); }, [](const Exception&) {});
-  if (!isShortened || boundIsReported->exchange(true)) return;
-  logException(Exception(kInternalInconsistencyException,
-                         "A log file is at its bound; its oldest entries go first."),
-               kCoreModule, 4);
+  guarded(
+      [&] {
+        if (!appendEntry(fileName, text)) return;
+        logException(Exception(kInternalInconsistencyException,
+                               "The log file " + fileName +
+                                   " is at its bound; its oldest entries go first, and an entry "
+                                   "that is larger by itself is not written."),
+                     kCoreModule, 4);
+      },
+      [](const Exception&) {});
 }
 
 void ZQMLogHandler::setFileBound(std::size_t bytes) { *fileBound = bytes; }

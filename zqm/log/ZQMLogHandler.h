@@ -29,7 +29,8 @@ class ZQM_EXPORT ZQMLogHandler {
   static void logToFile(const std::string& fileName, std::string_view text);
 
   // How large a log file may be, in bytes; 0, as long as no host sets a bound, for none. The oldest
-  // entries go first, which is reported once; an entry that is larger by itself is not written.
+  // entries go first, which is reported once for each; an entry that is larger by itself is not
+  // written.
   static void setFileBound(std::size_t bytes);
 
   // Writes one HTTP exchange to "log_http.txt". `time` is in seconds.
