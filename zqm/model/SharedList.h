@@ -35,7 +35,7 @@ class SharedList {
   // Throws "NSRangeException" past the end.
   Item at(std::size_t index) const {
     std::size_t left = index;
-    for (std::size_t i = 0; i < partCount(); ++i) {
+    for (std::size_t i = partBefore(left); i < partCount(); ++i) {
       if (left < part(i).size()) return part(i).begin()[left];
       left -= part(i).size();
     }
@@ -97,7 +97,7 @@ class SharedList {
   // The elements from `index` on, `count` of them.
   template <class Visit>
   void forEach(std::size_t index, std::size_t count, Visit visit) const {
-    for (std::size_t i = 0; i < partCount() && count > 0; ++i) {
+    for (std::size_t i = partBefore(index); i < partCount() && count > 0; ++i) {
       const std::size_t skipped = std::min(index, part(i).size());
       const std::size_t end = std::min(part(i).size(), skipped + count);
       for (std::size_t j = skipped; j < end; ++j) visit(*part(i).begin()[j]);
@@ -199,6 +199,15 @@ class SharedList {
   const Part& part(std::size_t index) const {
     if (index == 0) return first_;
     return index + 1 == partCount() ? last_ : (*middle_)[index - 1];
+  }
+
+  // Where to look for an element from: the last part for one that is there, the first for others.
+  // The index becomes one from there.
+  std::size_t partBefore(std::size_t& index) const {
+    const std::size_t before = size_ - last_.size();
+    if (index < before) return 0;
+    index -= before;
+    return partCount() - 1;
   }
 
   const Part& partFromEnd(std::size_t index) const { return part(partCount() - 1 - index); }
