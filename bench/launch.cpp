@@ -8,6 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "bench/Authorities.h"
 #include "bench/PendingQueue.h"
@@ -25,6 +26,7 @@ constexpr std::size_t kPending = 10000;
 constexpr int kLaunches = 9;
 constexpr int kIdleLaunches = 2;
 constexpr int kExecs = 25;
+constexpr std::chrono::milliseconds kRest{1500};
 
 using Figures = std::map<std::string, std::vector<double>>;
 
@@ -50,6 +52,8 @@ class Launches {
           {.mainPackage = sandbox_.hostPackage().string(), .userDataDirectory = data.path()}));
       const Process::Scope scope(process);
       ZQMQueueRule::sharedInstance().refreshQueue(pendingQueue(pending));
+      // Until the disk has it, so that the launch does not share a processor with that.
+      std::this_thread::sleep_for(kRest);
     }
     std::vector<std::string> arguments = {sandbox_.hostPackage(), data.path(),
                                           sandbox_.applicationIdFile(), authorities_.file()};

@@ -43,7 +43,8 @@ std::vector<std::string> Account::close(const ZQMQueueModel& pending, const Queu
     faults.push_back("item " + std::to_string(number) + " is lost");
   }
   for (const Number number : left) {
-    if (!open_.contains(number)) faults.push_back("item " + std::to_string(number) + " is back");
+    const bool isBack = !open_.contains(number) || gone_.contains(number);
+    if (isBack) faults.push_back("item " + std::to_string(number) + " is back");
   }
   expect("pending", counts.pending, left.size());
   expect("pending, by the list", pending.count(), left.size());

@@ -8,12 +8,14 @@
 namespace zqm::testing {
 namespace {
 
-// Sanitizers have much to look through at the end.
+// Sanitizers have much to look through at the end, and other tests run meanwhile.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr double kLimitMs = 5000;
+constexpr double kUsualMs = 1000;
 #else
-constexpr double kLimitMs = 50;
+constexpr double kUsualMs = 50;
 #endif
+// Less than any wait of the library for a server.
+constexpr double kWorstMs = 5000;
 
 TEST(ExitTest, DISABLED_Ends) { soak::runExitHost(); }
 
@@ -29,8 +31,8 @@ TEST(ExitTest, ProcessEndsAtOnceAndWithItsCodeWhateverIsUnderWay) {
       took.push_back(outcome.took.count());
     }
     std::ranges::sort(took);
-    // The worst of them tells of the machine.
-    EXPECT_LT(took[took.size() / 2], kLimitMs) << situation;
+    EXPECT_LT(took[took.size() / 2], kUsualMs) << situation;
+    EXPECT_LT(took.back(), kWorstMs) << situation;
   }
 }
 

@@ -125,6 +125,9 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"Close", {.misbehaviour = Misbehaviour::closeBeforeReply}},
         Fault{"ResetBefore", {.misbehaviour = Misbehaviour::resetBeforeReply}},
         Fault{"ResetWithin", {.body = body, .misbehaviour = Misbehaviour::resetWithinReply}},
+        // The client may have read it all by then, or nothing.
+        Fault{"ResetAfter",
+              {.status = 500, .body = body, .misbehaviour = Misbehaviour::resetAfterReply}},
         Fault{"Stall", {.misbehaviour = Misbehaviour::stall}, true},
         Fault{"StallWithin", {.body = body, .misbehaviour = Misbehaviour::stallWithinReply}, true},
         Fault{"Drip", {.body = body, .misbehaviour = Misbehaviour::slowDrip, .delay = 20ms}, true},
