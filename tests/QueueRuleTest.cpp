@@ -131,6 +131,8 @@ TEST_F(QueueRuleTest, EveryItemIsCountedOnceAndOneBeyondABoundIsRefused) {
   handed.addData(rule().getQueue()->data->at(0));
   handed.addData(std::make_shared<ZQMQueueDataModel>(kNow, Bytes(22), "h", "PUT", false));
   handed.addData(std::make_shared<ZQMQueueDataModel>(kNow, Bytes(23), "i", "PUT", false));
+  handed.addData(nullptr);
+  handed.data->append(nullptr);
   rule().setBounds({.bytes = 39});
   rule().refreshQueue(handed);
   EXPECT_EQ(urls(), (Urls{"a", "h"}));

@@ -17,6 +17,7 @@ ZQMQueueItems ZQMQueueModel::arrayToData(const List& dictionaries) {
 }
 
 void ZQMQueueModel::addData(ZQMQueueItems::Item record) {
+  if (!record) return;
   if (!data) data.emplace();
   if (record->priority) return data->prepend(std::move(record));
   // First in, first out: a copy sorted by date would be thrown away unseen, and "earlier or equal"

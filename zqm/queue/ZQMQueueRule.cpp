@@ -169,7 +169,7 @@ void ZQMQueueRule::refreshQueue(std::optional<ZQMQueueModel> queue) {
 void ZQMQueueRule::replaceQueue(const std::optional<ZQMQueueModel>& queue) {
   std::vector<ZQMQueueItems::Item> handed;
   for (std::size_t i = 0; queue && i < queue->count(); ++i) {
-    handed.push_back(storable(queue->data->at(i)));
+    if (const auto item = queue->data->at(i)) handed.push_back(storable(item));
   }
   bool isFirstRefused = false;
   const auto replace = [&](Model& current) {

@@ -66,7 +66,8 @@ std::unique_ptr<GrowingFile> LinuxGrowingFile::create(const std::string& path,
   return created;
 }
 
-// The copy first, so that nothing may fail once there is content.
+// The copy first, so that nothing may fail once there is content. What stays without content reads
+// as never written; to remove it could hit a file that somebody else has put there meanwhile.
 bool LinuxGrowingFile::fill(const std::string& copyPath, const Bytes& content) {
   if (!copyPath.empty() && link(path_.c_str(), copyPath.c_str()) == 0) {
     names_ = 2;
@@ -74,10 +75,7 @@ bool LinuxGrowingFile::fill(const std::string& copyPath, const Bytes& content) {
     copy_ = create(copyPath, "", {}, sync_);
   }
   const bool hasCopy = copyPath.empty() || names_ == 2 || copy_;
-  if (hasCopy && append(content)) return true;
-  unlink(path_.c_str());
-  if (!copyPath.empty() && hasCopy) unlink(copyPath.c_str());
-  return false;
+  return hasCopy && append(content);
 }
 
 std::unique_ptr<GrowingFile> LinuxGrowingFile::prepare(const std::string& path,
