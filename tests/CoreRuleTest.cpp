@@ -1,10 +1,14 @@
-// The start check against a scripted backend: what is sent, stored, reported and run.
+// The start: whether it is due, what is sent to a scripted backend, stored and reported, and which
+// handlers and kit modules are run.
 #include "zqm/core/ZQMCoreRule.h"
 
-#include "tests/support/FakePlatform.h"
+#include <latch>
+
 #include "tests/support/Integrator.h"
 #include "zqm/base/Exception.h"
+#include "zqm/core/StartDecision.h"
 #include "zqm/core/ZQMCore.h"
+#include "zqm/core/ZQMCoreModule.h"
 #include "zqm/core/ZQMUserModel.h"
 #include "zqm/core/ZQMUserRule.h"
 #include "zqm/endpoints/ZQMEndPoint.h"
@@ -23,6 +27,24 @@ std::string acceptance(const std::string& euid) {
   return writeJson(Dictionary{{"euid", euid}, {"endpoints", Dictionary{{"config", config}}}}).text;
 }
 
+struct Kit : ZQMCoreModule {
+  explicit Kit(std::string& order) : starts(order) {}
+  void start() override { starts += "k"; }
+  std::string& starts;
+};
+
+// Of an installation that the backend has accepted.
+StartFacts acceptedFacts() {
+  ZQMUserModel user;
+  user.advertisingId = "device";
+  user.appId = "app";
+  user.started = true;
+  user.startedDate = kNow;
+  user.startedSdkVersion = "1.2.3";
+  user.startedAppVersion = "3.1";
+  return {user, "device", "protected", "app", "1.2.3", "3.1", kNow};
+}
+
 class CoreRuleTest : public Fixture {
  protected:
   CoreRuleTest() {
@@ -30,9 +52,6 @@ class CoreRuleTest : public Fixture {
     answer(FakeHttp::answered(200, acceptance("e-1")));
   }
 
-  void answer(const HttpExchange& exchange) {
-    fakes.http->answer = [=](const HttpRequest&) { return exchange; };
-  }
   void updateApplication() { fakes.packages->main->info.set("CFBundleShortVersionString", "3.2"); }
 
   // Starts and waits for the end of all that follows; answers how often the handler ran.
@@ -144,6 +163,83 @@ TEST_F(CoreRuleTest, ThrowingHandlerIsReportedOnceAndKeepsLaterStartsFromBeingSc
   EXPECT_EQ(start(), 0);
   relaunch();
   EXPECT_EQ(start(), 1);
+}
+
+TEST_F(CoreRuleTest, CallsWhileAStartIsPendingJoinItInOrder) {
+  std::latch gate(1);
+  fakes.http->answer = [&](const HttpRequest&) {
+    gate.wait();
+    return FakeHttp::answered(200, acceptance("e-1"));
+  };
+  const Text appId = protectedText("app-7");
+  std::string order;
+  ZQMCore::start(appId, [&] { order += "a"; });
+  ZQMCore::start(appId, [&] { order += "b"; });
+  const auto kit = std::make_shared<Kit>(order);
+  ZQMCore::startWithAppId(appId, {kit, nullptr, kit});
+  ZQMCore::start(appId, nullptr);
+  EXPECT_EQ(order, "");
+  gate.count_down();
+  process->drain();
+  EXPECT_EQ(order, "abkk");
+  EXPECT_EQ(asked(), 1U);
+}
+
+TEST_F(CoreRuleTest, CallsWithoutAHandlerNeverOccupyTheList) {
+  fakes.identity->advertising = "";
+  ZQMCore::start(protectedText("app-7"), nullptr);
+  process->drain();
+  fakes.identity->advertising = "A";
+  ZQMCore::start(protectedText("app-7"), nullptr);
+  EXPECT_EQ(start(), 1);
+}
+
+TEST_F(CoreRuleTest, KitModuleThatDoesNotOverrideStartIsReported) {
+  ZQMCore::startWithAppId(protectedText("app-7"), {std::make_shared<ZQMCoreModule>()});
+  ASSERT_EQ(reports().size(), 1U);
+  EXPECT_EQ(reports()[0]["message"], Value("You must override start in a subclass"));
+}
+
+TEST_F(CoreRuleTest, AcceptedStartRestsWhileIdentifierAndVersionsStay) {
+  StartFacts facts = acceptedFacts();
+  facts.now = kNow + std::chrono::years(5);
+  const auto reason = [&] { return startDecision(facts).reason; };
+  for (const Text& plainAppId : {Text("app"), Text("another"), Text()}) {
+    facts.plainAppId = plainAppId.string();
+    EXPECT_EQ(reason(), StartReason::accepted);
+    EXPECT_EQ(startDecision(facts).outcome, StartDecision::Outcome::notDue);
+  }
+  facts.appVersion = "3.2";
+  EXPECT_EQ(reason(), StartReason::appVersionChanged);
+  EXPECT_EQ(startDecision(facts).outcome, StartDecision::Outcome::due);
+  // Two absent versions are not the same one.
+  facts.user->startedSdkVersion = facts.sdkVersion = Text();
+  EXPECT_EQ(reason(), StartReason::sdkVersionChanged);
+  facts.deviceAdvertisingId = "changed";
+  EXPECT_EQ(reason(), StartReason::advertisingIdChanged);
+  // Given in plain text, an identifier is refused even for an accepted installation.
+  facts.plainAppId = facts.appId.string();
+  EXPECT_EQ(reason(), StartReason::appIdNotProtected);
+  EXPECT_EQ(startDecision(facts).outcome, StartDecision::Outcome::impossible);
+}
+
+TEST_F(CoreRuleTest, StoredIdentifiersStandInForMissingOnes) {
+  StartFacts facts = acceptedFacts();
+  facts.user->startedDate.reset();
+  facts.deviceAdvertisingId = "";
+  facts.plainAppId = "";
+  const StartDecision decision = startDecision(facts);
+  EXPECT_EQ(decision.advertisingId, Text("device"));
+  EXPECT_EQ(decision.appId, Text("app"));
+  // An identifier that does not decrypt is absent, not empty: nothing stands in for it.
+  facts.plainAppId.reset();
+  EXPECT_EQ(startDecision(facts).reason, StartReason::neverAttempted);
+  EXPECT_TRUE(startDecision(facts).appId.isAbsent());
+  facts.user->advertisingId = Text();
+  EXPECT_EQ(startDecision(facts).reason, StartReason::noAdvertisingId);
+  facts.user.reset();
+  facts.deviceAdvertisingId = "device";
+  EXPECT_EQ(startDecision(facts).reason, StartReason::appIdNotDecryptable);
 }
 
 }  // namespace

@@ -38,14 +38,13 @@ struct FakeClock : Clock {
 // Files in memory.
 struct FakeFiles : Files {
   struct Growing : GrowingFile {
-    Growing(FakeFiles& owner, std::string place, std::string copy, Bytes bytes)
-        : files(owner),
-          path(std::move(place)),
-          copyPath(std::move(copy)),
-          content(std::move(bytes)) {}
+    Growing(FakeFiles& owner, const std::string& path, const std::string& copyPath, Bytes bytes)
+        : files(owner), paths{path}, content(std::move(bytes)) {
+      if (!copyPath.empty()) paths.push_back(copyPath);
+    }
     bool isInPlace() override {
-      return hasPlace && files.read(path) == content &&
-             (copyPath.empty() || files.read(copyPath) == content);
+      const auto isSame = [this](const auto& path) { return files.read(path) == content; };
+      return hasPlace && std::ranges::all_of(paths, isSame);
     }
     bool append(const Bytes& piece) override {
       ++files.appends;
@@ -55,14 +54,12 @@ struct FakeFiles : Files {
     }
     bool sync() override { return true; }
     bool takePlace() override {
-      hasPlace = files.writeAtomically(path, content);
-      if (hasPlace && !copyPath.empty()) files.writeAtomically(copyPath, content);
+      for (const auto& path : paths) hasPlace = files.writeAtomically(path, content);
       return hasPlace;
     }
 
     FakeFiles& files;
-    const std::string path;
-    const std::string copyPath;
+    std::vector<std::string> paths;
     Bytes content;
     bool hasPlace = false;
   };
@@ -390,6 +387,11 @@ class Fixture : public ::testing::Test {
     scope.reset();
     process = std::make_unique<Process>(fakes.platform());
     scope = std::make_unique<Process::Scope>(*process);
+  }
+
+  // The backend's answer to everything.
+  void answer(const HttpExchange& exchange) {
+    fakes.http->answer = [=](const HttpRequest&) { return exchange; };
   }
 
   // What was reported to the remote log, once all work that is under way has ended.
