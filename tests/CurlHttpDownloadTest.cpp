@@ -9,11 +9,10 @@
 #include "tools/zqm/HttpServer.h"
 #include "zqm/platform/linux/CurlHttp.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::errorCode;
 using tools::HttpServer;
 using tools::Misbehaviour;
 using tools::ServerReply;
@@ -30,13 +29,13 @@ class CurlHttpDownloadTest : public ::testing::Test {
  protected:
   Downloaded download(const std::string& url) const {
     CurlHttp http(options_);
-    return testing::waited<Downloaded>([&](const std::function<void(Downloaded)>& done) {
+    return waited<Downloaded>([&](const std::function<void(Downloaded)>& done) {
       http.download({url, "GET", {}, std::nullopt}, [done](const HttpDownload& outcome) {
         const std::string& path = outcome.temporaryPath;
         if (!path.empty()) {
           EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
         }
-        done({outcome, testing::contentOf(path)});
+        done({outcome, contentOf(path)});
       });
     });
   }
@@ -48,7 +47,7 @@ class CurlHttpDownloadTest : public ::testing::Test {
     return fs::is_empty(tree_.path());
   }
 
-  testing::Tree tree_;
+  Tree tree_;
   CurlHttpOptions options_{.downloadDirectory = tree_.root()};
 };
 
@@ -122,4 +121,4 @@ TEST_F(CurlHttpDownloadTest, SuggestsOneComponentThatNamesAFile) {
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

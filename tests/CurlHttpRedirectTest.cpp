@@ -8,12 +8,9 @@
 #include "tools/zqm/HttpServer.h"
 #include "zqm/platform/linux/CurlHttp.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
 
-using testing::errorCode;
-using testing::exchange;
-using testing::get;
 using tools::HttpServer;
 using tools::ServerReply;
 using tools::ServerRequest;
@@ -84,7 +81,7 @@ TEST(CurlHttpRedirectTest, LeavesIdentityHeadersWithTheOriginTheyWereMeantFor) {
 }
 
 TEST(CurlHttpRedirectTest, StaysWithHttpsAndWithHttp) {
-  testing::TestAuthority authority;
+  TestAuthority authority;
   const HttpServer plain(asTold);
   const HttpServer secure(asTold, authority.issue("IP:127.0.0.1"));
   CurlHttp http({.authoritiesFile = authority.authoritiesFile()});
@@ -97,4 +94,4 @@ TEST(CurlHttpRedirectTest, StaysWithHttpsAndWithHttp) {
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

@@ -12,13 +12,10 @@
 #include "tests/support/TestAuthority.h"
 #include "tools/zqm/HttpServer.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::errorCode;
-using testing::exchange;
-using testing::get;
 using tools::HttpServer;
 using tools::Misbehaviour;
 using tools::ServerReply;
@@ -123,20 +120,19 @@ TEST(CurlHttpTest, SendsNothingForWhatIsNoRequest) {
 
 TEST(CurlHttpTest, UsesTheProxySetInCodeAndNeverTheEnvironments) {
   constexpr const char* kNowhere = "http://127.0.0.1:9";
-  const testing::Environment set{
-      {"http_proxy", kNowhere}, {"all_proxy", kNowhere}, {"ALL_PROXY", kNowhere}};
+  const Environment set{{"http_proxy", kNowhere}, {"all_proxy", kNowhere}, {"ALL_PROXY", kNowhere}};
   const HttpServer server(ok);
   CurlHttp direct({});
   EXPECT_FALSE(get(direct, server.url("/")).error);
-  const testing::Environment none{{"no_proxy", "*"}};
+  const Environment none{{"no_proxy", "*"}};
   CurlHttp proxied({.proxy = server.url("")});
   EXPECT_FALSE(get(proxied, "http://backend.invalid/start").error);
   EXPECT_EQ(server.requests().back().target, "http://backend.invalid/start");
 }
 
 TEST(CurlHttpTest, TrustsOnlyTheServersOfItsAuthorities) {
-  testing::TestAuthority authority;
-  const testing::TestAuthority other;
+  TestAuthority authority;
+  const TestAuthority other;
   const HttpServer server(ok, authority.issue("IP:127.0.0.1"));
   const HttpServer otherName(ok, authority.issue("DNS:backend.test"));
   const auto errorOf = [](const HttpServer& asked, const std::string& authoritiesFile) {
@@ -211,4 +207,4 @@ TEST(CurlHttpTest, EndsWhatIsInFlightWhenItIsDestroyedEvenByItsOwnCompletion) {
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

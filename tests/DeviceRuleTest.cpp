@@ -1,7 +1,7 @@
 // The device module against a scripted backend: what is sent, stored, reported and run.
 #include "zqm/device/ZQMDeviceRule.h"
 
-#include <future>
+#include <latch>
 
 #include "tests/support/FakePlatform.h"
 #include "zqm/base/Exception.h"
@@ -10,14 +10,12 @@
 #include "zqm/device/ZQMDeviceRequest.h"
 #include "zqm/model/ZQMDatabase.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
 
-using zqm::testing::FakeHttp;
-using zqm::testing::kNow;
 using Statuses = std::vector<std::int64_t>;
 
-class DeviceRuleTest : public zqm::testing::Fixture {
+class DeviceRuleTest : public Fixture {
  protected:
   DeviceRuleTest() { answer(accepted, accepted); }
 
@@ -113,15 +111,15 @@ TEST_F(DeviceRuleTest, AnyNumberOfHoursIsDecidedWithoutOverflow) {
 }
 
 TEST_F(DeviceRuleTest, HandlersShareOneInitInTheirOrderAndOneThatThrowsKeepsLaterStartsAway) {
-  std::promise<void> gate;
-  fakes.http->answer = [opened = gate.get_future().share()](const HttpRequest&) {
-    opened.wait();
-    return FakeHttp::answered(200, "");
+  std::latch gate(1);
+  fakes.http->answer = [&](const HttpRequest&) {
+    gate.wait();
+    return accepted;
   };
   Statuses received;
   ZQMDeviceBehavior::start([&](std::int64_t status) { received.push_back(10 + status); });
   ZQMDeviceBehavior::start([&](std::int64_t status) { received.push_back(20 + status); });
-  gate.set_value();
+  gate.count_down();
   process->drain();
   EXPECT_EQ(inits(), 1U);
   EXPECT_EQ(received, (Statuses{10, 20}));
@@ -166,4 +164,4 @@ TEST_F(DeviceRuleTest, VerifyingAnUnregisteredDeviceIsTheLastVerificationOfThePr
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

@@ -14,10 +14,8 @@
 #include "zqm/platform/linux/LinuxPlatform.h"
 #include "zqm/platform/linux/LinuxSystemLog.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
-
-using testing::Tree;
 
 TEST(LinuxMainThreadTest, AThreadOfItsOwnRunsTasksInOrderPastOneThatThrows) {
   LinuxMainThread mainThread;
@@ -79,7 +77,7 @@ TEST(LinuxSystemLogTest, ATerminalShowsOneHarmlessLineAndAnythingElseNone) {
   std::string shown(4096, '\0');
   shown.resize(static_cast<std::size_t>(read(terminal.get(), shown.data(), shown.size())));
   EXPECT_EQ(shown, "missing %s container [2J forged\r\n");
-  EXPECT_EQ(testing::contentOf(tree / "errors"), "");
+  EXPECT_EQ(contentOf(tree / "errors"), "");
 }
 
 TEST(LinuxPlatformTest, AHostThatSaysNothingOrThrowsHasTheDefaults) {
@@ -110,4 +108,4 @@ TEST(LinuxPlatformTest, TheModificationProbeSeesAnEmptySystemUnlessAHostHandsOve
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

@@ -14,11 +14,8 @@
 #include "zqm/platform/linux/LinuxPower.h"
 #include "zqm/platform/linux/LinuxSurroundings.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
-
-using testing::Environment;
-using testing::Tree;
 
 class LinuxPowerTest : public ::testing::Test {
  protected:
@@ -43,8 +40,8 @@ TEST_F(LinuxPowerTest, BatteriesOfTheSystemCountAsOneAndOthersNot) {
   put("BAT2/present", "0");
   EXPECT_EQ(power.level(), -1.0F);
   EXPECT_EQ(power.state(), 0);
-  for (const auto& [status, state] : {std::pair{"Discharging", 1}, std::pair{"Charging", 2},
-                                      std::pair{"Not charging", 3}, std::pair{"nonsense", 0}}) {
+  for (const auto& [status, state] :
+       {std::pair{"Discharging", 1}, {"Charging", 2}, {"Not charging", 3}, {"nonsense", 0}}) {
     battery("BAT0", status, "2000000000");
     EXPECT_EQ(power.state(), state) << status;
   }
@@ -138,4 +135,4 @@ TEST(LinuxSurroundingsTest, FollowsAChangeOfTheSystemsZone) {
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

@@ -9,18 +9,16 @@
 #include "zqm/queue/SendDecision.h"
 #include "zqm/queue/ZQMQueueRule.h"
 
-namespace zqm {
+namespace zqm::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using zqm::testing::FakeHttp;
-using zqm::testing::kNow;
 using Numbers = std::vector<int>;
 
 constexpr int kAll = ~0;
 
 // Item "n" goes to http://queue.test/n.
-class QueueOperationTest : public zqm::testing::Fixture {
+class QueueOperationTest : public Fixture {
  protected:
   QueueOperationTest() {
     ZQMDatabase::saveObject<ZQMUserModel>(ZQMUserModel());
@@ -64,10 +62,9 @@ class QueueOperationTest : public zqm::testing::Fixture {
 
   static Numbers left() {
     Numbers numbers;
-    const auto queue = ZQMQueueRule::sharedInstance().getQueue();
-    if (!queue->data) return numbers;
-    queue->data->forEach(
-        [&](const ZQMQueueDataModel& item) { numbers.push_back(numberIn(*item.url.text())); });
+    for (const Value& item : ZQMQueueRule::sharedInstance().getQueue()->dataToArray()) {
+      numbers.push_back(numberIn(*(*item.dictionary())["url"].text()));
+    }
     return numbers;
   }
 };
@@ -169,4 +166,4 @@ TEST_F(QueueOperationTest, NothingIsSentOrScheduledWithoutAUser) {
 }
 
 }  // namespace
-}  // namespace zqm
+}  // namespace zqm::testing

@@ -30,9 +30,7 @@ inline HttpExchange exchange(Http& http, HttpRequest request) {
 }
 
 inline HttpExchange get(Http& http, const std::string& url) {
-  HttpRequest request;
-  request.url = url;
-  return exchange(http, request);
+  return exchange(http, {url, "GET", {}, std::nullopt});
 }
 
 // The error's code, or 0 for an answer.
