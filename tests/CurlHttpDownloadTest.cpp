@@ -6,17 +6,11 @@
 
 #include "tests/support/HttpClient.h"
 #include "tests/support/Tree.h"
-#include "tools/zqm/HttpServer.h"
-#include "zqm/platform/linux/CurlHttp.h"
 
 namespace zqm::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using tools::HttpServer;
-using tools::Misbehaviour;
-using tools::ServerReply;
-using tools::ServerRequest;
 namespace fs = std::filesystem;
 
 struct Downloaded {
@@ -30,7 +24,7 @@ class CurlHttpDownloadTest : public ::testing::Test {
   Downloaded download(const std::string& url) const {
     CurlHttp http(options_);
     return waited<Downloaded>([&](const std::function<void(Downloaded)>& done) {
-      http.download({url, "GET", {}, std::nullopt}, [done](const HttpDownload& outcome) {
+      http.download(getRequest(url), [done](const HttpDownload& outcome) {
         const std::string& path = outcome.temporaryPath;
         if (!path.empty()) {
           EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));

@@ -5,15 +5,9 @@
 
 #include "tests/support/HttpClient.h"
 #include "tests/support/TestAuthority.h"
-#include "tools/zqm/HttpServer.h"
-#include "zqm/platform/linux/CurlHttp.h"
 
 namespace zqm::testing {
 namespace {
-
-using tools::HttpServer;
-using tools::ServerReply;
-using tools::ServerRequest;
 
 ServerReply redirect(int status, const std::string& location) {
   return {.status = status, .headers = {{"Location", location}}, .body = "elsewhere"};

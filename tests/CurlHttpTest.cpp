@@ -10,23 +10,16 @@
 #include "tests/support/Environment.h"
 #include "tests/support/HttpClient.h"
 #include "tests/support/TestAuthority.h"
-#include "tools/zqm/HttpServer.h"
 
 namespace zqm::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using tools::HttpServer;
-using tools::Misbehaviour;
-using tools::ServerReply;
-using tools::ServerRequest;
 
 ServerReply ok(const ServerRequest& request) {
   if (request.target == "/stall") return {.misbehaviour = Misbehaviour::stall};
   return {.body = "fine"};
 }
-
-HttpRequest getRequest(const std::string& url) { return {url, "GET", {}, std::nullopt}; }
 
 TEST(CurlHttpTest, SendsMethodBodyAndLengthAsTheyAreGiven) {
   const HttpServer server(ok);

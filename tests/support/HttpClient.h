@@ -1,4 +1,4 @@
-// A transport asked for something, and waited for.
+// A transport asked for something, and waited for; and the servers that it asks.
 #pragma once
 
 #include <chrono>
@@ -7,9 +7,15 @@
 #include <stdexcept>
 #include <utility>
 
-#include "zqm/platform/Http.h"
+#include "tools/zqm/HttpServer.h"
+#include "zqm/platform/linux/CurlHttp.h"
 
 namespace zqm::testing {
+
+using tools::HttpServer;
+using tools::Misbehaviour;
+using tools::ServerReply;
+using tools::ServerRequest;
 
 template <class Outcome>
 Outcome waited(const std::function<void(std::function<void(Outcome)>)>& ask) {
@@ -29,8 +35,9 @@ inline HttpExchange exchange(Http& http, HttpRequest request) {
   });
 }
 
+inline HttpRequest getRequest(const std::string& url) { return {url, "GET", {}, std::nullopt}; }
 inline HttpExchange get(Http& http, const std::string& url) {
-  return exchange(http, {url, "GET", {}, std::nullopt});
+  return exchange(http, getRequest(url));
 }
 
 // The error's code, or 0 for an answer.
