@@ -55,6 +55,19 @@ TEST_F(HttpRequestTest, ExceptionOfACallbackIsReportedAtLevelThreeAndNothingElse
   EXPECT_EQ(reported[0]["level"], Value("3"));
 }
 
+TEST_F(HttpRequestTest, EveryStatusIsASuccessAndOnlyAMissingAnswerAnError) {
+  const auto outcome = [&](const HttpExchange& exchange) {
+    answer(exchange);
+    const auto success = [&](const ZQMHttpResult& result) {
+      received += std::to_string(result.statusCode).append(asText(result.data.value()));
+    };
+    ZQMHttpRequest::dataTaskWithUrl("http://h/x", "POST", toBytes("{}"), success, failure);
+    return ended();
+  };
+  EXPECT_EQ(outcome(FakeHttp::answered(500, " broken")), "500 broken");
+  EXPECT_EQ(outcome(FakeHttp::failed(-28)), "-28(null)");
+}
+
 TEST_F(HttpRequestTest, HttpLogShowsTheOutcomeAndLeavesRemoteLogAndWeatherServiceOut) {
   ZQMCore::setDebugMode(true);
   const auto logAfter = [this](const std::string& url) {
