@@ -63,6 +63,7 @@ TEST_F(ConfigRuleTest, MergeTakesWhatHasAReadingAndKeepsTheRest) {
   EXPECT_EQ(rule().getDaysToUpdateAdClusters(), 12);
   EXPECT_EQ(rule().getMetersToSendGeobehavior(), INT32_MIN);
   EXPECT_EQ(rule().getTopWifiListGeobehavior(), 2);
+  EXPECT_EQ(rule().getMinutesToCallServiceGeobehavior(), 1);
   EXPECT_EQ(rule().getAttemptsToSendQueueItem(), 0);
   relaunch();
   EXPECT_EQ(rule().configModel().toDictionary(), model);
