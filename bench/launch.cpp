@@ -3,6 +3,7 @@
 // before its main runs.
 #include <time.h>
 
+#include <array>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -45,16 +46,16 @@ class Launches {
  public:
   explicit Launches(std::filesystem::path host) : host_(std::move(host)) {}
 
-  void launch(std::size_t pending, bool idle, Figures& figures) {
-    const testing::TemporaryDirectory data;
-    if (pending > 0) {
-      Process process(makeLinuxPlatform(
-          {.mainPackage = sandbox_.hostPackage().string(), .userDataDirectory = data.path()}));
-      const Process::Scope scope(process);
-      ZQMQueueRule::sharedInstance().refreshQueue(pendingQueue(pending));
-      // Until the disk has it, so that the launch does not share a processor with that.
-      std::this_thread::sleep_for(kRest);
-    }
+  // Leaves the queue behind that a launch will find.
+  void fill(const testing::TemporaryDirectory& data) const {
+    Process process(makeLinuxPlatform(
+        {.mainPackage = sandbox_.hostPackage().string(), .userDataDirectory = data.path()}));
+    const Process::Scope scope(process);
+    ZQMQueueRule::sharedInstance().refreshQueue(pendingQueue(kPending));
+  }
+
+  void launch(const testing::TemporaryDirectory& data, std::size_t pending, bool idle,
+              Figures& figures) {
     std::vector<std::string> arguments = {sandbox_.hostPackage(), data.path(),
                                           sandbox_.applicationIdFile(), authorities_.file()};
     if (idle) arguments.emplace_back("idle");
@@ -92,11 +93,15 @@ std::vector<double> beyond(const std::vector<double>& base, std::vector<double> 
 
 void run(const std::filesystem::path& programs) {
   Launches launches(programs / "zqm_launch_host");
+  std::array<testing::TemporaryDirectory, kLaunches> filled;
+  for (const auto& each : filled) launches.fill(each);
+  // Until the disk has it, so that no launch shares a processor with that.
+  std::this_thread::sleep_for(kRest);
   Figures none;
   Figures many;
   for (int count = 0; count < kLaunches; ++count) {
-    launches.launch(0, count < kIdleLaunches, none);
-    launches.launch(kPending, count < kIdleLaunches, many);
+    launches.launch({}, 0, count < kIdleLaunches, none);
+    launches.launch(filled.at(count), kPending, count < kIdleLaunches, many);
   }
   Figures floor;
   for (int count = 0; count < kLaunches; ++count) read(programs / "zqm_thread", {}, floor);

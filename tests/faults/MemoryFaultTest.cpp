@@ -25,16 +25,8 @@ auto enqueueing(const std::string& name) {
   };
 }
 
-void skipUnderThreadSanitizer() {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "under ThreadSanitizer, std::call_once never returns once its function threw";
-#endif
-}
-
 class MemoryFaultTest : public ::testing::TestWithParam<bool> {
  protected:
-  void SetUp() override { skipUnderThreadSanitizer(); }
-
   Installation installed;
 };
 
@@ -118,8 +110,6 @@ INSTANTIATE_TEST_SUITE_P(Requests, MemoryFaultTest, ::testing::Bool(), [](const 
 // The many requests of a start are shared out among four tests.
 class StartMemoryTest : public ::testing::TestWithParam<int> {
  protected:
-  void SetUp() override { skipUnderThreadSanitizer(); }
-
   // A launch in which all is due. Whether it met the fault.
   bool launch(Fault fault, const std::function<void()>& check) {
     installed.fakes.clock->advance(std::chrono::hours(48));

@@ -7,9 +7,8 @@
 
 #include <chrono>
 #include <deque>
-#include <exception>
+#include <memory>
 #include <system_error>
-#include <thread>
 
 #include "zqm/base/Exception.h"
 #include "zqm/base/Mutex.h"
@@ -52,22 +51,36 @@ void yieldToHost() {
 #endif
 }
 
+// What a thread is handed. Not by std::thread, whose first use in a process looks for
+// pthread_create in every library that is loaded.
+struct ThreadStart {
+  std::string name;
+  std::function<void()> body;
+};
+
+void* runThread(void* argument) {
+  const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(argument));
+  // The thread names itself: that of another is written through a file of the system's.
+  pthread_setname_np(pthread_self(), start->name.c_str());
+  yieldToHost();
+  runQuietly(start->body);
+  return nullptr;
+}
+
 }  // namespace
 
 bool startThread(const std::string& name, std::function<void()> body) {
+  std::unique_ptr<ThreadStart> start(new ThreadStart{name.substr(0, 15), std::move(body)});
+  pthread_attr_t detached;
+  if (pthread_attr_init(&detached) != 0) return false;
+  pthread_attr_setdetachstate(&detached, PTHREAD_CREATE_DETACHED);
   // A new thread inherits the mask, so that no signal can arrive on it even before it runs.
   const SignalsBlocked blocked;
-  try {
-    // The thread names itself: that of another is written through a file of the system's.
-    std::thread([name = name.substr(0, 15), body = std::move(body)] {
-      pthread_setname_np(pthread_self(), name.c_str());
-      yieldToHost();
-      runQuietly(body);
-    }).detach();
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
+  pthread_t thread{};
+  const bool started = pthread_create(&thread, &detached, runThread, start.get()) == 0;
+  pthread_attr_destroy(&detached);
+  if (started) start.release();
+  return started;
 }
 
 struct WorkerPool::State {
@@ -117,7 +130,7 @@ void WorkerPool::submit(std::function<void()> task) {
     state_->tasks.push_back(std::move(task));
     // Only tasks that no idle thread will take need a new one.
     const bool enough = state_->idle >= state_->tasks.size() || state_->threads >= state_->limit;
-    state_->wake.notifyOne();
+    if (state_->idle > 0) state_->wake.notifyOne();
     if (enough) return;
     ++state_->threads;
   }

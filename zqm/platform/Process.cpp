@@ -60,10 +60,7 @@ bool Process::setDefaultPlatform(std::function<Platform()> makePlatform) {
   return true;
 }
 
-const Platform& Process::platform() const {
-  std::call_once(platformOnce_, [this] { platform_ = makePlatform_(); });
-  return platform_;
-}
+const Platform& Process::platform() const { return platform_.get(makePlatform_); }
 
 Process::Scope::Scope(Process& process) : before_(threadProcess) { threadProcess = &process; }
 
@@ -93,20 +90,18 @@ std::size_t Process::newSlot() {
 
 Process::Slot& Process::slotFor(std::size_t number) {
   const MutexLock lock(mutex_);
-  auto& slot = slots_[number];
-  if (!slot) slot = std::make_unique<Slot>();
-  return *slot;
+  return slots_[number];
 }
 
 void* Process::instance(std::size_t slot, const std::function<std::shared_ptr<void>()>& make) {
-  Slot& found = slotFor(slot);
-  std::call_once(found.once, [&] {
-    found.value = make();
+  const auto makeInOrder = [&] {
+    auto made = make();
     const MutexLock lock(mutex_);
-    inOrder_.push_back(found.value);
-    if (slot < made_.size()) made_[slot].store(found.value.get(), std::memory_order_release);
-  });
-  return found.value.get();
+    inOrder_.push_back(made);
+    if (slot < made_.size()) made_[slot].store(made.get(), std::memory_order_release);
+    return made;
+  };
+  return slotFor(slot).get(makeInOrder).get();
 }
 
 }  // namespace zqm

@@ -4,11 +4,11 @@
 #include <array>
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
-#include <mutex>
-#include <unordered_map>
 #include <vector>
 
+#include "zqm/base/Lazy.h"
 #include "zqm/base/Mutex.h"
 #include "zqm/platform/Platform.h"
 
@@ -67,21 +67,17 @@ class ZQM_EXPORT Process {
   }
 
  private:
-  struct Slot {
-    std::once_flag once;
-    std::shared_ptr<void> value;
-  };
+  using Slot = Lazy<std::shared_ptr<void>>;
 
   std::shared_ptr<void> beginWork();
   Slot& slotFor(std::size_t number);
 
   const std::function<Platform()> makePlatform_;
-  mutable std::once_flag platformOnce_;
-  mutable Platform platform_;
+  mutable Lazy<Platform> platform_;
   Mutex mutex_;
   Condition idle_;
   std::size_t work_ ZQM_GUARDED_BY(mutex_) = 0;
-  std::unordered_map<std::size_t, std::unique_ptr<Slot>> slots_ ZQM_GUARDED_BY(mutex_);
+  std::map<std::size_t, Slot> slots_ ZQM_GUARDED_BY(mutex_);
   std::vector<std::shared_ptr<void>> inOrder_ ZQM_GUARDED_BY(mutex_);
   // Spares most look-ups the lock.
   std::array<std::atomic<void*>, 64> made_{};
