@@ -79,7 +79,8 @@ bool startThread(const std::string& name, std::function<void()> body) {
   pthread_t thread{};
   const bool started = pthread_create(&thread, &detached, runThread, start.get()) == 0;
   pthread_attr_destroy(&detached);
-  if (started) start.release();
+  // It is the thread's from here on.
+  if (started) static_cast<void>(start.release());
   return started;
 }
 
