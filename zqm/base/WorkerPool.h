@@ -10,7 +10,8 @@
 namespace zqm {
 
 // Starts a detached thread with every signal blocked, so that the host's handlers never run on
-// it. `name` shows in debuggers (at most 15 characters). False when the system refuses a thread.
+// it. `name` shows in debuggers (at most 15 characters). False when the system refuses a thread;
+// throws when there is no memory for what the thread is handed.
 bool startThread(const std::string& name, std::function<void()> body);
 
 // Runs tasks on up to `limit` threads; past that they wait in order. A task may block for long;
