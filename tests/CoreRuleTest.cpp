@@ -127,7 +127,10 @@ TEST_F(CoreRuleTest, FailureAndUnreadableAnswerAreReportedOnceAndTheEarlierIdent
 }
 
 TEST_F(CoreRuleTest, NothingIsSentOrSavedWithoutUsableIdentifiers) {
-  for (const Text& unusable : {Text(), Text("plain")}) EXPECT_EQ(start(unusable), 0);
+  // What getenv answers for a variable that is not set.
+  const char* const unset = nullptr;
+  ZQMCore::startWithAppId(unset, {});
+  for (const Text& unusable : {Text(unset), Text("plain")}) EXPECT_EQ(start(unusable), 0);
   fakes.identity->advertising = "";
   EXPECT_EQ(start(), 0);
   EXPECT_TRUE(fakes.http->requests().empty());
@@ -162,6 +165,16 @@ TEST_F(CoreRuleTest, ThrowingHandlerIsReportedOnceAndKeepsLaterStartsFromBeingSc
   EXPECT_TRUE(ZQMCore::isStarted());
   EXPECT_EQ(start(), 0);
   relaunch();
+  EXPECT_EQ(start(), 1);
+}
+
+TEST_F(CoreRuleTest, AModuleThatStartsWithANullIdentifierLeavesTheListFree) {
+  struct Restarting : ZQMCoreModule {
+    void start() override { ZQMCore::startWithAppId(nullptr, {}); }
+  };
+  ZQMCore::startWithAppId(protectedText("app-7"), {std::make_shared<Restarting>()});
+  process->drain();
+  EXPECT_TRUE(reports().empty());
   EXPECT_EQ(start(), 1);
 }
 

@@ -166,6 +166,8 @@ TEST_F(Pkcs12Test, WhatHoldsNoUsableKeyReplacesTheKeyWithNone) {
     EXPECT_EQ(cryptography.rsaDecryptString(""), std::nullopt);
   }
   Crypto cryptography = withBothKeys();
+  cryptography.loadPrivateKeyFromFile(nullptr, nullptr);
+  EXPECT_EQ(cryptography.rsaDecryptString(""), std::nullopt);
   cryptography.loadPublicKeyFromData(readTestData("curve.der"));
   EXPECT_EQ(cryptography.rsaEncryptString(""), std::nullopt);
   EXPECT_FALSE(cryptography.rsaSHA1VerifyData({}, Bytes(128)));

@@ -85,7 +85,8 @@ TEST(LinuxPlatformTest, AHostThatSaysNothingOrThrowsHasTheDefaults) {
   tree.put("Info.plist",
            "<plist><dict><key>UIBackgroundModes</key><array><string>audio</string></array>"
            "</dict></plist>");
-  LinuxOptions options{.mainPackage = tree.root()};
+  const char* const unset = nullptr;
+  LinuxOptions options{.mainPackage = tree.root(), .authoritiesFile = unset, .proxy = unset};
   EXPECT_EQ(makeLinuxPlatform(options).hostState->backgroundModes(), Value(List{"audio"}));
   options.applicationState = [] { return 2; };
   options.backgroundModes = []() -> Value { throw 2; };

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "zqm/base/OptionalText.h"
+
 namespace zqm {
 namespace {
 
@@ -22,6 +24,16 @@ TEST(ValueTest, IntegerReadingIsDefinedForEveryKind) {
   EXPECT_EQ(Value(Value::Null()).integerReading(), std::nullopt);
   EXPECT_EQ(Value(List{}).integerReading(), std::nullopt);
   EXPECT_EQ(Value(UINT64_MAX), Value(INT64_MAX));
+}
+
+TEST(ValueTest, ANullTextIsAbsent) {
+  const char* const unset = nullptr;
+  EXPECT_TRUE(Value(unset).isAbsent());
+  EXPECT_TRUE(Text(nullptr).isAbsent());
+  EXPECT_TRUE((Dictionary{{"key", unset}}).empty());
+  EXPECT_EQ(OptionalText(unset), std::nullopt);
+  EXPECT_EQ(OptionalText(nullptr), std::nullopt);
+  EXPECT_EQ(OptionalText(""), "");
 }
 
 TEST(ValueTest, ParseToBoolIsExactAndCaseSensitive) {

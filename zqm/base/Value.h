@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -87,7 +88,9 @@ class ZQM_EXPORT Value {
   Value(std::integral auto value) requires(!std::same_as<decltype(value), bool>)
       : data_(std::in_range<std::int64_t>(value) ? static_cast<std::int64_t>(value) : INT64_MAX) {}
   Value(double value) : data_(value) {}
-  Value(const char* value) : data_(std::string(value)) {}
+  // A null pointer is an absent value: what getenv answers for a variable that is not set.
+  Value(const char* value);
+  Value(std::nullptr_t) {}
   Value(std::string_view value) : data_(std::string(value)) {}
   Value(std::string value) : data_(std::move(value)) {}
   Value(Bytes value) : data_(std::move(value)) {}
@@ -150,6 +153,9 @@ struct DictionaryEntry {
   bool operator==(const DictionaryEntry&) const = default;
 };
 
+inline Value::Value(const char* value) {
+  if (value) data_ = std::string(value);
+}
 inline Value::Value(List value) : data_(std::move(value)) {}
 inline Value::Value(Dictionary value) : data_(std::move(value)) {}
 inline std::optional<Dictionary> Value::takeDictionary() && {

@@ -13,7 +13,7 @@
 namespace zqm {
 namespace {
 
-std::optional<Bytes> readFile(const std::optional<std::string>& path) {
+std::optional<Bytes> readFile(const OptionalText& path) {
   return path ? platform().files->read(*path) : std::nullopt;
 }
 
@@ -37,7 +37,7 @@ std::string hexDigestOfUnits(const char* name, std::string_view text) {
 
 }  // namespace
 
-void ZQMCryptography::loadPublicKeyFromFile(const std::optional<std::string>& path) {
+void ZQMCryptography::loadPublicKeyFromFile(const OptionalText& path) {
   loadPublicKeyFromData(readFile(path).value_or(Bytes()));
 }
 
@@ -45,13 +45,12 @@ void ZQMCryptography::loadPublicKeyFromData(const Bytes& certificate) {
   publicKey_ = getPublicKeyRefrenceFromeData(certificate);
 }
 
-void ZQMCryptography::loadPrivateKeyFromFile(const std::optional<std::string>& path,
-                                             const std::optional<std::string>& password) {
+void ZQMCryptography::loadPrivateKeyFromFile(const OptionalText& path,
+                                             const OptionalText& password) {
   loadPrivateKeyFromData(readFile(path).value_or(Bytes()), password);
 }
 
-void ZQMCryptography::loadPrivateKeyFromData(const Bytes& pkcs12,
-                                             const std::optional<std::string>& password) {
+void ZQMCryptography::loadPrivateKeyFromData(const Bytes& pkcs12, const OptionalText& password) {
   privateKey_ = getPrivateKeyRefrenceFromData(pkcs12, password);
 }
 
@@ -61,7 +60,7 @@ std::shared_ptr<const RsaPublicKey> ZQMCryptography::getPublicKeyRefrenceFromeDa
 }
 
 std::shared_ptr<const RsaPrivateKey> ZQMCryptography::getPrivateKeyRefrenceFromData(
-    const Bytes& pkcs12, const std::optional<std::string>& password) {
+    const Bytes& pkcs12, const OptionalText& password) {
   return privateKeyOfPkcs12(pkcs12, password);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "zqm/base/OptionalText.h"
 #include "zqm/base/Value.h"
 
 namespace zqm {
@@ -25,16 +26,15 @@ class ZQM_EXPORT ZQMCryptography {
   // Each replaces the key, with none when there is no RSA key of 512 to 8192 bits to be had. A
   // public key comes from a DER X.509 certificate, whose trust is not looked at; a private one is
   // the first of a PKCS#12 file. An absent password is the same as an empty one.
-  void loadPublicKeyFromFile(const std::optional<std::string>& path);
+  void loadPublicKeyFromFile(const OptionalText& path);
   void loadPublicKeyFromData(const Bytes& certificate);
-  void loadPrivateKeyFromFile(const std::optional<std::string>& path,
-                              const std::optional<std::string>& password);
-  void loadPrivateKeyFromData(const Bytes& pkcs12, const std::optional<std::string>& password);
+  void loadPrivateKeyFromFile(const OptionalText& path, const OptionalText& password);
+  void loadPrivateKeyFromData(const Bytes& pkcs12, const OptionalText& password);
 
   static std::shared_ptr<const RsaPublicKey> getPublicKeyRefrenceFromeData(
       const Bytes& certificate);
   static std::shared_ptr<const RsaPrivateKey> getPrivateKeyRefrenceFromData(
-      const Bytes& pkcs12, const std::optional<std::string>& password);
+      const Bytes& pkcs12, const OptionalText& password);
 
   std::shared_ptr<const RsaPublicKey> getPublicKey() const { return publicKey_; }
   std::shared_ptr<const RsaPrivateKey> getPrivateKey() const { return privateKey_; }

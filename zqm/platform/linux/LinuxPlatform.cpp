@@ -58,8 +58,8 @@ Platform make(const LinuxOptions& options, const UserVariables& variables) {
                             installedLibraryPackage(), executablePath()});
   const auto files = std::make_shared<LinuxFiles>();
   // Looked up once: a user's data that moved while the process runs would be split.
-  const auto userData =
-      options.userDataDirectory ? options.userDataDirectory : userDataDirectory(variables);
+  std::optional<std::string> userData = options.userDataDirectory;
+  if (!userData) userData = userDataDirectory(variables);
   const auto identifier = bundleIdentifier(packages);
   const auto directories = std::make_shared<LinuxDirectories>(userData, identifier);
 

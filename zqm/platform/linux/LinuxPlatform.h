@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "zqm/base/OptionalText.h"
 #include "zqm/platform/Platform.h"
 
 namespace zqm {
@@ -17,23 +18,23 @@ namespace zqm {
 struct LinuxOptions {
   // The directory with the host's Info.plist. Otherwise that of the running executable where it
   // holds one, or <prefix>/share/<executable name>.
-  std::optional<std::string> mainPackage = std::nullopt;
+  OptionalText mainPackage = std::nullopt;
   // The library's own package. Otherwise the one with the identifier "org.zqm.core" in the main
   // package, or the one installed with the library, without its settings.
-  std::optional<std::string> libraryPackage = std::nullopt;
+  OptionalText libraryPackage = std::nullopt;
   // The framework packages, in order. Otherwise the directories in the main package that hold an
   // Info.plist, in the order of their names.
   std::optional<std::vector<std::string>> frameworkPackages = std::nullopt;
   // Where containers, documents and the platform's own files are kept. Otherwise XDG_DATA_HOME,
   // or .local/share in the home directory.
-  std::optional<std::string> userDataDirectory = std::nullopt;
+  OptionalText userDataDirectory = std::nullopt;
   // What the modification probe sees as "/". Otherwise an empty directory of the platform's own.
-  std::optional<std::string> systemFileRoot = std::nullopt;
+  OptionalText systemFileRoot = std::nullopt;
 
   // Certificate authorities, PEM. Otherwise the system's.
-  std::optional<std::string> authoritiesFile = std::nullopt;
+  OptionalText authoritiesFile = std::nullopt;
   // For all requests, as a url. Otherwise none is used.
-  std::optional<std::string> proxy = std::nullopt;
+  OptionalText proxy = std::nullopt;
 
   // Upper-case UUID text, or "" for none. Otherwise a random one of the user.
   std::function<std::string()> advertisingIdentifier = nullptr;
