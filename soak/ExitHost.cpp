@@ -1,6 +1,8 @@
 // The situations. Only what the shared library exports is used.
 #include "soak/ExitHost.h"
 
+#include <openssl/crypto.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +14,7 @@
 #include "tests/support/FakePlatform.h"
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/core/ZQMCore.h"
+#include "zqm/crypto/ZQMCryptography.h"
 #include "zqm/http/ZQMHttpRequest.h"
 #include "zqm/platform/linux/LinuxPlatform.h"
 #include "zqm/queue/ZQMExecutorOperation.h"
@@ -67,16 +70,36 @@ void enter(const std::string& situation) {
   if (situation == "queued") queueWork();
 }
 
+void sleepAtRandom() {
+  std::this_thread::sleep_for(std::chrono::microseconds(std::random_device()() % 5000));
+}
+
+void launch() {
+  setPlatform(false);
+  const auto called = std::chrono::steady_clock::now();
+  ZQMCore::startWithAppId(std::getenv(kExitApplicationId), {});
+  std::this_thread::sleep_until(called +
+                                std::chrono::microseconds(std::atoi(std::getenv(kExitDelay))));
+}
+
+void enterSituation() {
+  const std::string situation = std::getenv(kExitSituation);
+  if (situation == "launching") return launch();
+  if (situation == "digest") return std::thread([] { ZQMCryptography::SHA256("text"); }).join();
+  if (situation != "idle") enter(situation);
+  sleepAtRandom();
+}
+
 }  // namespace
 
 void runExitHost() {
-  const std::string situation = std::getenv(kExitSituation);
-  if (situation != "idle") enter(situation);
-  std::this_thread::sleep_for(std::chrono::microseconds(std::random_device()() % 5000));
+  enterSituation();
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
   std::printf("\nending=%lld\n", static_cast<long long>(std::chrono::nanoseconds(now).count()));
   std::fflush(stdout);
-  if (std::string_view(std::getenv(kExitEnding)) == "exit") std::exit(kExitCode);
+  const std::string_view ending = std::getenv(kExitEnding);
+  if (ending == "exit") std::exit(kExitCode);
+  if (ending == "cleanup") OPENSSL_cleanup();
 }
 
 }  // namespace zqm::soak

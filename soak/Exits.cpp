@@ -18,7 +18,8 @@ tools::ServerReply Exits::stall(const tools::ServerRequest&) {
 }
 
 // Every launch is an installation's first.
-Exits::Outcome Exits::launch(const std::string& situation, const std::string& ending) {
+Exits::Outcome Exits::launch(const std::string& situation, const std::string& ending,
+                             std::chrono::microseconds delay) {
   const std::filesystem::path data = root_.path() / "data";
   std::filesystem::remove_all(data);
   if (situation == "pending") makePending();
@@ -29,6 +30,7 @@ Exits::Outcome Exits::launch(const std::string& situation, const std::string& en
                                       {kExitUrl, silent_.url("/")},
                                       {kExitAuthorities, authority_.authoritiesFile()},
                                       {kExitSituation, situation},
+                                      {kExitDelay, std::to_string(delay.count())},
                                       {kExitEnding, ending}},
                                      std::chrono::seconds(30));
   const auto now = std::chrono::steady_clock::now().time_since_epoch();

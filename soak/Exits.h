@@ -29,7 +29,9 @@ class Exits {
     std::chrono::duration<double, std::milli> took{};
   };
 
-  Outcome launch(const std::string& situation, const std::string& ending);
+  // `delay` is that of the situation "launching".
+  Outcome launch(const std::string& situation, const std::string& ending,
+                 std::chrono::microseconds delay = {});
 
  private:
   static tools::ServerReply stall(const tools::ServerRequest&);

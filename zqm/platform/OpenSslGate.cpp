@@ -1,4 +1,4 @@
-// Who is inside OpenSSL, and the exit handler that waits for them.
+// Who is inside OpenSSL, and the exit handlers that wait for them.
 #include "zqm/platform/OpenSslGate.h"
 
 #include <openssl/crypto.h>
@@ -6,9 +6,12 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <new>
 #include <thread>
 
+#include "zqm/base/Lazy.h"
 #include "zqm/base/Mutex.h"
+#include "zqm/platform/Pin.h"
 
 namespace zqm {
 namespace {
@@ -19,15 +22,20 @@ thread_local bool exiting = false;
 
 struct Gate {
   Mutex mutex;
-  Condition left;
+  Condition changed;
   std::size_t inside ZQM_GUARDED_BY(mutex) = 0;
   bool closed ZQM_GUARDED_BY(mutex) = false;
+  // Whether OpenSSL could be initialised, by the first who was inside.
+  Lazy<bool> openSsl;
   const pid_t process = getpid();
 };
 
-Gate& theGate();
+Gate& theGate() {
+  static auto& gate = *new Gate;
+  return gate;
+}
 
-void closeAtExit() {
+void closeForGood() {
   Gate& gate = theGate();
   exiting = true;
   // The threads that were inside when a process forked do not exist in its child.
@@ -35,27 +43,16 @@ void closeAtExit() {
   const MutexLock lock(gate.mutex);
   gate.closed = true;
   const std::size_t own = depth > 0 ? 1 : 0;
-  while (gate.inside > own) gate.left.wait(gate.mutex);
+  while (gate.inside > own) gate.changed.wait(gate.mutex);
 }
 
-Gate* openGate() {
-  auto* gate = new Gate;
-  // Handlers run in reverse order, so OpenSSL's has to be there first. It comes with any option
-  // (with none this call does nothing); this one leaves the choice of configuration to the host.
-  if (OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) == 1) {
-    std::atexit(closeAtExit);
-    return gate;
-  }
-  // OpenSSL has been torn down before it was ever needed here.
-  exiting = true;
-  const MutexLock lock(gate->mutex);
-  gate->closed = true;
-  return gate;
-}
-
-Gate& theGate() {
-  static auto& gate = *openGate();
-  return gate;
+// OpenSSL calls its own handlers before it tears anything down, at exit and when the host asks for
+// that. Ours is among them before there is anything to tear down. It cannot be taken back, hence
+// the pin. False when OpenSSL has been torn down already.
+bool initialiseOpenSsl() {
+  pinThisLibrary();
+  if (OPENSSL_atexit(closeForGood) != 1) throw std::bad_alloc();
+  return OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) == 1;
 }
 
 bool enter(bool evenIfForEver) {
@@ -64,7 +61,7 @@ bool enter(bool evenIfForEver) {
   const MutexLock lock(gate.mutex);
   if (depth == 0) {
     if (gate.closed && !evenIfForEver) return false;
-    while (gate.closed) gate.left.wait(gate.mutex);
+    while (gate.closed) gate.changed.wait(gate.mutex);
     ++gate.inside;
   }
   ++depth;
@@ -76,7 +73,17 @@ void leave() {
   Gate& gate = theGate();
   const MutexLock lock(gate.mutex);
   --gate.inside;
-  if (gate.closed) gate.left.notifyAll();
+  if (gate.closed) gate.changed.notifyAll();
+}
+
+// Refuses the thread that finds out, which may be the exiting one, and lets nobody in any more.
+void closeUnopened() {
+  leave();
+  Gate& gate = theGate();
+  const MutexLock lock(gate.mutex);
+  // The exit has come first, on another thread.
+  while (gate.closed) gate.changed.wait(gate.mutex);
+  gate.closed = exiting = true;
 }
 
 // OpenSSL frees a thread's own data when the thread ends, which must not meet the exit either. The
@@ -94,10 +101,23 @@ struct ThreadEnd {
 
 bool enterForGood() {
   thread_local const ThreadEnd atEnd;
-  return enter(true);
+  if (!enter(true)) return false;
+  try {
+    if (theGate().openSsl.get(initialiseOpenSsl)) return true;
+  } catch (...) {
+    leave();
+    throw;
+  }
+  closeUnopened();
+  return false;
 }
 
 }  // namespace
+
+void OpenSslGate::closeAtExit() {
+  static const int registered = std::atexit(closeForGood);
+  static_cast<void>(registered);
+}
 
 OpenSslGate::OpenSslGate() : entered_(enterForGood()) {}
 

@@ -16,6 +16,11 @@ class OpenSslGate {
   OpenSslGate(const OpenSslGate&) = delete;
   OpenSslGate& operator=(const OpenSslGate&) = delete;
 
+  // Closes the gate at exit, even where nobody has been inside: from then on no thread may begin to
+  // load or initialise anything, beside the destructors of libraries. Before the library's first
+  // thread starts.
+  static void closeAtExit();
+
   // False only for the exiting thread at the closed gate: OpenSSL must not be called any more.
   explicit operator bool() const { return entered_; }
 

@@ -1,6 +1,8 @@
 // The current Process, its instances and the count of its work.
 #include "zqm/platform/Process.h"
 
+#include "zqm/platform/OpenSslGate.h"
+
 namespace zqm {
 namespace {
 
@@ -23,7 +25,9 @@ Default& theDefault() {
 Process::Process(Platform platform)
     : Process([platform = std::move(platform)] { return platform; }) {}
 
-Process::Process(std::function<Platform()> makePlatform) : makePlatform_(std::move(makePlatform)) {}
+Process::Process(std::function<Platform()> makePlatform) : makePlatform_(std::move(makePlatform)) {
+  OpenSslGate::closeAtExit();
+}
 
 Process::~Process() {
   drain();
