@@ -13,12 +13,12 @@ foreach(kind shared static)
 endforeach()
 
 # What hosts, kit modules and ports of the platform use: the ground, every class of the library's
-# name, and the decisions, by which a tool explains a launch. Other headers belong to the sources
-# beside them, and some need a library that a host lacks.
+# name, and the decisions, by which a tool explains a launch. What these headers declare is exported.
+# Other headers belong to the sources beside them, and some need a library that a host lacks.
 install(DIRECTORY zqm DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING
     REGEX "/zqm/(zqm|(base|platform|util|model|core)/[^/]+|[^/]+/(ZQM[^/]+|[^/]+Decision)|platform/linux/LinuxPlatform)\\.h$"
-    REGEX "/(OpenSslGate|Icu)\\.h$" EXCLUDE)
+    REGEX "/(OpenSslGate|Icu|Numbers|Patterns|PropertyListGuard|ZoneNames)\\.h$" EXCLUDE)
 
 configure_package_config_file(cmake/zqm-config.cmake.in zqm-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm

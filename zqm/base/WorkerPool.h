@@ -12,7 +12,7 @@ namespace zqm {
 // Starts a detached thread with every signal blocked, so that the host's handlers never run on
 // it. `name` shows in debuggers (at most 15 characters). False when the system refuses a thread;
 // throws when there is no memory for what the thread is handed.
-bool startThread(const std::string& name, std::function<void()> body);
+ZQM_EXPORT bool startThread(const std::string& name, std::function<void()> body);
 
 // Runs tasks on up to `limit` threads; past that they wait in order. A task may block for long;
 // what it throws is dropped. Nothing is joined: destroying the pool lets queued tasks finish.

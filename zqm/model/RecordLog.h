@@ -75,10 +75,10 @@ ZQM_EXPORT std::optional<LogContent> readLog(const Bytes& file, const MakeLogEle
 
 // Whether the first entry of a log that is not sound is damaged: what a power cut leaves (an end
 // that is missing, a page that was never written) is not.
-bool isDamagedLog(const Bytes& file);
+ZQM_EXPORT bool isDamagedLog(const Bytes& file);
 
 // Whether a power cut took the first write to this file.
-bool isBlankFile(const Bytes& file);
+ZQM_EXPORT bool isBlankFile(const Bytes& file);
 
 // A log that is open for further entries. Not for several threads at once.
 class ZQM_EXPORT RecordLog {

@@ -243,6 +243,6 @@ struct Platform {
 
 // Makes the platform that this build is for, with its defaults, once that is called. Implemented by
 // platform/<name>/.
-std::function<Platform()> defaultPlatform();
+ZQM_EXPORT std::function<Platform()> defaultPlatform();
 
 }  // namespace zqm

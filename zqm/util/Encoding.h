@@ -9,18 +9,18 @@
 
 namespace zqm {
 
-std::string toHexLower(const Bytes& bytes);
-std::string toHexUpper(const Bytes& bytes);
+ZQM_EXPORT std::string toHexLower(const Bytes& bytes);
+ZQM_EXPORT std::string toHexUpper(const Bytes& bytes);
 
 // Padded, without line breaks.
-std::string toBase64(const Bytes& bytes);
+ZQM_EXPORT std::string toBase64(const Bytes& bytes);
 
 // Drops every character outside the alphabet; what is left must be a multiple of four characters
 // with correct padding.
-std::optional<Bytes> fromBase64(std::string_view text);
+ZQM_EXPORT std::optional<Bytes> fromBase64(std::string_view text);
 
 // A version 4 UUID in upper case. May be called from any thread and on both sides of a fork.
 // Throws an Exception when the kernel refuses random numbers.
-std::string makeUuid();
+ZQM_EXPORT std::string makeUuid();
 
 }  // namespace zqm

@@ -24,7 +24,7 @@ struct JsonReading {
 // Any top-level value. Integers beyond 64 bits become doubles; of equal keys the last one wins.
 // Refuses invalid UTF-8, a byte order mark, a zero byte, a number beyond a double, and anything
 // but blanks behind the value.
-JsonReading readJson(std::string_view text);
+ZQM_EXPORT JsonReading readJson(std::string_view text);
 
 struct JsonWriting {
   // Compact, keys in order of insertion; empty together with an error.
@@ -33,6 +33,6 @@ struct JsonWriting {
 };
 
 // Refuses what JSON cannot hold: absent values, dates, bytes, NaN, infinity, invalid UTF-8.
-JsonWriting writeJson(const Value& value);
+ZQM_EXPORT JsonWriting writeJson(const Value& value);
 
 }  // namespace zqm

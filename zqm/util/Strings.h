@@ -26,12 +26,12 @@ ZQM_EXPORT bool isNotNull(const Text& self);
 ZQM_EXPORT std::optional<std::string> MD5Hash(const Text& self);
 
 // RFC 3629: no overlong form, no surrogate, nothing past U+10FFFF. A zero byte is a character.
-bool isValidUtf8(std::string_view text);
+ZQM_EXPORT bool isValidUtf8(std::string_view text);
 
 // None when the bytes are not valid UTF-8.
-std::optional<std::string> utf8Text(const Bytes& bytes);
+ZQM_EXPORT std::optional<std::string> utf8Text(const Bytes& bytes);
 
 // The length of valid UTF-8 in UTF-16 units.
-std::size_t utf16Length(std::string_view text);
+ZQM_EXPORT std::size_t utf16Length(std::string_view text);
 
 }  // namespace zqm

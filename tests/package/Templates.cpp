@@ -1,0 +1,70 @@
+// Uses each template of the installed headers, as kit modules do, to be linked with the library.
+#include <zqm/base/HandlerList.h>
+#include <zqm/config/ZQMConfigRule.h>
+#include <zqm/core/ZQMStartResponse.h>
+#include <zqm/core/ZQMUserModel.h>
+#include <zqm/device/ZQMDeviceModel.h>
+#include <zqm/model/ZQMOptInModel.h>
+#include <zqm/queue/ZQMQueueRule.h>
+
+namespace {
+
+struct Visit : zqm::Record<Visit> {
+  static constexpr std::string_view kClassName = "Visit";
+
+  std::optional<zqm::Date> date;
+  zqm::ZQMOptInModel consent;
+
+  template <class Self, class Each>
+  static void fields(Self& self, Each each) {
+    each("date", self.date);
+    each("consent", self.consent);
+  }
+};
+
+}  // namespace
+
+template class zqm::HandlerList<int>;
+template class zqm::Lazy<int>;
+template class zqm::PerProcess<zqm::HandlerList<int>>;
+template class zqm::SharedList<zqm::ZQMQueueDataModel>;
+template class zqm::Snapshot<int>;
+
+namespace {
+
+template <class R>
+bool copy() {
+  zqm::Coder coder;
+  R().encodeWithCoder(coder);
+  return R::initWithDictionary(R::initWithCoder(coder).toDictionary()).has_value();
+}
+
+template <class R>
+bool store(const R& record) {
+  using zqm::ZQMDatabase;
+  const bool isSaved = ZQMDatabase::saveObject<R>(record) &&
+                       ZQMDatabase::saveObject<R>(std::vector<R>{record}) &&
+                       ZQMDatabase::saveObject<R>(zqm::Value("plain"));
+  const bool isFound = ZQMDatabase::readRecord<R>() || ZQMDatabase::findRecord<R>().record;
+  ZQMDatabase::remove<R>();
+  return isSaved && isFound && ZQMDatabase::setAside<R>();
+}
+
+}  // namespace
+
+int main() {
+  using namespace zqm;
+  const bool areCopied = copy<ZQMConfigModel>() && copy<ZQMDeviceModel>() &&
+                         copy<ZQMQueueModel>() && copy<ZQMStartResponse>() && copy<ZQMUserModel>();
+  store(Visit());
+  store(ZQMQueueModel());
+  ZQMDatabase::waitUntilSmall<ZQMQueueModel>();
+
+  Mutex mutex;
+  const MutexLock lock(mutex);
+  Condition().waitFor(mutex, std::chrono::seconds(0));
+  const int made = Lazy<int>().get([] { return 1; });
+  const Value values[] = {made, true, std::optional<std::string>("text")};
+  guarded(Process::current().bind(std::function<void()>([] {})), [](const Exception&) {});
+  return areCopied && values[0].intValue() == 1 ? 0 : 1;
+}
