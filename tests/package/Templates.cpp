@@ -1,5 +1,6 @@
 // Uses each template of the installed headers, as kit modules do, to be linked with the library.
 #include <zqm/base/HandlerList.h>
+#include <zqm/base/OptionalText.h>
 #include <zqm/config/ZQMConfigRule.h>
 #include <zqm/core/ZQMStartResponse.h>
 #include <zqm/core/ZQMUserModel.h>
@@ -64,7 +65,8 @@ int main() {
   const MutexLock lock(mutex);
   Condition().waitFor(mutex, std::chrono::seconds(0));
   const int made = Lazy<int>().get([] { return 1; });
-  const Value values[] = {made, true, std::optional<std::string>("text")};
+  const Value values[] = {made, true, std::optional<std::string>("text"),
+                          OptionalText(std::string("text"))};
   guarded(Process::current().bind(std::function<void()>([] {})), [](const Exception&) {});
   return areCopied && values[0].intValue() == 1 ? 0 : 1;
 }
