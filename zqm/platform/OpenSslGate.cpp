@@ -46,13 +46,18 @@ void closeForGood() {
   while (gate.inside > own) gate.changed.wait(gate.mutex);
 }
 
-// OpenSSL calls its own handlers before it tears anything down, at exit and when the host asks for
-// that. Ours is among them before there is anything to tear down. It cannot be taken back, hence
-// the pin. False when OpenSSL has been torn down already.
+// Exit handlers run in reverse order: this one before OpenSSL's own, which refuses all service to
+// the threads inside as soon as it begins.
+bool registerExit() { return std::atexit(closeForGood) == 0; }
+
+// OpenSSL calls its own list of handlers before it tears anything down, at exit and when the host
+// asks for that. Ours is in it before there is anything to tear down, for an exit during this
+// initialisation and for such hosts. It cannot be taken back, hence the pin. False when OpenSSL has
+// been torn down already.
 bool initialiseOpenSsl() {
   pinThisLibrary();
   if (OPENSSL_atexit(closeForGood) != 1) throw std::bad_alloc();
-  return OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) == 1;
+  return OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr) == 1 && registerExit();
 }
 
 bool enter(bool evenIfForEver) {
@@ -115,8 +120,8 @@ bool enterForGood() {
 }  // namespace
 
 void OpenSslGate::closeAtExit() {
-  static const int registered = std::atexit(closeForGood);
-  static_cast<void>(registered);
+  static const bool isRegistered = registerExit();
+  static_cast<void>(isRegistered);
 }
 
 OpenSslGate::OpenSslGate() : entered_(enterForGood()) {}
