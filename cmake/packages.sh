@@ -4,7 +4,7 @@
 
 # To build the library with its tools, examples and tests, and to run them.
 ZQM_PACKAGES=(g++ cmake ninja-build pkg-config ccache libcurl4-openssl-dev libssl-dev libicu-dev
-  nlohmann-json3-dev libplist-dev zlib1g-dev libboost-dev libgtest-dev locales iproute2)
+  nlohmann-json3-dev libplist-dev libcbor-dev zlib1g-dev libboost-dev libgtest-dev locales iproute2)
 # The second compiler, and the checks of format, lint and scripts.
 ZQM_CHECK_PACKAGES=(clang-14 clang-format-14 clang-tidy-14 shellcheck)
 # To run the benchmarks.

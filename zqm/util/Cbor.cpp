@@ -1,0 +1,281 @@
+// libcbor's encoders and its streaming decoder; no tree of its own is built.
+#include "zqm/util/Cbor.h"
+
+#include <cbor.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+namespace zqm {
+namespace {
+
+constexpr std::size_t kMostLevels = 512;
+constexpr std::size_t kMostValues = 500'000;
+constexpr std::uint64_t kDateTag = 1;
+constexpr double kMillisecondsASecond = 1000;
+
+template <class Encode, class Number>
+void put(std::string& out, Encode encode, Number number) {
+  std::array<unsigned char, 9> bytes;
+  const std::size_t size = encode(number, bytes.data(), bytes.size());
+  out.append(reinterpret_cast<const char*>(bytes.data()), size);
+}
+
+void putInteger(std::string& out, std::int64_t number) {
+  if (number < 0) return put(out, cbor_encode_negint, static_cast<std::uint64_t>(~number));
+  putCborNumber(out, static_cast<std::uint64_t>(number));
+}
+
+void putDate(std::string& out, Date date) {
+  const auto milliseconds = date.time_since_epoch().count();
+  put(out, cbor_encode_tag, kDateTag);
+  if (milliseconds % 1000 == 0) return putInteger(out, milliseconds / 1000);
+  put(out, cbor_encode_double, static_cast<double>(milliseconds) / kMillisecondsASecond);
+}
+
+void putValue(std::string& out, const Value& value, std::size_t level);
+
+// Whether a reader accepts it inside a list or dictionary of that level.
+bool isKept(const Value& value, std::size_t level) {
+  const bool isContainer = value.list() || value.dictionary();
+  return value.isPresent() && (level < kMostLevels || !isContainer);
+}
+
+void putList(std::string& out, const List& list, std::size_t level) {
+  const auto kept = [level](const Value& each) { return isKept(each, level); };
+  putCborList(out, static_cast<std::size_t>(std::ranges::count_if(list, kept)));
+  for (const Value& each : list) {
+    if (kept(each)) putValue(out, each, level);
+  }
+}
+
+void putDictionary(std::string& out, const Dictionary& dictionary, std::size_t level) {
+  const auto kept = [level](const DictionaryEntry& each) { return isKept(each.value, level); };
+  putCborDictionary(out, static_cast<std::size_t>(std::ranges::count_if(dictionary, kept)));
+  for (const DictionaryEntry& each : dictionary) {
+    if (!kept(each)) continue;
+    putCborText(out, each.key);
+    putValue(out, each.value, level);
+  }
+}
+
+// `level` lists and dictionaries stand around it.
+void putValue(std::string& out, const Value& value, std::size_t level) {
+  if (const auto flag = value.boolean()) return put(out, cbor_encode_bool, *flag);
+  if (const auto number = value.integer()) return putInteger(out, *number);
+  if (const auto number = value.real()) return put(out, cbor_encode_double, *number);
+  if (const auto date = value.date()) return putDate(out, *date);
+  if (const std::string* text = value.text()) return putCborText(out, *text);
+  if (const List* list = value.list()) return putList(out, *list, level + 1);
+  if (const Dictionary* entries = value.dictionary())
+    return putDictionary(out, *entries, level + 1);
+  if (const Bytes* bytes = value.bytes()) {
+    put(out, cbor_encode_bytestring_start, bytes->size());
+    out.append(asText(*bytes));
+    return;
+  }
+  out.push_back('\xF6');
+}
+
+std::optional<Date> dateOf(const Value& seconds) {
+  if (const auto whole = seconds.integer()) {
+    if (std::abs(static_cast<double>(*whole)) > 9e15) return std::nullopt;
+    return Date(std::chrono::seconds(*whole));
+  }
+  const auto broken = seconds.real();
+  if (!broken || !(std::abs(*broken) < 9e15)) return std::nullopt;
+  return Date(Date::duration(std::llround(*broken * kMillisecondsASecond)));
+}
+
+// Puts a value together from what the decoder finds, one thing at a time. Every function answers
+// whether the bytes are still acceptable.
+class Builder {
+ public:
+  explicit Builder(std::size_t bytes) : budget_(bytes) {}
+
+  bool add(Value value) {
+    if (++values_ > kMostValues || !finishDate(value)) return false;
+    return place(std::move(value));
+  }
+
+  bool begin(bool isList, std::uint64_t count) {
+    if (isDate_ || ++values_ > kMostValues || !mayStandHere()) return false;
+    if (count == 0) return place(isList ? Value(List()) : Value(Dictionary()));
+    // Each element takes a byte at least, so sound bytes never claim more than there are.
+    if (open_.size() == kMostLevels || count > budget_) return false;
+    budget_ -= count;
+    open_.emplace_back(isList, count);
+    if (isList) open_.back().list.reserve(count);
+    return true;
+  }
+
+  bool tag(std::uint64_t number) {
+    if (number != kDateTag || isDate_) return false;
+    return isDate_ = true;
+  }
+
+  bool isDone() const { return isDone_; }
+  Value take() { return std::move(value_); }
+
+ private:
+  struct Container {
+    Container(bool list, std::uint64_t count) : isList(list), left(count) {}
+
+    bool isList;
+    std::uint64_t left;
+    List list;
+    Dictionary dictionary;
+    std::optional<std::string> key;
+  };
+
+  bool finishDate(Value& value) {
+    if (!std::exchange(isDate_, false)) return true;
+    const auto date = dateOf(value);
+    value = date;
+    return date.has_value();
+  }
+
+  // False where a key has to be.
+  bool mayStandHere() const { return open_.empty() || open_.back().isList || open_.back().key; }
+
+  bool place(Value value) {
+    for (; !open_.empty(); open_.pop_back()) {
+      Container& container = open_.back();
+      if (!container.isList && !container.key) {
+        if (!value.text()) return false;
+        container.key = *value.text();
+        return true;
+      }
+      if (container.isList) {
+        container.list.push_back(std::move(value));
+      } else {
+        container.dictionary.set(*std::exchange(container.key, std::nullopt), std::move(value));
+      }
+      if (--container.left > 0) return true;
+      value = container.isList ? Value(std::move(container.list))
+                               : Value(std::move(container.dictionary));
+    }
+    value_ = std::move(value);
+    return isDone_ = true;
+  }
+
+  // How many more elements may be claimed.
+  std::size_t budget_;
+  std::vector<Container> open_;
+  std::size_t values_ = 0;
+  bool isDate_ = false;
+  bool isDone_ = false;
+  Value value_;
+};
+
+struct Reading {
+  explicit Reading(std::size_t bytes) : builder(bytes) {}
+
+  Builder builder;
+  bool isSound = true;
+  // What a handler threw, which must not pass through the decoder.
+  std::exception_ptr thrown;
+};
+
+// A handler of the decoder that calls `act(builder, what was found...)`.
+template <auto act, class... Found>
+void handle(void* context, Found... found) {
+  auto& reading = *static_cast<Reading*>(context);
+  try {
+    reading.isSound = reading.isSound && act(reading.builder, found...);
+  } catch (...) {
+    reading.thrown = std::current_exception();
+    reading.isSound = false;
+  }
+}
+
+constexpr auto kAddNumber = [](Builder& builder, auto number) {
+  return builder.add(static_cast<std::uint64_t>(number));
+};
+constexpr auto kAddNegative = [](Builder& builder, auto number) {
+  const std::uint64_t below = number;
+  return below <= INT64_MAX && builder.add(~static_cast<std::int64_t>(below));
+};
+constexpr auto kAddReal = [](Builder& builder, auto number) {
+  return builder.add(static_cast<double>(number));
+};
+constexpr auto kAddText = [](Builder& builder, cbor_data data, std::size_t size) {
+  return builder.add(std::string(reinterpret_cast<const char*>(data), size));
+};
+constexpr auto kAddBytes = [](Builder& builder, cbor_data data, std::size_t size) {
+  return builder.add(Bytes(data, data + size));
+};
+constexpr auto kAddFlag = [](Builder& builder, bool flag) { return builder.add(flag); };
+constexpr auto kAddNull = [](Builder& builder) { return builder.add(Value::Null()); };
+constexpr auto kBeginList = [](Builder& builder, std::size_t count) {
+  return builder.begin(true, count);
+};
+constexpr auto kBeginDictionary = [](Builder& builder, std::size_t count) {
+  return builder.begin(false, count);
+};
+constexpr auto kTag = [](Builder& builder, std::uint64_t number) { return builder.tag(number); };
+constexpr auto kRefuse = [](Builder&) { return false; };
+
+constexpr cbor_callbacks handlers() {
+  cbor_callbacks made{};
+  made.uint8 = handle<kAddNumber, std::uint8_t>;
+  made.uint16 = handle<kAddNumber, std::uint16_t>;
+  made.uint32 = handle<kAddNumber, std::uint32_t>;
+  made.uint64 = handle<kAddNumber, std::uint64_t>;
+  made.negint8 = handle<kAddNegative, std::uint8_t>;
+  made.negint16 = handle<kAddNegative, std::uint16_t>;
+  made.negint32 = handle<kAddNegative, std::uint32_t>;
+  made.negint64 = handle<kAddNegative, std::uint64_t>;
+  made.float2 = handle<kAddReal, float>;
+  made.float4 = handle<kAddReal, float>;
+  made.float8 = handle<kAddReal, double>;
+  made.string = handle<kAddText, cbor_data, std::size_t>;
+  made.byte_string = handle<kAddBytes, cbor_data, std::size_t>;
+  made.boolean = handle<kAddFlag, bool>;
+  made.null = handle<kAddNull>;
+  made.array_start = handle<kBeginList, std::size_t>;
+  made.map_start = handle<kBeginDictionary, std::size_t>;
+  made.tag = handle<kTag, std::uint64_t>;
+  for (auto* refused : {&made.undefined, &made.byte_string_start, &made.string_start,
+                        &made.indef_array_start, &made.indef_map_start, &made.indef_break}) {
+    *refused = handle<kRefuse>;
+  }
+  return made;
+}
+
+}  // namespace
+
+void putCborNumber(std::string& out, std::uint64_t number) { put(out, cbor_encode_uint, number); }
+
+void putCborText(std::string& out, std::string_view text) {
+  put(out, cbor_encode_string_start, text.size());
+  out.append(text);
+}
+
+void putCborList(std::string& out, std::size_t count) { put(out, cbor_encode_array_start, count); }
+
+void putCborDictionary(std::string& out, std::size_t count) {
+  put(out, cbor_encode_map_start, count);
+}
+
+void putCbor(std::string& out, const Value& value) { putValue(out, value, 0); }
+
+std::optional<Value> readCbor(std::string_view bytes) {
+  static constexpr cbor_callbacks kHandlers = handlers();
+  Reading reading(bytes.size());
+  auto at = reinterpret_cast<cbor_data>(bytes.data());
+  const auto* const end = at + bytes.size();
+  while (!reading.builder.isDone()) {
+    const auto left = static_cast<std::size_t>(end - at);
+    const cbor_decoder_result step = cbor_stream_decode(at, left, &kHandlers, &reading);
+    if (reading.thrown) std::rethrow_exception(reading.thrown);
+    if (step.status != CBOR_DECODER_FINISHED || !reading.isSound) return std::nullopt;
+    at += step.read;
+  }
+  return at == end ? std::optional(reading.builder.take()) : std::nullopt;
+}
+
+}  // namespace zqm
