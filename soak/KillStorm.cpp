@@ -152,10 +152,10 @@ KillStorm::Told KillStorm::launchAndKill() {
 KillStorm::Numbers KillStorm::readWhatIsLeft(bool mustBeRegistered) {
   Process process(platform());
   const Process::Scope scope(process);
-  const FileState state = ZQMDatabase::findRecord<ZQMQueueModel>().state;
-  if (state != FileState::sound && state != FileState::none) blame("the queue's file is damaged");
   if (mustBeRegistered && !ZQMCore::isStarted()) blame("the registration is lost");
   Numbers numbers;
+  // A damaged file would be put aside, which is looked for at the end.
+  ZQMQueueRule::sharedInstance().adoptQueues();
   ZQMQueueRule::sharedInstance()
       .getQueue()
       ->data.value_or(ZQMQueueItems())

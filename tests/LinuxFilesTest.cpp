@@ -109,38 +109,6 @@ TEST_F(LinuxFilesTest, ARootStandsInFrontOfEveryPathAndWithoutItNothingIsThere) 
   EXPECT_FALSE(rooted.writeAtomically(tree / "note", {}));
 }
 
-TEST_F(LinuxFilesTest, GrowingFileIsInPlaceUntilAnotherHandTouchesIt) {
-  const std::string path = tree / "list";
-  const std::string copy = tree / "copies/list";
-  const std::vector<std::function<void()>> hands = {
-      [&] { fs::remove(path); },
-      [&] { fs::remove(copy); },
-      [&] { fs::rename(tree.put("another", "begun"), path); },
-      [&] { fs::rename(tree.put("another", "begun"), copy); },
-      [&] { fs::resize_file(path, 3); },
-      [&] { std::ofstream(copy, std::ios::app) << "more"; },
-  };
-  for (const bool wasLookedAt : {false, true}) {
-    for (std::size_t i = 0; i < hands.size(); ++i) {
-      tree.put("copies/other", "");
-      const auto file = files.create(path, copy, toBytes("begun"));
-      ASSERT_TRUE(file);
-      EXPECT_TRUE(!wasLookedAt || file->isInPlace()) << i;
-      ASSERT_TRUE(file->append(toBytes(", continued"))) << i;
-      EXPECT_EQ(contentOf(copy), "begun, continued") << i;
-      EXPECT_TRUE(!wasLookedAt || file->isInPlace()) << i;
-      hands[i]();
-      EXPECT_FALSE(file->isInPlace()) << i;
-      fs::remove(path);
-      fs::remove(copy);
-    }
-  }
-  const auto moved = files.create(path, copy, toBytes("begun"));
-  ASSERT_TRUE(moved);
-  fs::rename(path, tree / "elsewhere");
-  EXPECT_FALSE(moved->isInPlace()) << "the first look is at the path";
-}
-
 TEST(LinuxDirectoriesTest, UserDataIsWhereTheEnvironmentSays) {
   const Environment home{{"HOME", "/home/a/"}, {"XDG_DATA_HOME", "/data"}};
   EXPECT_EQ(userDataDirectory({}), "/data");

@@ -1,12 +1,11 @@
-// The queue: its order, what survives, what two writers do to each other.
+// The queue: its order, what survives, and what several processes do with it.
 #include "zqm/queue/ZQMQueueRule.h"
 
-#include <future>
+#include <tuple>
 
 #include "tests/support/FakePlatform.h"
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMCore.h"
-#include "zqm/util/PropertyList.h"
 
 namespace zqm {
 namespace {
@@ -73,37 +72,56 @@ TEST_F(QueueRuleTest, RemovalTakesTheVeryObjectAndWritesItsOddLine) {
   EXPECT_EQ(queue->count(), 300U) << "what was read before stays as it was";
 }
 
-TEST_F(QueueRuleTest, UnreadableFileIsKeptBesideTheFirstSaveAndReportedOnce) {
-  for (const auto& [content, damaged] : {std::pair<Bytes, int>{toBytes("damaged"), 1},
-                                         {{}, 0},
-                                         {*writePropertyList(List{1}), 1},
-                                         {*writePropertyList(Dictionary{}), 0}}) {
-    relaunch();
+TEST_F(QueueRuleTest, ADamagedFileIsKeptAsideByTheNextStartAndReportedOnce) {
+  enqueue("earlier");
+  scope.reset();
+  process.reset();
+  const Bytes sound = fakes.files->read(path).value();
+  Bytes damaged = sound;
+  damaged.insert(damaged.end(), 30, 'x');
+  for (const auto& [content, kept, left] :
+       {std::tuple<Bytes, int, Urls>{toBytes("bplist00, as of old"), 1, {"a", "b"}},
+        {Bytes(), 0, {"a", "b"}},
+        {Bytes(5000), 0, {"a", "b"}},
+        {damaged, 1, {"a", "earlier", "b"}}}) {
+    process = std::make_unique<Process>(fakes.platform());
+    scope = std::make_unique<Process::Scope>(*process);
     fakes.files->contents = {{path, content}};
     fakes.http->sent.clear();
     enqueue("a");
+    rule().adoptQueues();
     enqueue("b");
+    rule().adoptQueues();
     process->drain();
     const auto isKept = [&content = content](const auto& file) {
       return file.first.find("-damaged-") != std::string::npos && file.second == content;
     };
-    EXPECT_EQ(std::ranges::count_if(fakes.files->contents, isKept), damaged);
-    EXPECT_EQ(fakes.http->requestsTo("graylog").size(), std::size_t(damaged));
+    EXPECT_EQ(std::ranges::count_if(fakes.files->contents, isKept), kept);
+    EXPECT_EQ(fakes.http->requestsTo("graylog").size(), std::size_t(kept));
     relaunch();
-    EXPECT_EQ(urls(), (Urls{"a", "b"}));
+    EXPECT_EQ(urls(), left);
+    scope.reset();
+    process.reset();
   }
+  process = std::make_unique<Process>(fakes.platform());
+  scope = std::make_unique<Process::Scope>(*process);
 }
 
-TEST_F(QueueRuleTest, TextThatNoFileCanHoldKeepsNoOtherItemFromBeingSaved) {
+TEST_F(QueueRuleTest, EveryValueIsStoredAndTheHostsObjectsStayTheSame) {
   ZQMQueueModel handed;
-  handed.data =
-      ZQMQueueModel::arrayToData({Dictionary{{"url", "\xff"}, {"data", Value::Null()}}, "no item"});
+  handed.data = ZQMQueueModel::arrayToData(
+      {Dictionary{{"url", "\xff"}, {"data", Value::Null()}, {"qId", List{kNow, -1, 0.5}}},
+       "no item"});
+  const auto item = handed.data->at(0);
   rule().refreshQueue(handed);
+  EXPECT_EQ(rule().itemAt(0), item);
   rule().enqueue("\xff\xfe", Bytes{0, 255, 0}, std::string("G\0T", 3), std::nullopt, false);
-  enqueue("b");
   relaunch();
-  EXPECT_EQ(urls(), (Urls{"(null)", "(null)", "b"}));
-  EXPECT_EQ(rule().getQueue()->data->at(1)->data, Value(Bytes{0, 255, 0}));
+  EXPECT_EQ(urls(), (Urls{"\xff", "\xff\xfe"}));
+  EXPECT_EQ(rule().itemAt(0)->data, Value(Value::Null()));
+  EXPECT_EQ(rule().itemAt(0)->qId, Value(List{kNow, -1, 0.5}));
+  EXPECT_EQ(rule().itemAt(1)->data, Value(Bytes{0, 255, 0}));
+  EXPECT_EQ(rule().itemAt(1)->method, Text(std::string("G\0T", 3)));
 }
 
 TEST_F(QueueRuleTest, EveryItemIsCountedOnceAndOneBeyondABoundIsRefused) {
@@ -141,53 +159,81 @@ TEST_F(QueueRuleTest, EveryItemIsCountedOnceAndOneBeyondABoundIsRefused) {
   EXPECT_EQ(rule().counts().refused, 4U);
 }
 
-TEST_F(QueueRuleTest, WhatNoFileCanHoldIsRefusedAndKeepsNoOtherItemFromBeingSaved) {
-  rule().enqueue("beyond", Bytes(33 << 20), "POST", kNow, false);
-  for (int i = 0; i < 9; ++i) rule().enqueue("large", Bytes(4 << 20), "POST", kNow, false);
-  enqueue("small");
-  const QueueCounts counts = rule().counts();
-  EXPECT_EQ(counts.accepted, 8U);
-  EXPECT_EQ(counts.refused, 3U);
+TEST_F(QueueRuleTest, RemovalTakesEveryOccurrenceOfAnObjectThatWasHandedOverTwice) {
+  enqueue("a");
+  enqueue("b");
+  ZQMQueueModel handed = *rule().getQueue();
+  handed.data->append(handed.data->at(0));
+  rule().refreshQueue(handed);
+  EXPECT_EQ(urls(), (Urls{"a", "b", "a"}));
+  rule().removeData(rule().itemAt(2));
+  EXPECT_EQ(urls(), (Urls{"b"}));
+  EXPECT_EQ(rule().counts().removed, 2U);
   relaunch();
-  EXPECT_EQ(rule().counts().pending, counts.pending);
-  EXPECT_EQ(urls().back(), "small");
+  EXPECT_EQ(urls(), (Urls{"b"}));
 }
 
-TEST_F(QueueRuleTest, EnqueueDoesNotWaitForTheDiskThatOneWhoRemovesWaitsFor) {
-  struct Disk : zqm::testing::FakeFiles {
-    std::unique_ptr<GrowingFile> prepare(const std::string& place, const std::string& copy,
-                                         const Bytes& content) override {
-      isFree.wait();
-      return FakeFiles::prepare(place, copy, content);
-    }
-    std::shared_future<void> isFree;
-  };
-  std::promise<void> isFree;
-  isFree.set_value();
-  const auto disk = std::make_shared<Disk>();
-  disk->isFree = isFree.get_future();
-  fakes.files = disk;
+TEST_F(QueueRuleTest, WhatADiskRefusesIsWrittenOnceThereIsRoom) {
+  for (const bool isNewFile : {true, false}) {
+    fakes.files->readOnly = true;
+    enqueue("a");
+    enqueue("b");
+    fakes.files->readOnly = false;
+    if (!isNewFile) rule().removeData(rule().itemAt(0));
+    relaunch();
+    EXPECT_EQ(rule().count(), isNewFile ? 2U : 3U);
+  }
+}
+
+TEST_F(QueueRuleTest, TwoProcessesHaveFilesOfTheirOwnAndTheSurvivorTakesTheOthersItems) {
+  enqueue("a");
+  enqueue("p", true);
+  {
+    Process other(fakes.platform());
+    const Process::Scope inOther(other);
+    EXPECT_EQ(urls(), Urls());
+    enqueue("b");
+    enqueue("q", true);
+    rule().adoptQueues();
+    EXPECT_EQ(urls(), (Urls{"q", "b"})) << "the other file has an owner";
+  }
+  enqueue("c");
+  rule().adoptQueues();
+  EXPECT_EQ(urls(), (Urls{"q", "p", "a", "c", "b"}));
+  EXPECT_EQ(rule().counts().loaded, 2U);
+  EXPECT_EQ(
+      std::ranges::count_if(fakes.files->contents,
+                            [](const auto& file) { return file.first.starts_with("/groups"); }),
+      1);
   relaunch();
-  for (int i = 0; i < 3; ++i) rule().enqueue("large", Bytes(100'000), "POST", kNow, false);
-  std::promise<void> later;
-  disk->isFree = later.get_future();
-  const auto inOtherThread = [&](const std::function<void()>& work) {
-    return std::async(std::launch::async, process->bind(work));
-  };
-  auto removal = inOtherThread([&] {
-    while (rule().counts().pending > 0) rule().removeData(rule().getQueue()->data->at(0));
-  });
-  // The first of them leaves a file of more than twice its content.
-  EXPECT_EQ(removal.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-  auto enqueued = inOtherThread([] { enqueue("new", true); });
-  EXPECT_EQ(enqueued.wait_for(std::chrono::seconds(20)), std::future_status::ready);
-  later.set_value();
-  // They count as work under way for as long as they are held.
-  removal = {};
-  enqueued = {};
-  EXPECT_LT(disk->read(path).value().size(), 65'000U);
+  EXPECT_EQ(urls(), (Urls{"q", "p", "a", "c", "b"}));
+}
+
+TEST_F(QueueRuleTest, WhileAnotherProcessLooksAQueueStartsEmptyAndLooksAtItsNextStart) {
+  enqueue("a");
   relaunch();
-  EXPECT_TRUE(urls().empty());
+  fakes.journals->turn = Journals::Turn::others;
+  EXPECT_EQ(urls(), Urls());
+  enqueue("b");
+  rule().adoptQueues();
+  EXPECT_EQ(urls(), (Urls{"b"}));
+  fakes.journals->turn = Journals::Turn::ours;
+  rule().adoptQueues();
+  EXPECT_EQ(urls(), (Urls{"b", "a"}));
+}
+
+TEST_F(QueueRuleTest, AFileThatCannotBeReadIsLeftReportedOnceAndTakenLater) {
+  enqueue("a");
+  relaunch();
+  fakes.journals->unreadable.insert(path);
+  enqueue("b");
+  rule().adoptQueues();
+  rule().adoptQueues();
+  process->drain();
+  EXPECT_EQ(fakes.http->requestsTo("graylog").size(), 1U);
+  fakes.journals->unreadable.clear();
+  rule().adoptQueues();
+  EXPECT_EQ(urls(), (Urls{"b", "a"}));
 }
 
 TEST_F(QueueRuleTest, RefreshWithNoModelEmptiesTheMemoryAndLeavesTheFile) {
@@ -195,9 +241,15 @@ TEST_F(QueueRuleTest, RefreshWithNoModelEmptiesTheMemoryAndLeavesTheFile) {
   const auto item = rule().getQueue()->data->at(0);
   rule().refreshQueue(std::nullopt);
   rule().removeData(item);
-  EXPECT_TRUE(urls().empty());
+  rule().adoptQueues();
   relaunch();
   EXPECT_EQ(urls(), (Urls{"a"}));
+  // The next save is one of the whole queue, be it of an empty one.
+  rule().refreshQueue(std::nullopt);
+  EXPECT_TRUE(urls().empty());
+  rule().removeData(item);
+  relaunch();
+  EXPECT_TRUE(urls().empty());
 }
 
 }  // namespace

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/FakeFiles.h"
+#include "tests/support/FakeJournals.h"
 #include "zqm/base/WorkerPool.h"
 #include "zqm/platform/Process.h"
 #include "zqm/platform/linux/LinuxMainThread.h"
@@ -33,104 +35,6 @@ struct FakeClock : Clock {
 
   Date now() override { return instant; }
   void advance(std::chrono::milliseconds time) { instant = instant.load() + time; }
-};
-
-// Files in memory.
-struct FakeFiles : Files {
-  struct Growing : GrowingFile {
-    Growing(FakeFiles& owner, const std::string& path, const std::string& copyPath, Bytes bytes)
-        : files(owner), paths{path}, content(std::move(bytes)) {
-      if (!copyPath.empty()) paths.push_back(copyPath);
-    }
-    bool isInPlace() override {
-      const auto isSame = [this](const auto& path) { return files.read(path) == content; };
-      return hasPlace && std::ranges::all_of(paths, isSame);
-    }
-    bool append(const Bytes& piece) override {
-      ++files.appends;
-      if (files.readOnly || content.size() + piece.size() > files.largest) return false;
-      content.insert(content.end(), piece.begin(), piece.end());
-      return !hasPlace || takePlace();
-    }
-    bool sync() override { return true; }
-    bool takePlace() override {
-      for (const auto& path : paths) hasPlace = files.writeAtomically(path, content);
-      return hasPlace;
-    }
-
-    FakeFiles& files;
-    std::vector<std::string> paths;
-    Bytes content;
-    bool hasPlace = false;
-  };
-
-  std::optional<Bytes> read(const std::string& path) override {
-    const MutexLock lock(mutex);
-    const auto found = contents.find(path);
-    return found == contents.end() ? std::nullopt : std::optional(found->second);
-  }
-  bool writeAtomically(const std::string& path, const Bytes& content) override {
-    const MutexLock lock(mutex);
-    written.push_back(path);
-    if (readOnly) return false;
-    contents[path] = content;
-    return true;
-  }
-  bool exists(const std::string& path) override {
-    const MutexLock lock(mutex);
-    existenceChecks.push_back(path);
-    return contents.contains(path);
-  }
-  bool opens(const std::string& path) override {
-    const MutexLock lock(mutex);
-    openChecks.push_back(path);
-    return contents.contains(path);
-  }
-  bool remove(const std::string& path) override {
-    const MutexLock lock(mutex);
-    removed.push_back(path);
-    return contents.erase(path) > 0;
-  }
-  bool move(const std::string& path, const std::string& newPath) override {
-    const MutexLock lock(mutex);
-    if (readOnly || !contents.contains(path) || contents.contains(newPath)) return false;
-    contents[newPath] = std::move(contents[path]);
-    return contents.erase(path) > 0;
-  }
-  std::unique_ptr<GrowingFile> open(const std::string& path, const std::string& copyPath,
-                                    std::uint64_t size) override {
-    const auto content = read(path);
-    if (!content || content->size() != size) return nullptr;
-    auto opened = std::make_unique<Growing>(*this, path, copyPath, *content);
-    opened->hasPlace = true;
-    return opened->isInPlace() ? std::move(opened) : nullptr;
-  }
-  std::unique_ptr<GrowingFile> create(const std::string& path, const std::string& copyPath,
-                                      const Bytes& content) override {
-    auto created = exists(path) ? nullptr : prepare(path, copyPath, content);
-    return created && created->takePlace() ? std::move(created) : nullptr;
-  }
-  std::unique_ptr<GrowingFile> prepare(const std::string& path, const std::string& copyPath,
-                                       const Bytes& content) override {
-    if (readOnly || content.size() > largest) return nullptr;
-    return std::make_unique<Growing>(*this, path, copyPath, content);
-  }
-  void put(const std::string& path, Bytes content) {
-    const MutexLock lock(mutex);
-    contents[path] = std::move(content);
-  }
-
-  Mutex mutex;
-  std::map<std::string, Bytes> contents;
-  std::vector<std::string> written;
-  std::vector<std::string> removed;
-  std::vector<std::string> existenceChecks;
-  std::vector<std::string> openChecks;
-  std::atomic<bool> readOnly = false;
-  // How often something was to be appended.
-  std::atomic<int> appends = 0;
-  // What a growing file may hold.
-  std::atomic<std::size_t> largest = SIZE_MAX;
 };
 
 struct FakeDirectories : Directories {
@@ -324,6 +228,7 @@ struct Fakes {
   std::shared_ptr<FakePackages> packages = std::make_shared<FakePackages>();
   std::shared_ptr<FakeFiles> files = std::make_shared<FakeFiles>();
   std::shared_ptr<FakeFiles> systemFiles = std::make_shared<FakeFiles>();
+  std::shared_ptr<FakeJournals> journals = std::make_shared<FakeJournals>();
   std::shared_ptr<FakeDirectories> directories = std::make_shared<FakeDirectories>();
   std::shared_ptr<FakeHttp> http = std::make_shared<FakeHttp>();
   std::shared_ptr<FakeNetwork> network = std::make_shared<FakeNetwork>();
@@ -369,8 +274,9 @@ struct Fakes {
   }
 
   Platform platform() const {
-    return {clock,    packages, files,  systemFiles,  directories, http,       network,
-            identity, power,    memory, surroundings, hostState,   mainThread, systemLog};
+    journals->files = files;
+    return {clock,    packages, files,  systemFiles,  journals,  directories, http,     network,
+            identity, power,    memory, surroundings, hostState, mainThread,  systemLog};
   }
 };
 

@@ -20,7 +20,8 @@
 #include "tools/zqm/FileAccess.h"
 #include "tools/zqm/Sandbox.h"
 #include "zqm/base/Version.h"
-#include "zqm/model/RecordLog.h"
+#include "zqm/queue/JournalForm.h"
+#include "zqm/queue/QueueJournal.h"
 
 namespace zqm::tools {
 namespace {
@@ -143,20 +144,21 @@ int protectText(Arguments& arguments) {
 
 // Settings are property lists too, and hold a password.
 bool isRecordFile(std::string_view name) {
-  return name.starts_with("ZQM") && name.ends_with("Model.plist");
+  return (name.starts_with("ZQM") && name.ends_with("Model.plist")) || isQueueFileName(name);
 }
 
-// A record's file is a property list, or the log of a list.
+// A record's file, or a journal of the queue.
 Value storedRecord(const fs::path& file) {
-  const auto log = readLog(readFile(file), [](Dictionary fields) {
-    return std::make_shared<const Dictionary>(std::move(fields));
-  });
-  if (!log) return readPropertyListFile(file);
-  List elements;
-  for (const LogElement& each : log->elements) {
-    elements.emplace_back(*std::static_pointer_cast<const Dictionary>(each));
+  const Bytes content = readFile(file);
+  const JournalContent journal = readJournal(asText(content));
+  if (journal.state != JournalContent::State::sound) return readPropertyListFile(file);
+  List items;
+  for (const JournalItem& each : journal.items) {
+    Coder coder;
+    each.item->encodeWithCoder(coder);
+    items.emplace_back(coder.entries());
   }
-  return Dictionary{{"data", std::move(elements)}};
+  return Dictionary{{"data", std::move(items)}};
 }
 
 int printStore(Arguments& arguments) {

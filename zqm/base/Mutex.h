@@ -13,6 +13,7 @@
 #define ZQM_GUARDED_BY(mutex) ZQM_THREAD_ANNOTATION(guarded_by(mutex))
 #define ZQM_REQUIRES(...) ZQM_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define ZQM_EXCLUDES(...) ZQM_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
+#define ZQM_RETURNS(mutex) ZQM_THREAD_ANNOTATION(lock_returned(mutex))
 
 namespace zqm {
 
@@ -20,6 +21,8 @@ class ZQM_THREAD_ANNOTATION(capability("mutex")) Mutex {
  public:
   void lock() ZQM_THREAD_ANNOTATION(acquire_capability()) { mutex_.lock(); }
   void unlock() ZQM_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
+  // Tells the analysis what it does not see inside a lambda.
+  void assumeHeld() const ZQM_THREAD_ANNOTATION(assert_capability(this)) {}
 
  private:
   std::mutex mutex_;

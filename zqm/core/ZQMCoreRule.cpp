@@ -79,6 +79,8 @@ void ask(StartDecision decision, Date now, const std::function<void(bool)>& isSt
 ZQMCoreRule& ZQMCoreRule::sharedInstance() { return *shared; }
 
 void ZQMCoreRule::startCore(const Text& appId) {
+  // First, and whatever comes of the check: the run that a start begins finds the items.
+  ZQMQueueRule::sharedInstance().adoptQueues();
   coreIsStarted(appId, [this](bool started) {
     if (started) {
       ZQMConfig::start();

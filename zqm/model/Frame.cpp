@@ -57,11 +57,18 @@ bool hasZeroPage(std::string_view file, std::size_t begin, std::size_t end) {
   return false;
 }
 
+void putHead(char* head, std::uint32_t length, std::uint64_t id) {
+  putNumber(head, kMagic);
+  putNumber(head + 4, length);
+  putNumber(head + 8, id);
+  putNumber(head + kHeadChecked, checksum({head, kHeadChecked}));
+}
+
 }  // namespace
 
 std::uint64_t makeFileId() {
   std::random_device random;
-  return std::uint64_t{random()} << 32 | random();
+  return (std::uint64_t{random()} << 32 | random()) >> 1;
 }
 
 FrameWriter::FrameWriter(std::string& out) : out_(out), begin_(out.size()) {
@@ -75,10 +82,7 @@ bool FrameWriter::finish(std::uint64_t id) {
     return false;
   }
   char* const head = out_.data() + begin_;
-  putNumber(head, kMagic);
-  putNumber(head + 4, static_cast<std::uint32_t>(payload.size()));
-  putNumber(head + 8, id);
-  putNumber(head + kHeadChecked, checksum({head, kHeadChecked}));
+  putHead(head, static_cast<std::uint32_t>(payload.size()), id);
   putNumber(head + kHeadChecked + 4, checksum(payload));
   return true;
 }
@@ -91,6 +95,14 @@ std::optional<Frame> frameAt(std::string_view file, std::size_t at,
   const bool isSound =
       numberAt<std::uint32_t>(file, at + kHeadChecked + 4) == checksum(frame.payload);
   return isSound && frame.id == id.value_or(frame.id) ? std::optional(frame) : std::nullopt;
+}
+
+void setFrameIds(std::string& frames, std::uint64_t id) {
+  for (std::size_t at = 0; at < frames.size();) {
+    const auto length = numberAt<std::uint32_t>(frames, at + 4);
+    putHead(frames.data() + at, length, id);
+    at += kFrameHead + length;
+  }
 }
 
 bool isTornAt(std::string_view file, std::size_t at) {

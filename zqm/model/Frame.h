@@ -22,7 +22,7 @@ struct Frame {
   std::size_t size() const { return kFrameHead + payload.size(); }
 };
 
-// A number that no other file has.
+// A number that no other file has, of 63 bits.
 std::uint64_t makeFileId();
 
 // Makes a frame in place: puts room for a head, to which the payload is then appended.
@@ -41,6 +41,9 @@ class FrameWriter {
 // The frame that begins there, if it is sound; of any id for nullopt.
 std::optional<Frame> frameAt(std::string_view file, std::size_t at,
                              std::optional<std::uint64_t> id);
+
+// Makes sound frames those of another file.
+void setFrameIds(std::string& frames, std::uint64_t id);
 
 // Where no sound frame begins: whether a power cut may have left this. The end of the file is
 // missing, or pages of the frame were never written and read as zeros, though later ones were.

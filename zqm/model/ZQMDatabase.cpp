@@ -24,12 +24,7 @@ RecursiveMutex& storeLock() { return *lock; }
 std::optional<RecordPlace> ZQMDatabase::location(std::string_view className) {
   const auto container = ZQMUtils::getURLGroupContainer();
   if (!container) return std::nullopt;
-  RecordPlace place{*container + "/" + fileName(className), ""};
-  if (className == kQueueClass) {
-    const auto documents = platform().directories->documents();
-    if (documents) place.copyPath = *documents + "/" + fileName(className);
-  }
-  return place;
+  return RecordPlace{*container + "/" + fileName(className)};
 }
 
 bool ZQMDatabase::save(std::string_view className, const std::function<Value()>& convert) {

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "zqm/model/ListFile.h"
+#include "zqm/base/Mutex.h"
 #include "zqm/model/ZQMObjectModel.h"
 #include "zqm/platform/Process.h"
 
@@ -36,11 +36,18 @@ struct Found {
   std::optional<R> record;
 };
 
-// A record that is one list of records; only what changed of it is written.
+// A record that is kept in a file of another form, which it brings along.
 template <class Type>
-concept ListRecord = requires(const Type& record) {
-  record.*Type::kList;
+concept BringsFile = requires {
+  typename Type::File;
 };
+
+struct RecordPlace {
+  std::string path;
+};
+
+// The store's one lock. Recursive, so that a record's conversion may use the store.
+ZQM_EXPORT RecursiveMutex& storeLock();
 
 // `Type` is the record class that names the file. All operations of a process are serialised by
 // one lock, which is held for the whole of each.
@@ -51,18 +58,10 @@ class ZQM_EXPORT ZQMDatabase {
   static bool saveObject(const ZQMObjectModel& record) {
     return save(Type::kClassName, [&] { return Value(record.toDictionary()); });
   }
-  template <ListRecord Type>
+  template <BringsFile Type>
   static bool saveObject(const Type& record) {
-    const auto& items = record.*Type::kList;
-    if (!items) return saveObject<Type>(Value(record.toDictionary()));
     const RecursiveMutexLock lock(storeLock());
-    auto& file = *listFile<Type>;
-    if (file.isInPlace()) return file.change(*items);
-    if (const auto place = location(Type::kClassName)) return file.replace(*place, *items);
-    return file.attempt(items->size(), items->size(), [&] {
-      saveSideCopy(Type::kClassName, Value(record.toDictionary()));
-      return false;
-    });
+    return Type::File::save(record);
   }
   template <class Type, std::derived_from<ZQMObjectModel> R>
   static bool saveObject(const std::vector<R>& records) {
@@ -82,9 +81,13 @@ class ZQM_EXPORT ZQMDatabase {
   template <class Type>
   static Stored<Type> readObject() {
     const RecursiveMutexLock lock(storeLock());
+    if constexpr (BringsFile<Type>) {
+      if (auto record = Type::File::read()) return *std::move(record);
+      return std::monostate();
+    }
     const auto place = location(Type::kClassName);
     const auto content = place ? read(*place) : std::nullopt;
-    return content ? storedIn<Type>(*place, *content) : std::monostate();
+    return content ? storedIn<Type>(*content) : std::monostate();
   }
 
   // The one record, or none when there is no file or it holds something else.
@@ -101,14 +104,14 @@ class ZQM_EXPORT ZQMDatabase {
     if (!place) return {FileState::noPlace, std::nullopt};
     const auto content = read(*place);
     if (!content) return {exists(*place) ? FileState::unreadable : FileState::none, std::nullopt};
-    if (isBlankFile(*content)) return {FileState::none, std::nullopt};
-    auto record = oneOf(storedIn<Type>(*place, *content));
-    const bool isSound = record && !isDamagedLog(*content);
-    return {isSound ? FileState::sound : FileState::damaged, std::move(record)};
+    auto record = oneOf(storedIn<Type>(*content));
+    return {record ? FileState::sound : FileState::damaged, std::move(record)};
   }
 
   template <class Type>
   static void remove() {
+    const RecursiveMutexLock lock(storeLock());
+    if constexpr (BringsFile<Type>) return Type::File::remove();
     removeFile(Type::kClassName);
   }
 
@@ -117,13 +120,6 @@ class ZQM_EXPORT ZQMDatabase {
   template <class Type>
   static std::optional<std::string> setAside() {
     return moveAside(Type::kClassName);
-  }
-
-  // Waits where removals have left a file beyond its bound, until it is small again. Only for a
-  // thread that holds no lock.
-  template <ListRecord Type>
-  static void waitUntilSmall() {
-    listFile<Type>->waitUntilSmall();
   }
 
   // Writes a side copy to the application's documents; whether that worked is not told.
@@ -143,12 +139,7 @@ class ZQM_EXPORT ZQMDatabase {
   static std::optional<RecordPlace> location(std::string_view className);
 
   template <class Type>
-  static Stored<Type> storedIn(const RecordPlace& place, const Bytes& content) {
-    if constexpr (ListRecord<Type>) {
-      Type record;
-      record.*Type::kList = listFile<Type>->read(place, content);
-      if (record.*Type::kList) return record;
-    }
+  static Stored<Type> storedIn(const Bytes& content) {
     const Value root = decoded(content);
     if (auto record = root.dictionary() ? Type::initWithDictionary(root) : std::nullopt) {
       return *std::move(record);
@@ -166,11 +157,6 @@ class ZQM_EXPORT ZQMDatabase {
     Type* const record = std::get_if<Type>(&stored);
     return record ? std::optional(std::move(*record)) : std::nullopt;
   }
-
-  template <class Type>
-  static constexpr PerProcess<
-      ListFile<std::remove_cvref_t<decltype(*(std::declval<Type>().*Type::kList))>>>
-      listFile{};
 };
 
 }  // namespace zqm

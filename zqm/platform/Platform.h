@@ -13,6 +13,7 @@
 
 #include "zqm/base/Value.h"
 #include "zqm/platform/Http.h"
+#include "zqm/platform/Journals.h"
 #include "zqm/platform/Network.h"
 
 namespace zqm {
@@ -48,23 +49,6 @@ class Packages {
 // In bytes. A larger file is neither written nor read.
 inline constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
-// A file that grows by whole pieces and is kept open; it may have a copy at a second path, which
-// grows with it. Not for several threads at once.
-class GrowingFile {
- public:
-  virtual ~GrowingFile() = default;
-  // Whether path and copy are as they were left here. That the file was moved away and nothing put
-  // in its place may be noticed a second later.
-  virtual bool isInPlace() = 0;
-  // When the call returns, the piece survives the end of the process, and a second later a power
-  // cut. False, and the file is as it was, where it cannot be written.
-  virtual bool append(const Bytes& piece) = 0;
-  // Afterwards all of it survives a power cut.
-  virtual bool sync() = 0;
-  // Gives a prepared file its path, in the place of what stands there. False where that cannot be.
-  virtual bool takePlace() = 0;
-};
-
 class Files {
  public:
   virtual ~Files() = default;
@@ -79,18 +63,6 @@ class Files {
   // Gives the file another path on the same file system, at which nothing stands yet. False, and
   // nothing is changed, where that cannot be.
   virtual bool move(const std::string& path, const std::string& newPath) = 0;
-
-  // For further appending; each is null where that cannot be. `copyPath` is empty for no copy. A
-  // copy that cannot be made is none.
-  // The file at the path, if it has this size and its copy is surely the same.
-  virtual std::unique_ptr<GrowingFile> open(const std::string& path, const std::string& copyPath,
-                                            std::uint64_t size) = 0;
-  // A new file where nothing stands at either path. The content is as safe as an appended piece.
-  virtual std::unique_ptr<GrowingFile> create(const std::string& path, const std::string& copyPath,
-                                              const Bytes& content) = 0;
-  // A new file that waits for `takePlace` and otherwise vanishes. Its content survives a power cut.
-  virtual std::unique_ptr<GrowingFile> prepare(const std::string& path, const std::string& copyPath,
-                                               const Bytes& content) = 0;
 };
 
 class Directories {
@@ -229,6 +201,7 @@ struct Platform {
   std::shared_ptr<Files> files;
   // Files of the system outside the application, under a root that can be replaced.
   std::shared_ptr<Files> systemFiles;
+  std::shared_ptr<Journals> journals;
   std::shared_ptr<Directories> directories;
   std::shared_ptr<Http> http;
   std::shared_ptr<Network> network;

@@ -2,6 +2,7 @@
 #include "zqm/queue/ZQMQueueModel.h"
 
 #include "zqm/log/ZQMLogHandler.h"
+#include "zqm/queue/QueueJournal.h"
 
 namespace zqm {
 
@@ -34,5 +35,21 @@ void ZQMQueueModel::removeData(const ZQMQueueItems::Item& record) {
 // The line says the opposite of its condition: those who read these logs know it as the mark of a
 // removal.
 void ZQMQueueModel::logRemoval() { ZQMLogHandler::logToFile("queue_log.txt", "Data is null"); }
+
+bool ZQMQueueModel::File::save(const ZQMQueueModel& model) {
+  const ZQMQueueItems items = model.data.value_or(ZQMQueueItems());
+  return QueueJournal::sharedInstance().saveFile({items.begin(), items.end()});
+}
+
+std::optional<ZQMQueueModel> ZQMQueueModel::File::read() {
+  const auto items = QueueJournal::sharedInstance().readFile();
+  if (!items) return std::nullopt;
+  ZQMQueueModel model;
+  model.data.emplace();
+  for (const auto& each : *items) model.data->append(each);
+  return model;
+}
+
+void ZQMQueueModel::File::remove() { QueueJournal::sharedInstance().removeFile(); }
 
 }  // namespace zqm

@@ -1,12 +1,11 @@
 // ZQMQueueModel: the ordered list of pending requests.
 #pragma once
 
-#include "zqm/model/SharedList.h"
-#include "zqm/queue/ZQMQueueDataModel.h"
+#include <optional>
+
+#include "zqm/queue/ZQMQueueItems.h"
 
 namespace zqm {
-
-using ZQMQueueItems = SharedList<ZQMQueueDataModel>;
 
 class ZQM_EXPORT ZQMQueueModel : public Record<ZQMQueueModel> {
  public:
@@ -34,8 +33,12 @@ class ZQM_EXPORT ZQMQueueModel : public Record<ZQMQueueModel> {
     visit("data", self.data);
   }
 
-  // The store writes changes of this list, not the whole of it.
-  static constexpr auto kList = &ZQMQueueModel::data;
+  // The store keeps this record in a journal of the process.
+  struct File {
+    static bool save(const ZQMQueueModel& model);
+    static std::optional<ZQMQueueModel> read();
+    static void remove();
+  };
 };
 
 }  // namespace zqm

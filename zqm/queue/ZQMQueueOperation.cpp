@@ -48,11 +48,11 @@ void run() {
   if (!ZQMUserRule::sharedInstance().hasUser()) return;
   ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
   const bool onWifi = ZQMUtils::isWifiConnected();
-  const std::size_t count = rule.getQueue()->count();
+  const std::size_t count = rule.count();
   // The index advances over a removal too: the item after a delivered one waits for the next run,
   // and once removals have made the list shorter than the index, the range error ends the run.
   for (std::size_t index = 0; index < count; ++index) {
-    const auto item = rule.getQueue()->data.value_or(ZQMQueueItems()).at(index);
+    const auto item = rule.itemAt(index);
     if (!maySend(*item, onWifi)) continue;
     if (deliver(*item)) {
       rule.removeDelivered(item);
@@ -60,7 +60,7 @@ void run() {
       startAgain(kAttemptsAfterFailures);
     }
   }
-  if (rule.getQueue()->count() > 0) startAgain(kAttemptsForTheRest);
+  if (rule.count() > 0) startAgain(kAttemptsForTheRest);
 }
 
 }  // namespace

@@ -1,30 +1,28 @@
 // ZQMQueueRule: owns the queue of pending requests, in memory and in its file.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 
 #include "zqm/base/Mutex.h"
-#include "zqm/base/Snapshot.h"
-#include "zqm/model/ZQMDatabase.h"
 #include "zqm/queue/ZQMQueueModel.h"
 
 namespace zqm {
 
+class QueueJournal;
+
 // What became of the items of this process, each counted once:
 // loaded + accepted = delivered + removed + pending.
 struct QueueCounts {
-  // Read from the file of earlier launches.
+  // Read from files of earlier launches, and of other processes that are gone.
   std::uint64_t loaded = 0;
   std::uint64_t accepted = 0;
   std::uint64_t delivered = 0;
   // Otherwise than by a delivery.
   std::uint64_t removed = 0;
   std::uint64_t pending = 0;
-  // Beyond a bound, or more than a file can hold, and in none of the others.
+  // Beyond a bound, and in none of the others.
   std::uint64_t refused = 0;
 };
 
@@ -43,8 +41,7 @@ class ZQM_EXPORT ZQMQueueRule {
   // Reads the stored queue.
   ZQMQueueRule();
 
-  // Takes a request over for a later delivery: `data` as a POST to `url`. Starts no delivery. What
-  // is no text (invalid UTF-8, a zero byte) counts as absent.
+  // Takes a request over for a later delivery: `data` as a POST to `url`. Starts no delivery.
   void enqueue(const Text& url, std::optional<Bytes> data, const Text& method,
                std::optional<Date> date, bool priority);
 
@@ -52,16 +49,18 @@ class ZQM_EXPORT ZQMQueueRule {
   // queue where there is none.
   std::shared_ptr<const ZQMQueueModel> getQueue();
 
-  // The very object that was read from the queue. Costs the same whatever its length, but for a
-  // caller that removes faster than the file is made smaller on another thread: that one waits.
+  // How many items there are now, and the one at an index; throws "NSRangeException" past the end.
+  std::size_t count();
+  ZQMQueueItems::Item itemAt(std::size_t index);
+
+  // The very object that was read from the queue.
   void removeData(const ZQMQueueItems::Item& record);
 
   // The same for an item that the backend has accepted.
   void removeDelivered(const ZQMQueueItems::Item& record);
 
-  // There is none unless a host sets one, but that the file can hold some 31 MiB of items. An item
-  // beyond is refused, whatever its priority, and the first is reported; what is there already
-  // stays.
+  // There is none unless a host sets one. An item beyond is refused, whatever its priority, and the
+  // first is reported; what is there already stays.
   void setBounds(QueueBounds bounds);
   QueueCounts counts();
 
@@ -70,45 +69,37 @@ class ZQM_EXPORT ZQMQueueRule {
   // is.
   void refreshQueue(std::optional<ZQMQueueModel> queue);
 
+  // Takes what processes that are gone have left in the container. What cannot be taken is reported
+  // once for "zqm-core" at level 4. Waits for the disk.
+  void adoptQueues();
+
   // Starts a delivery run, unless there is nothing to deliver or one is to begin already. What
   // fails is reported for "zqm-core" at level 4.
   void startQueue();
 
  private:
-  void remove(const ZQMQueueItems::Item& record, std::atomic<std::uint64_t>& count);
-  void replaceQueue(const std::optional<ZQMQueueModel>& queue);
+  void remove(const ZQMQueueItems::Item& record, std::uint64_t& count);
+  void replaceQueue(const ZQMQueueModel& queue);
   // Whether an item of that size may come to so many of so many bytes.
-  bool hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const;
+  bool hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const ZQM_REQUIRES(mutex_);
   // Counts refused items; whether they are the first.
-  bool refuse(std::uint64_t count);
-  // Adds what was read to the counts.
-  void countLoaded(const ZQMQueueModel& queue);
-  // One change and one save. Null for no queue, before and after.
-  using Model = std::shared_ptr<ZQMQueueModel>;
-  void change(const std::function<void(Model&)>& edit);
-  // Before the first save: sees to a file that is damaged, or that could not be looked at, whose
-  // items then come before the others. False while nothing may be written over it.
-  bool makeWay(std::optional<std::string>& keptAs) ZQM_REQUIRES(changes_);
+  bool refuse(std::uint64_t count) ZQM_REQUIRES(mutex_);
 
-  // Held over a change and its save, so that the order of saves is the order of changes. Readers
-  // do not wait for it.
-  Mutex changes_;
-  // Null for no queue.
-  Snapshot<ZQMQueueModel> queue_;
-  // Made ahead, since giving it must not fail.
-  const std::shared_ptr<const ZQMQueueModel> none_ = std::make_shared<const ZQMQueueModel>();
-  // What was seen of the file; sound or none once it is this process's own.
-  FileState file_ ZQM_GUARDED_BY(changes_);
+  QueueJournal& journal_;
+  // The journal's, so that a change and what is counted of it are one step.
+  Mutex& mutex_;
+  // There is a queue, and there is a list in it.
+  bool hasQueue_ ZQM_GUARDED_BY(mutex_) = false;
+  bool hasList_ ZQM_GUARDED_BY(mutex_) = false;
+  // What was handed out last, and of which version of the items; made when somebody asks.
+  std::shared_ptr<const ZQMQueueModel> snapshot_ ZQM_GUARDED_BY(mutex_);
+  std::uint64_t snapshotVersion_ ZQM_GUARDED_BY(mutex_) = 0;
 
-  std::atomic<std::size_t> mostItems_ = SIZE_MAX;
-  std::atomic<std::size_t> mostBytes_ = SIZE_MAX;
-  // Changed in step with the queue, under the same lock.
-  std::atomic<std::size_t> bytes_ = 0;
-  std::atomic<std::uint64_t> loaded_ = 0;
-  std::atomic<std::uint64_t> accepted_ = 0;
-  std::atomic<std::uint64_t> delivered_ = 0;
-  std::atomic<std::uint64_t> removed_ = 0;
-  std::atomic<std::uint64_t> refused_ = 0;
+  QueueBounds bounds_ ZQM_GUARDED_BY(mutex_);
+  std::uint64_t accepted_ ZQM_GUARDED_BY(mutex_) = 0;
+  std::uint64_t delivered_ ZQM_GUARDED_BY(mutex_) = 0;
+  std::uint64_t removed_ ZQM_GUARDED_BY(mutex_) = 0;
+  std::uint64_t refused_ ZQM_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace zqm

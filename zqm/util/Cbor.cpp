@@ -264,18 +264,21 @@ void putCborDictionary(std::string& out, std::size_t count) {
 void putCbor(std::string& out, const Value& value) { putValue(out, value, 0); }
 
 std::optional<Value> readCbor(std::string_view bytes) {
+  auto value = takeCbor(bytes);
+  return bytes.empty() ? std::move(value) : std::nullopt;
+}
+
+std::optional<Value> takeCbor(std::string_view& bytes) {
   static constexpr cbor_callbacks kHandlers = handlers();
   Reading reading(bytes.size());
-  auto at = reinterpret_cast<cbor_data>(bytes.data());
-  const auto* const end = at + bytes.size();
   while (!reading.builder.isDone()) {
-    const auto left = static_cast<std::size_t>(end - at);
-    const cbor_decoder_result step = cbor_stream_decode(at, left, &kHandlers, &reading);
+    const cbor_decoder_result step = cbor_stream_decode(reinterpret_cast<cbor_data>(bytes.data()),
+                                                        bytes.size(), &kHandlers, &reading);
     if (reading.thrown) std::rethrow_exception(reading.thrown);
     if (step.status != CBOR_DECODER_FINISHED || !reading.isSound) return std::nullopt;
-    at += step.read;
+    bytes.remove_prefix(step.read);
   }
-  return at == end ? std::optional(reading.builder.take()) : std::nullopt;
+  return reading.builder.take();
 }
 
 }  // namespace zqm

@@ -26,4 +26,8 @@ void putCbor(std::string& out, const Value& value);
 // below the range of 64 bits with a sign. Takes memory and time in proportion to the bytes.
 std::optional<Value> readCbor(std::string_view bytes);
 
+// The same for the first value of a sequence (RFC 8742), which is taken off `bytes`; after none it
+// must not be read on.
+std::optional<Value> takeCbor(std::string_view& bytes);
+
 }  // namespace zqm

@@ -23,6 +23,7 @@ class Descriptor {
 
   explicit operator bool() const { return number_ >= 0; }
   int get() const { return number_; }
+  int release() { return std::exchange(number_, -1); }
 
  private:
   int number_;

@@ -1,4 +1,4 @@
-// Files on disk: whole ones are replaced by rename, growing ones appended to.
+// Files on disk, replaced by rename.
 #include "zqm/platform/linux/LinuxFiles.h"
 
 #include <fcntl.h>
@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "zqm/platform/linux/Descriptor.h"
-#include "zqm/platform/linux/LinuxGrowingFile.h"
 #include "zqm/platform/linux/Paths.h"
 #include "zqm/platform/linux/TemporaryFile.h"
 
@@ -62,32 +61,6 @@ bool LinuxFiles::move(const std::string& path, const std::string& newPath) {
   const auto to = resolved(newPath);
   return from && to &&
          renameat2(AT_FDCWD, from->c_str(), AT_FDCWD, to->c_str(), RENAME_NOREPLACE) == 0;
-}
-
-std::unique_ptr<GrowingFile> LinuxFiles::open(const std::string& path, const std::string& copyPath,
-                                              std::uint64_t size) {
-  const auto place = resolved(path);
-  const auto copy = copyPath.empty() ? std::optional(copyPath) : resolved(copyPath);
-  return place && copy ? LinuxGrowingFile::open(*place, *copy, size, sync_) : nullptr;
-}
-
-std::unique_ptr<GrowingFile> LinuxFiles::create(const std::string& path,
-                                                const std::string& copyPath, const Bytes& content) {
-  const auto place = resolved(path);
-  if (!place || content.size() > kLargestFile) return nullptr;
-  removeLitterOnce(parentDirectory(*place));
-  return LinuxGrowingFile::create(*place, resolved(copyPath).value_or(""), content, sync_);
-}
-
-std::unique_ptr<GrowingFile> LinuxFiles::prepare(const std::string& path,
-                                                 const std::string& copyPath,
-                                                 const Bytes& content) {
-  const auto place = resolved(path);
-  if (!place || content.size() > kLargestFile) return nullptr;
-  removeLitterOnce(parentDirectory(*place));
-  const auto copy = resolved(copyPath);
-  if (copy) removeLitterOnce(parentDirectory(*copy));
-  return LinuxGrowingFile::prepare(*place, copy.value_or(""), content, sync_);
 }
 
 }  // namespace zqm

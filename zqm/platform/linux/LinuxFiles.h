@@ -8,7 +8,6 @@
 
 #include "zqm/base/Mutex.h"
 #include "zqm/platform/Platform.h"
-#include "zqm/platform/linux/LateSync.h"
 
 namespace zqm {
 
@@ -33,21 +32,11 @@ class LinuxFiles : public Files {
   bool remove(const std::string& path) override;
   bool move(const std::string& path, const std::string& newPath) override;
 
-  // Up to 64 MiB at first. The copy is a second name of the same file, where the file system has
-  // such names.
-  std::unique_ptr<GrowingFile> open(const std::string& path, const std::string& copyPath,
-                                    std::uint64_t size) override;
-  std::unique_ptr<GrowingFile> create(const std::string& path, const std::string& copyPath,
-                                      const Bytes& content) override;
-  std::unique_ptr<GrowingFile> prepare(const std::string& path, const std::string& copyPath,
-                                       const Bytes& content) override;
-
  private:
   std::optional<std::string> resolved(const std::string& path) const;
   void removeLitterOnce(const std::string& directory);
 
   const Root root_;
-  const std::shared_ptr<LateSync> sync_ = std::make_shared<LateSync>();
   Mutex mutex_;
   std::set<std::string> cleaned_ ZQM_GUARDED_BY(mutex_);
 };

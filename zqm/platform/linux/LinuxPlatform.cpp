@@ -6,6 +6,7 @@
 #include "zqm/platform/linux/LinuxFiles.h"
 #include "zqm/platform/linux/LinuxHostState.h"
 #include "zqm/platform/linux/LinuxIdentity.h"
+#include "zqm/platform/linux/LinuxJournals.h"
 #include "zqm/platform/linux/LinuxMainThread.h"
 #include "zqm/platform/linux/LinuxMemoryAndStorage.h"
 #include "zqm/platform/linux/LinuxNetwork.h"
@@ -69,6 +70,7 @@ Platform make(const LinuxOptions& options, const UserVariables& variables) {
   platform.files = files;
   platform.systemFiles =
       std::make_shared<LinuxFiles>(systemRoot(options.systemFileRoot, directories));
+  platform.journals = std::make_shared<LinuxJournals>();
   platform.directories = directories;
   platform.http = std::make_shared<CurlHttp>(httpOptions(options, directories->temporary()));
   platform.network = std::make_shared<LinuxNetwork>();

@@ -46,7 +46,7 @@ bool isOurs(int descriptor) {
 
 }  // namespace
 
-bool writeAll(int descriptor, const Bytes& content) {
+bool writeAll(int descriptor, std::string_view content) {
   std::size_t written = 0;
   while (written < content.size()) {
     const auto count = retryInterrupted(
@@ -63,7 +63,7 @@ TemporaryFile::TemporaryFile(const std::string& target) : target_(target) {
   for (int attempt = 0; attempt < 8 && !file_; ++attempt) {
     path_ = joinPath(directory, temporaryName());
     Descriptor file =
-        openFile(path_, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+        openFile(path_, O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (!file && errno != EEXIST) return;
     if (file && isOurs(file.get())) file_ = std::move(file);
   }
@@ -79,12 +79,17 @@ TemporaryFile::~TemporaryFile() {
 }
 
 bool TemporaryFile::write(const Bytes& content) {
-  return writeAll(file_.get(), content) && fdatasync(file_.get()) == 0;
+  return writeAll(file_.get(), asText(content)) && fdatasync(file_.get()) == 0;
 }
 
 Descriptor TemporaryFile::takePlace() {
   if (!file_ || rename(path_.c_str(), target_.c_str()) != 0) return Descriptor();
   return std::move(file_);
+}
+
+std::string TemporaryFile::release() {
+  file_ = Descriptor();
+  return std::move(path_);
 }
 
 void removeTemporaryFiles(const std::string& directory) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "zqm/platform/linux/Descriptor.h"
 
@@ -19,7 +20,6 @@ class TemporaryFile {
 
   explicit operator bool() const { return static_cast<bool>(file_); }
   const std::string& path() const { return path_; }
-  const std::string& target() const { return target_; }
   int descriptor() const { return file_.get(); }
 
   // Writes at the end and syncs the data.
@@ -27,6 +27,8 @@ class TemporaryFile {
   // The directory itself is not synced: after a power cut the old file may be back, whole. Answers
   // the file, now without a temporary name, or none.
   Descriptor takePlace();
+  // Keeps the file, and the temporary name, which it answers.
+  std::string release();
 
  private:
   std::string target_;
@@ -37,6 +39,6 @@ class TemporaryFile {
 // Removes what killed writers left in a directory.
 void removeTemporaryFiles(const std::string& directory);
 
-bool writeAll(int descriptor, const Bytes& content);
+bool writeAll(int descriptor, std::string_view content);
 
 }  // namespace zqm

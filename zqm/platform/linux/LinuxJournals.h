@@ -1,0 +1,19 @@
+// Journals on disk, owned by flock.
+#pragma once
+
+#include "zqm/platform/Journals.h"
+
+namespace zqm {
+
+class LinuxJournals : public Journals {
+ public:
+  Turn takeTurn(const std::string& directory, std::shared_ptr<void>& token) override;
+  std::vector<std::string> names(const std::string& directory) override;
+  Opened open(const std::string& path, bool locks) override;
+  // Mode 0600. A writer that is killed leaves a temporary name, which the next one removes.
+  std::unique_ptr<JournalFile> create(const std::string& directory, bool locks) override;
+  bool sync(const std::string& directory) override;
+  std::uint64_t generation() override;
+};
+
+}  // namespace zqm

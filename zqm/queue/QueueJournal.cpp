@@ -1,0 +1,367 @@
+// The changes of the queue: in memory, and as frames of the file.
+#include "zqm/queue/QueueJournal.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <unordered_set>
+
+#include "zqm/base/Exception.h"
+#include "zqm/core/ZQMUtils.h"
+#include "zqm/model/Frame.h"
+#include "zqm/queue/ZQMQueueModel.h"
+#include "zqm/util/Cbor.h"
+
+namespace zqm {
+namespace {
+
+PerProcess<QueueJournal> shared;
+
+constexpr std::string_view kSuffix = ".plist";
+
+std::string copyPath(const Platform& platform) {
+  const auto documents = platform.directories->documents();
+  return documents ? firstQueueFile(*documents) : "";
+}
+
+std::size_t sizeOf(const Text& text) { return text.text() ? text.text()->size() : 0; }
+
+}  // namespace
+
+std::size_t bytesOf(const ZQMQueueDataModel& item) {
+  std::size_t body = item.data.bytes() ? item.data.bytes()->size() : 0;
+  if (!item.data.bytes() && item.data.isPresent()) {
+    std::string encoded;
+    putCbor(encoded, item.data);
+    body = encoded.size();
+  }
+  return body + sizeOf(item.url) + sizeOf(item.method);
+}
+
+std::optional<std::string> queueDirectory() { return ZQMUtils::getURLGroupContainer(); }
+
+std::string firstQueueFile(const std::string& directory) {
+  return directory + "/" + std::string(ZQMQueueModel::kClassName).append(kSuffix);
+}
+
+bool isQueueFileName(std::string_view name) {
+  if (!name.starts_with(ZQMQueueModel::kClassName) || !name.ends_with(kSuffix)) return false;
+  name.remove_prefix(ZQMQueueModel::kClassName.size());
+  return name == kSuffix || name.starts_with('-');
+}
+
+QueueJournal& QueueJournal::sharedInstance() { return *shared; }
+
+QueueJournal::QueueJournal() {
+  {
+    const MutexLock lock(mutex_);
+    generation_ = platform_.journals->generation();
+  }
+  guarded(
+      [this] {
+        if (const auto directory = queueDirectory()) load(*directory);
+      },
+      [](const Exception&) {});
+}
+
+QueueJournal::~QueueJournal() {
+  const MutexLock lock(mutex_);
+  isClosing_ = true;
+  changed_.notifyAll();
+  // A forked child has not got the thread.
+  const bool isParent = generation_ == platform_.journals->generation();
+  while (isParent && isRunning_) changed_.wait(mutex_);
+}
+
+void QueueJournal::attach() {
+  isAttached_ = true;
+  loaded_ = items_.size();
+}
+
+void QueueJournal::load(const std::string& directory) {
+  Journals& journals = *platform_.journals;
+  std::shared_ptr<void> token;
+  const Journals::Turn turn = journals.takeTurn(directory, token);
+  const MutexLock lock(mutex_);
+  hasLocks_ = turn != Journals::Turn::noLocks;
+  if (turn == Journals::Turn::others) return;
+  Journals::Opened opened = journals.open(firstQueueFile(directory), hasLocks_);
+  const auto bytes = opened.file ? opened.file->read() : std::nullopt;
+  if (!bytes) return;
+  JournalContent content = readJournal(asText(*bytes));
+  if (content.state != JournalContent::State::sound) return;
+  hold(std::move(opened.file), std::move(content), bytes->size());
+}
+
+void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent content,
+                        std::uint64_t fileSize) {
+  for (JournalItem& each : content.items) {
+    live_ += each.size;
+    bytes_ += bytesOf(*each.item);
+    items_.push_back(std::move(each));
+  }
+  loaded_ += content.items.size();
+  ++version_;
+  lastKey_ = std::max(lastKey_, content.lastKey);
+  // What a power cut left behind the sound frames.
+  mustRewrite_ = content.size < fileSize && !file->cut(content.size);
+  file_ = std::move(file);
+  id_ = content.file;
+  size_ = content.size;
+  adopted_ = std::move(content.adopted);
+}
+
+// The parent's items are the parent's to deliver, and so is its file.
+void QueueJournal::startAnewInChild() {
+  const std::uint64_t generation = platform_.journals->generation();
+  if (generation == generation_) return;
+  generation_ = generation;
+  items_.clear();
+  bytes_ = live_ = size_ = 0;
+  ++version_;
+  file_.reset();
+  adopted_.clear();
+  unremoved_.clear();
+  missing_.clear();
+  since_.clear();
+  mayRepeat_ = isReleased_ = mustRewrite_ = isRecording_ = isRunning_ = isWaiting_ = false;
+}
+
+void QueueJournal::add(const Item& item) {
+  startAnewInChild();
+  JournalItem made{item, lastKey_ + 1, 0};
+  std::string frames;
+  const End end = item->priority ? End::head : End::tail;
+  putItem(frames, id_, end, made);
+  const std::size_t bytes = bytesOf(*item);
+  end == End::head ? items_.push_front(made) : items_.push_back(made);
+  ++lastKey_;
+  live_ += made.size;
+  bytes_ += bytes;
+  finishChange(std::move(frames));
+}
+
+std::size_t QueueJournal::remove(const Item& item) {
+  startAnewInChild();
+  const auto isMeant = [&](const JournalItem& each) { return each.item == item; };
+  std::vector<std::uint64_t> keys;
+  std::uint64_t size = 0;
+  const auto first = std::ranges::find_if(items_, isMeant);
+  for (auto at = first; at != items_.end(); at = std::find_if(at + 1, items_.end(), isMeant)) {
+    keys.push_back(at->key);
+    size += at->size;
+    if (!mayRepeat_) break;
+  }
+  std::string frames;
+  if (!keys.empty()) {
+    putRemoval(frames, id_, keys);
+    const std::size_t bytes = bytesOf(*item);
+    live_ -= size;
+    bytes_ -= keys.size() * bytes;
+    keys.size() == 1 ? static_cast<void>(items_.erase(first))
+                     : static_cast<void>(std::erase_if(items_, isMeant));
+  }
+  finishChange(std::move(frames));
+  return keys.size();
+}
+
+void QueueJournal::replace(const std::vector<Item>& items) {
+  startAnewInChild();
+  std::deque<JournalItem> next;
+  std::unordered_set<const void*> seen;
+  std::size_t bytes = 0;
+  for (const Item& each : items) {
+    next.push_back({each, lastKey_ + 1 + next.size(), 0});
+    seen.insert(each.get());
+    bytes += bytesOf(*each);
+  }
+  mayRepeat_ = seen.size() < next.size();
+  lastKey_ += next.size();
+  bytes_ = bytes;
+  items_.swap(next);
+  isReleased_ = true;
+  finishChange({});
+}
+
+void QueueJournal::release() {
+  startAnewInChild();
+  items_.clear();
+  live_ = bytes_ = 0;
+  ++version_;
+  missing_.clear();
+  mustRewrite_ = false;
+  isReleased_ = true;
+}
+
+// The memory has changed already, so nothing may go wrong here: what cannot be written now is
+// written later.
+void QueueJournal::finishChange(std::string frames) noexcept {
+  ++version_;
+  const bool wasUrgent = isIncomplete() || isLarge();
+  const bool isReplacement = isReleased_;
+  lostRecord_ |= isReplacement;
+  const bool isWritten = guarded(
+      [&] {
+        mutex_.assumeHeld();
+        write(isReplacement ? replacement() : std::move(frames));
+      },
+      [](const Exception&) {});
+  isReleased_ = false;
+  if (!isWritten) lostRecord_ = mustRewrite_ = true;
+  guarded(
+      [&] {
+        mutex_.assumeHeld();
+        wake(!wasUrgent && (isIncomplete() || isLarge()));
+      },
+      [](const Exception&) {});
+}
+
+// All items, in place of those in the file.
+std::string QueueJournal::replacement() {
+  std::string items;
+  std::uint64_t count = 0;
+  live_ = 0;
+  for (JournalItem& each : items_) {
+    count += putItem(items, id_, End::tail, each) ? 1 : 0;
+    live_ += each.size;
+  }
+  std::string frames;
+  putReplacement(frames, id_, count);
+  return frames.append(items);
+}
+
+void QueueJournal::write(std::string frames) {
+  if (frames.empty()) return;
+  if (isRecording_) since_.append(frames);
+  if (!mustRewrite_ && !file_) {
+    create();
+  } else if (!mustRewrite_ && !missing_.empty()) {
+    missing_.append(frames);
+  } else if (!mustRewrite_) {
+    append(frames);
+  }
+  // The file's frames may then as well be written anew.
+  if (missing_.size() > live_) mustRewrite_ = true;
+  if (mustRewrite_) missing_ = {};
+  if (file_ && !copyIsName_ && !copyIsDue_) addCopy();
+  copyIsDue_ |= !copyIsName_;
+  isUnsynced_ = file_ != nullptr;
+}
+
+void QueueJournal::append(const std::string& frames) {
+  switch (file_->append(frames)) {
+    case JournalFile::Append::done:
+      size_ += frames.size();
+      break;
+    case JournalFile::Append::failed:
+      missing_ = frames;
+      break;
+    case JournalFile::Append::lost:
+      mustRewrite_ = true;
+      break;
+  }
+}
+
+// With all items, before anybody can see it. Without a container, the next change asks for one
+// again.
+void QueueJournal::create() {
+  const auto directory = queueDirectory();
+  mustRewrite_ = directory && !createIn(*directory);
+}
+
+bool QueueJournal::createIn(const std::string& directory) {
+  auto file = platform_.journals->create(directory, hasLocks_);
+  if (!file) return false;
+  const std::uint64_t id = makeFileId();
+  std::string frames;
+  putBegin(frames, id, {});
+  for (JournalItem& each : items_) putItem(frames, id, End::tail, each);
+  if (file->append(frames) != JournalFile::Append::done) return false;
+  if (!takeName(*file, directory)) return false;
+  file_ = std::move(file);
+  id_ = id;
+  size_ = frames.size();
+  nameIsUnsynced_ = true;
+  return true;
+}
+
+// Nobody looks for other names where there are no locks.
+bool QueueJournal::takeName(JournalFile& file, const std::string& directory) {
+  if (file.takeName(firstQueueFile(directory))) return true;
+  if (!hasLocks_) return false;
+  char digits[17];
+  std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(makeFileId()));
+  std::string name(ZQMQueueModel::kClassName);
+  name.append("-").append(digits).append(kSuffix);
+  return file.takeName(directory + "/" + name);
+}
+
+// Where the copy is on another file system, the thread writes it.
+void QueueJournal::addCopy() {
+  const std::string path = copyPath(platform_);
+  copyIsName_ = !path.empty() && file_->addName(path);
+}
+
+bool QueueJournal::saveFile(const std::vector<Item>& items) {
+  const MutexLock lock(mutex_);
+  if (!isAttached_) {
+    replace(items);
+    return file_ && !isIncomplete();
+  }
+  // The memory stays the truth.
+  startAnewInChild();
+  if (!file_) create();
+  if (!file_) return false;
+  std::string frames;
+  std::string kept;
+  std::uint64_t count = 0;
+  for (const Item& each : items) {
+    JournalItem made{each, ++lastKey_, 0};
+    count += putItem(kept, id_, End::tail, made) ? 1 : 0;
+  }
+  putReplacement(frames, id_, count);
+  lostRecord_ = true;
+  write(frames.append(kept));
+  wake(true);
+  return !isIncomplete();
+}
+
+std::optional<std::vector<QueueJournal::Item>> QueueJournal::readFile() {
+  std::optional<Bytes> bytes;
+  {
+    const MutexLock lock(mutex_);
+    if (file_) bytes = file_->read();
+  }
+  const auto directory = queueDirectory();
+  if (!bytes && directory) bytes = platform_.files->read(firstQueueFile(*directory));
+  if (!bytes) return std::nullopt;
+  JournalContent content = readJournal(asText(*bytes));
+  const bool isOurs = content.state == JournalContent::State::sound ||
+                      (content.state == JournalContent::State::damaged && content.size > 0);
+  if (!isOurs) return std::nullopt;
+  std::vector<Item> items;
+  for (JournalItem& each : content.items) items.push_back(std::move(each.item));
+  return items;
+}
+
+void QueueJournal::removeFile() {
+  const MutexLock lock(mutex_);
+  startAnewInChild();
+  const auto directory = queueDirectory();
+  if (file_) {
+    file_->removeName();
+    file_.reset();
+  } else if (directory) {
+    Journals::Opened opened = platform_.journals->open(firstQueueFile(*directory), hasLocks_);
+    if (opened.file) opened.file->removeName();
+  }
+  missing_.clear();
+  mustRewrite_ = copyIsName_ = false;
+  lostRecord_ = true;
+  if (!isAttached_) {
+    items_.clear();
+    live_ = bytes_ = 0;
+    ++version_;
+  }
+}
+
+}  // namespace zqm
