@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "tests/support/FakePlatform.h"
+#include "tools/zqm/PropertyListWriter.h"
 #include "zqm/log/ZQMDebugInfo.h"
-#include "zqm/util/PropertyList.h"
 
 namespace zqm::testing {
 namespace {
@@ -97,7 +97,7 @@ TEST_F(DeviceInfoTest, LooksForModificationsInTwoOrdersAndThenTriesToWrite) {
   EXPECT_TRUE(Info::isJailbreak());
   EXPECT_EQ(files.read("/private/jailbreak.txt"), toBytes("Jailbreak Test."));
   fakes.files->put("/app/ZQMCore.bundle/Devices.plist",
-                   writePropertyList(Dictionary{{"model1,1", "Simulador"}}).value());
+                   tools::writePropertyList(Dictionary{{"model1,1", "Simulador"}}).value());
   EXPECT_FALSE(Info::isJailbreak());
 }
 

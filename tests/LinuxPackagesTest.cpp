@@ -9,7 +9,7 @@
 #include <ctime>
 
 #include "tests/support/Tree.h"
-#include "zqm/util/PropertyList.h"
+#include "tools/zqm/PropertyListWriter.h"
 
 namespace zqm {
 namespace {
@@ -28,7 +28,7 @@ class LinuxPackagesTest : public ::testing::Test {
   void put(const std::string& directory, const std::string& identifier) const {
     const Dictionary info = {{"CFBundleIdentifier", identifier},
                              {"Environments", "of " + identifier}};
-    tree.put(directory + "/Info.plist", asText(*writePropertyList(info)));
+    tree.put(directory + "/Info.plist", asText(*tools::writePropertyList(info)));
   }
 
   // Where the package is found, below the tree; none where it is not.
@@ -129,7 +129,7 @@ TEST_F(LinuxPackagesTest, ResourcesAreFilesOfThePackageAndAMissingTextReadsAsIts
   EXPECT_EQ(packages.resource(package, "../outside", "p12"), std::nullopt);
   EXPECT_EQ(packages.resource(package, std::string_view("key\0", 4), "p12"), std::nullopt);
   const Dictionary texts = {{"WiFi", "Rede sem fio"}};
-  tree.put("app/Localizable.strings", asText(*writePropertyList(texts)));
+  tree.put("app/Localizable.strings", asText(*tools::writePropertyList(texts)));
   EXPECT_EQ(packages.localizedString("WiFi"), "Rede sem fio");
   EXPECT_EQ(packages.localizedString("Cellular"), "Cellular");
 }

@@ -2,17 +2,16 @@
 #include "tools/zqm/FileAccess.h"
 
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <system_error>
 
+#include "tools/zqm/PropertyListWriter.h"
 #include "zqm/util/PropertyList.h"
 
 namespace zqm::tools {
@@ -20,20 +19,6 @@ namespace {
 
 [[noreturn]] void fail(const std::filesystem::path& path, int error) {
   throw std::runtime_error(path.string() + ": " + std::generic_category().message(error));
-}
-
-Bytes toXml(const std::filesystem::path& file, const Bytes& binary) {
-  plist_t root = nullptr;
-  char* xml = nullptr;
-  std::uint32_t length = 0;
-  plist_from_bin(reinterpret_cast<const char*>(binary.data()),
-                 static_cast<std::uint32_t>(binary.size()), &root);
-  plist_to_xml(root, &xml, &length);
-  plist_free(root);
-  if (xml == nullptr) throw std::runtime_error(file.string() + ": not a property list");
-  Bytes bytes(xml, xml + length);
-  std::free(xml);
-  return bytes;
 }
 
 }  // namespace
@@ -83,9 +68,9 @@ Dictionary readDictionary(const std::filesystem::path& file) {
 }
 
 void writeNewDictionary(const std::filesystem::path& file, const Dictionary& dictionary) {
-  const auto binary = writePropertyList(dictionary);
-  if (!binary) throw std::runtime_error(file.string() + ": not a property list");
-  writeNewFile(file, toXml(file, *binary));
+  const auto content = tools::writePropertyList(dictionary);
+  if (!content) throw std::runtime_error(file.string() + ": not a property list");
+  writeNewFile(file, *content);
 }
 
 }  // namespace zqm::tools
