@@ -1,20 +1,21 @@
-// The Info.plist of the host and of the library's package, which holds the settings.
+// What the Info.plist of the host and of the library's package holds, the settings among it: a
+// dictionary, written as CBOR. The files themselves are trusted.
 #include "fuzz/Target.h"
 #include "zqm/core/ZQMEnvironmentUtil.h"
 #include "zqm/core/ZQMUtils.h"
 #include "zqm/endpoints/ZQMEndPoint.h"
-#include "zqm/util/PropertyList.h"
+#include "zqm/util/Cbor.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm::fuzz {
 
 void tryOne(const Bytes& input) {
-  const Value root = readPropertyList(input);
-  if (!root.dictionary()) return;
+  const auto root = readCbor(asText(input));
+  if (!root || !root->dictionary()) return;
   const Fakes fakes;
-  fakes.packages->main->info = *root.dictionary();
+  fakes.packages->main->info = *root->dictionary();
   Dictionary& library = fakes.packages->loaded.front().info;
-  library = *root.dictionary();
+  library = *root->dictionary();
   library.set("CFBundleIdentifier", kOwnPackageIdentifier);
   const Launch launch(fakes);
   const Value id = ZQMEnvironmentUtil::kelpoId();

@@ -35,10 +35,10 @@ Node write(const Bytes& bytes) {
 // A property list counts from 2001-01-01T00:00:00Z.
 Node write(Date date) {
   constexpr Date kEpoch{seconds(978307200)};
-  constexpr seconds kReach{std::numeric_limits<std::int32_t>::max()};
-  if (date <= kEpoch - kReach || date >= kEpoch + kReach) return nullptr;
-  const auto whole = std::chrono::floor<seconds>(date - kEpoch);
-  return Node(plist_new_date(static_cast<std::int32_t>(whole.count()), 0));
+  using Limits = std::numeric_limits<std::int32_t>;
+  const auto whole = std::chrono::floor<seconds>(date - kEpoch).count();
+  const bool fits = whole >= Limits::min() && whole <= Limits::max();
+  return Node(fits ? plist_new_date(static_cast<std::int32_t>(whole), 0) : nullptr);
 }
 
 Node write(const List& list) {

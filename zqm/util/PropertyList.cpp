@@ -1,4 +1,4 @@
-// Property lists by libplist. Its readers see only what the guards found sound.
+// Property lists by libplist.
 #include "zqm/util/PropertyList.h"
 
 #include <locale.h>
@@ -8,15 +8,16 @@
 #include <limits>
 #include <memory>
 
-#include "zqm/util/PropertyListGuard.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {
 namespace {
 
-using std::chrono::microseconds;
-using std::chrono::milliseconds;
-using std::chrono::seconds;
+// Containers inside one another.
+constexpr int kMaximumDepth = 512;
+
+// 2001-01-01T00:00:00Z, from which a property list counts.
+constexpr Date kPropertyListEpoch{std::chrono::seconds(978307200)};
 
 struct NodeDeleter {
   void operator()(plist_t node) const { plist_free(node); }
@@ -27,10 +28,138 @@ struct Free {
   void operator()(void* memory) const { std::free(memory); }
 };
 
+using std::chrono::seconds;
+
+Date readDate(plist_t node) {
+  std::int32_t whole = 0;
+  std::int32_t fraction = 0;
+  plist_get_date_val(node, &whole, &fraction);
+  return kPropertyListEpoch + seconds(whole);
+}
+
+// Returns nullopt for a node that lies too deep, which ends the whole reading. An absent value
+// costs itself alone.
+std::optional<Value> read(plist_t node, int depth);
+
+std::optional<Value> readList(plist_t node, int depth) {
+  plist_array_iter iterator = nullptr;
+  plist_array_new_iter(node, &iterator);
+  const std::unique_ptr<void, Free> owned(iterator);
+  List list;
+  list.reserve(plist_array_get_size(node));
+  for (;;) {
+    plist_t element = nullptr;
+    plist_array_next_item(node, iterator, &element);
+    if (!element) return Value(std::move(list));
+    auto value = read(element, depth);
+    if (!value) return std::nullopt;
+    if (!value->isAbsent()) list.push_back(std::move(*value));
+  }
+}
+
+std::optional<Value> readDictionary(plist_t node, int depth) {
+  plist_dict_iter iterator = nullptr;
+  plist_dict_new_iter(node, &iterator);
+  const std::unique_ptr<void, Free> owned(iterator);
+  Dictionary dictionary;
+  for (;;) {
+    char* key = nullptr;
+    plist_t element = nullptr;
+    plist_dict_next_item(node, iterator, &key, &element);
+    const std::unique_ptr<char, Free> ownedKey(key);
+    if (!element) return Value(std::move(dictionary));
+    auto value = read(element, depth);
+    if (!value) return std::nullopt;
+    if (key && isValidUtf8(key) && !value->isAbsent()) dictionary.set(key, std::move(*value));
+  }
+}
+
+std::optional<Value> read(plist_t node, int depth) {
+  std::uint64_t number = 0;
+  std::uint8_t boolean = 0;
+  double real = 0;
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN:
+      plist_get_bool_val(node, &boolean);
+      return Value(boolean != 0);
+    case PLIST_UINT:
+      plist_get_uint_val(node, &number);
+      return Value(static_cast<std::int64_t>(number));
+    case PLIST_REAL:
+      plist_get_real_val(node, &real);
+      return Value(real);
+    case PLIST_STRING: {
+      const char* text = plist_get_string_ptr(node, &number);
+      const std::string_view whole(text, number);
+      return isValidUtf8(whole) ? Value(whole) : Value();
+    }
+    case PLIST_ARRAY:
+      return depth < kMaximumDepth ? readList(node, depth + 1) : std::nullopt;
+    case PLIST_DICT:
+      return depth < kMaximumDepth ? readDictionary(node, depth + 1) : std::nullopt;
+    case PLIST_DATE:
+      return Value(readDate(node));
+    case PLIST_DATA: {
+      const char* data = plist_get_data_ptr(node, &number);
+      return Value(toBytes({data, number}));
+    }
+    default:
+      return Value();
+  }
+}
+
+// The library reads a number of an XML file by the thread's locale.
+class PointAsDecimal {
+ public:
+  PointAsDecimal() {
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    before_ = uselocale(plain);
+  }
+  ~PointAsDecimal() { uselocale(before_); }
+  PointAsDecimal(const PointAsDecimal&) = delete;
+  PointAsDecimal& operator=(const PointAsDecimal&) = delete;
+
+ private:
+  locale_t before_;
+};
+
+Node parsed(std::string_view file) {
+  if (file.starts_with("\xEF\xBB\xBF")) file.remove_prefix(3);
+  const auto size = static_cast<std::uint32_t>(file.size());
+  plist_t node = nullptr;
+  if (file.starts_with("bplist")) {
+    plist_from_bin(file.data(), size, &node);
+  } else {
+    const PointAsDecimal decimal;
+    plist_from_xml(file.data(), size, &node);
+  }
+  return Node(node);
+}
+
+using std::chrono::microseconds;
+
+// How much a property list holds, each value and key as often as it is referred to.
+struct PropertyListSize {
+  // The library's writer takes quadratic time: two seconds for this many.
+  static constexpr std::uint64_t kMaximumValues = 500'000;
+  // Of texts, in UTF-8 bytes, and of data.
+  static constexpr std::uint64_t kMaximumContent = 128ULL << 20;
+
+  std::uint64_t values = 0;
+  std::uint64_t content = 0;
+
+  // False past a maximum.
+  bool add(const PropertyListSize& other) {
+    values += other.values;
+    content += other.content;
+    return values <= kMaximumValues && content <= kMaximumContent;
+  }
+};
+
 class Writer {
  public:
   // A null pointer for what no property list can hold.
-  Node write(const Value& value, std::uint64_t depth) {
+  Node write(const Value& value, int depth) {
     if (const std::string* text = value.text()) {
       return Node(holds(*text) ? plist_new_string(text->c_str()) : nullptr);
     }
@@ -41,7 +170,7 @@ class Writer {
     if (const auto real = value.real()) return Node(plist_new_real(*real));
     if (const auto boolean = value.boolean()) return Node(plist_new_bool(*boolean ? 1 : 0));
     if (const auto date = value.date()) return write(*date);
-    if (depth >= PropertyListSize::kMaximumDepth) return nullptr;
+    if (depth >= kMaximumDepth) return nullptr;
     if (const List* list = value.list()) return write(*list, depth);
     if (const Dictionary* dictionary = value.dictionary()) return write(*dictionary, depth);
     return nullptr;
@@ -67,7 +196,7 @@ class Writer {
                                static_cast<std::int32_t>(microseconds(distance - whole).count())));
   }
 
-  Node write(const List& list, std::uint64_t depth) {
+  Node write(const List& list, int depth) {
     if (!size_.add({list.size(), 0})) return nullptr;
     Node whole(plist_new_array());
     for (const Value& element : list) {
@@ -78,7 +207,7 @@ class Writer {
     return whole;
   }
 
-  Node write(const Dictionary& dictionary, std::uint64_t depth) {
+  Node write(const Dictionary& dictionary, int depth) {
     if (!size_.add({2 * dictionary.size(), 0})) return nullptr;
     Node whole(plist_new_dict());
     for (const auto& [key, value] : dictionary) {
@@ -94,120 +223,12 @@ class Writer {
   PropertyListSize size_{1, 0};
 };
 
-// The parts have no common sign: the seconds carry it, and where they are 0 it is lost.
-Date readDate(plist_t node) {
-  std::int32_t whole = 0;
-  std::int32_t fraction = 0;
-  plist_get_date_val(node, &whole, &fraction);
-  const auto rest = std::chrono::round<milliseconds>(microseconds(fraction));
-  const auto negated = microseconds(-rest).count();
-  const Node before(plist_new_date(0, static_cast<std::int32_t>(negated)));
-  const bool negative = whole < 0 || (whole == 0 && plist_compare_node_value(node, before.get()));
-  return kPropertyListEpoch + seconds(whole) + (negative ? -rest : rest);
-}
-
-std::optional<Value> read(plist_t node);
-
-std::optional<Value> readText(plist_t node) {
-  std::uint64_t size = 0;
-  const char* text = plist_get_string_ptr(node, &size);
-  const std::string_view whole(text, size);
-  return isValidUtf8(whole) ? std::optional<Value>(whole) : std::nullopt;
-}
-
-std::optional<Value> readList(plist_t node) {
-  plist_array_iter iterator = nullptr;
-  plist_array_new_iter(node, &iterator);
-  const std::unique_ptr<void, Free> owned(iterator);
-  List list;
-  list.reserve(plist_array_get_size(node));
-  for (;;) {
-    plist_t element = nullptr;
-    plist_array_next_item(node, iterator, &element);
-    if (!element) return Value(std::move(list));
-    auto value = read(element);
-    if (!value) return std::nullopt;
-    list.push_back(std::move(*value));
-  }
-}
-
-std::optional<Value> readDictionary(plist_t node) {
-  plist_dict_iter iterator = nullptr;
-  plist_dict_new_iter(node, &iterator);
-  const std::unique_ptr<void, Free> owned(iterator);
-  Dictionary dictionary;
-  for (;;) {
-    char* key = nullptr;
-    plist_t element = nullptr;
-    plist_dict_next_item(node, iterator, &key, &element);
-    const std::unique_ptr<char, Free> ownedKey(key);
-    if (!element) return Value(std::move(dictionary));
-    auto value = read(element);
-    if (!value || !key || !isValidUtf8(key)) return std::nullopt;
-    dictionary.set(key, std::move(*value));
-  }
-}
-
-std::optional<Value> read(plist_t node) {
-  std::uint64_t number = 0;
-  std::uint8_t boolean = 0;
-  double real = 0;
-  switch (plist_get_node_type(node)) {
-    case PLIST_BOOLEAN:
-      plist_get_bool_val(node, &boolean);
-      return Value(boolean != 0);
-    case PLIST_UINT:
-      plist_get_uint_val(node, &number);
-      return Value(static_cast<std::int64_t>(number));
-    case PLIST_REAL:
-      plist_get_real_val(node, &real);
-      return Value(real);
-    case PLIST_STRING:
-      return readText(node);
-    case PLIST_ARRAY:
-      return readList(node);
-    case PLIST_DICT:
-      return readDictionary(node);
-    case PLIST_DATE:
-      return Value(readDate(node));
-    case PLIST_DATA: {
-      const char* data = plist_get_data_ptr(node, &number);
-      return Value(toBytes({data, number}));
-    }
-    default:
-      return std::nullopt;
-  }
-}
-
-// The library reads a number of an XML file by the thread's locale.
-class PointAsDecimal {
- public:
-  PointAsDecimal() {
-    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
-    before_ = uselocale(plain);
-  }
-  ~PointAsDecimal() { uselocale(before_); }
-  PointAsDecimal(const PointAsDecimal&) = delete;
-  PointAsDecimal& operator=(const PointAsDecimal&) = delete;
-
- private:
-  locale_t before_;
-};
-
-Node parsed(const Bytes& bytes) {
-  const std::string_view text = asText(bytes);
-  const auto size = static_cast<std::uint32_t>(text.size());
-  plist_t node = nullptr;
-  if (text.starts_with("bplist00")) {
-    if (isSoundBinaryPropertyList(bytes)) plist_from_bin(text.data(), size, &node);
-  } else if (isSoundXmlPropertyList(text)) {
-    const PointAsDecimal decimal;
-    plist_from_xml(text.data(), size, &node);
-  }
-  return Node(node);
-}
-
 }  // namespace
+
+Value readPropertyList(const Bytes& bytes) {
+  const Node node = parsed(asText(bytes));
+  return node ? read(node.get(), 0).value_or(Value()) : Value();
+}
 
 std::optional<Bytes> writePropertyList(const Value& value) {
   const Node node = Writer().write(value, 0);
@@ -217,12 +238,6 @@ std::optional<Bytes> writePropertyList(const Value& value) {
   plist_to_bin(node.get(), &file, &size);
   const std::unique_ptr<char, Free> owned(file);
   return file ? std::optional(toBytes({file, size})) : std::nullopt;
-}
-
-Value readPropertyList(const Bytes& bytes) {
-  const Node node = parsed(bytes);
-  if (!node) return {};
-  return read(node.get()).value_or(Value());
 }
 
 }  // namespace zqm
