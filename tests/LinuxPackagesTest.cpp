@@ -8,6 +8,7 @@
 
 #include <ctime>
 
+#include "tests/support/FakePlatform.h"
 #include "tests/support/Tree.h"
 #include "tools/zqm/PropertyListWriter.h"
 
@@ -18,6 +19,7 @@ namespace {
 class LinuxPackagesTest : public ::testing::Test {
  protected:
   testing::Tree tree;
+  std::shared_ptr<testing::FakeSystemLog> log = std::make_shared<testing::FakeSystemLog>();
   LinuxPackages::Places places{.main = tree / "app", .installedLibrary = tree / "installed"};
 
   LinuxPackagesTest() {
@@ -33,12 +35,12 @@ class LinuxPackagesTest : public ::testing::Test {
 
   // Where the package is found, below the tree; none where it is not.
   std::optional<std::string> placeOf(std::string_view identifier) const {
-    const auto found = LinuxPackages(places).packageWithIdentifier(identifier);
+    const auto found = LinuxPackages(places, log).packageWithIdentifier(identifier);
     return found ? std::optional(below(*found)) : std::nullopt;
   }
   std::string frameworks() const {
     std::string found;
-    for (const Package& one : LinuxPackages(places).frameworks()) found += below(one) + " ";
+    for (const Package& one : LinuxPackages(places, log).frameworks()) found += below(one) + " ";
     return found;
   }
   std::string below(const Package& package) const {
@@ -47,7 +49,7 @@ class LinuxPackagesTest : public ::testing::Test {
 };
 
 TEST_F(LinuxPackagesTest, TheMainPackageIsTheProgramsDirectoryOrItsShare) {
-  LinuxPackages packages({.executable = tree / "usr/bin/host"});
+  LinuxPackages packages({.executable = tree / "usr/bin/host"}, log);
   EXPECT_FALSE(packages.mainPackage());
   put("usr/share/host", "of the share");
   EXPECT_EQ(below(packages.mainPackage().value()), "usr/share/host");
@@ -56,7 +58,7 @@ TEST_F(LinuxPackagesTest, TheMainPackageIsTheProgramsDirectoryOrItsShare) {
 }
 
 TEST_F(LinuxPackagesTest, ADamagedDescriptionIsNoPackageAndAChangeIsSeenAtOnce) {
-  LinuxPackages packages(places);
+  LinuxPackages packages(places, log);
   ASSERT_TRUE(packages.mainPackage());
   for (const char* damaged : {"", "<plist><dict><key>a", "<plist><array/></plist>", "bplist00"}) {
     tree.put("app/Info.plist", damaged);
@@ -69,13 +71,32 @@ TEST_F(LinuxPackagesTest, ADamagedDescriptionIsNoPackageAndAChangeIsSeenAtOnce) 
   }
 }
 
+TEST_F(LinuxPackagesTest, TheSystemLogTellsOnceWhyADescriptionCannotBeRead) {
+  const std::string file = tree / "app/Info.plist";
+  LinuxPackages packages(places, log);
+  for (const char* damaged :
+       {"<array>\n<dict></array>", "<array/>", "", "<plist><array/></plist>"}) {
+    tree.put("app/Info.plist", damaged);
+    for (int i = 0; i < 3; ++i) EXPECT_FALSE(packages.mainPackage());
+  }
+  const std::string begin = "The property list " + file + " cannot be read: ";
+  const std::vector<std::string> lines = {begin + "line 2: </array> does not close <dict>.",
+                                          begin + "it holds no dictionary.", begin + "it is empty.",
+                                          begin + "it holds no dictionary."};
+  EXPECT_EQ(log->lines, lines);
+  put("app", "org.example.host");
+  std::filesystem::remove(file);
+  EXPECT_FALSE(packages.mainPackage());
+  EXPECT_EQ(log->lines, lines) << "a missing one is no fault";
+}
+
 TEST_F(LinuxPackagesTest, ADescriptionThatCannotBeReadForAMomentIsReadLater) {
   // Old enough that what is read of it is kept.
   const std::string directory = installedLibraryPackage();
   struct stat status {};
   ASSERT_EQ(stat((directory + "/Info.plist").c_str(), &status), 0);
   while (std::time(nullptr) - status.st_ctim.tv_sec < 4) usleep(100'000);
-  LinuxPackages packages({.main = directory});
+  LinuxPackages packages({.main = directory}, log);
   rlimit usual{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
   const rlimit none{0, usual.rlim_max};
@@ -88,7 +109,10 @@ TEST_F(LinuxPackagesTest, ADescriptionThatCannotBeReadForAMomentIsReadLater) {
 
 TEST_F(LinuxPackagesTest, TheHostsCopyOfTheLibraryGoesFirstAndAloneGivesSettings) {
   const auto settings = [this] {
-    return LinuxPackages(places).packageWithIdentifier("org.zqm.core").value().info["Environments"];
+    return LinuxPackages(places, log)
+        .packageWithIdentifier("org.zqm.core")
+        .value()
+        .info["Environments"];
   };
   EXPECT_EQ(frameworks(), "installed ");
   EXPECT_TRUE(settings().isAbsent());
@@ -122,7 +146,7 @@ TEST_F(LinuxPackagesTest, AHostMayHandOverEveryDirectory) {
 
 TEST_F(LinuxPackagesTest, ResourcesAreFilesOfThePackageAndAMissingTextReadsAsItsKey) {
   for (const char* name : {"app/key.p12", "app/plain", "outside.p12"}) tree.put(name, "");
-  LinuxPackages packages(places);
+  LinuxPackages packages(places, log);
   const Package package = packages.mainPackage().value();
   EXPECT_EQ(packages.resource(package, "key", "p12"), tree / "app/key.p12");
   EXPECT_EQ(packages.resource(package, "plain", ""), tree / "app/plain");

@@ -10,6 +10,7 @@
 #include "tests/support/FakePlatform.h"
 #include "tests/support/Locales.h"
 #include "tools/zqm/PropertyListWriter.h"
+#include "zqm/util/PropertyListFault.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {
@@ -92,6 +93,41 @@ TEST(PropertyListTest, AnOddNumberOrDateReadsAsAnother) {
             Value(List{8, 0, 0}));
   EXPECT_EQ(readXml("<real>1,5</real>"), Value(1.0));
   EXPECT_EQ(readXml("<date>yesterday</date>"), Value(Date()));
+}
+
+TEST(PropertyListTest, AFaultNamesLineAndTagAndNothingOfATextBetween) {
+  const struct {
+    std::string content, fault;
+  } cases[] = {
+      {"<dict>\n<key>a</key>\n<array>\n</dict>", "line 5: </dict> does not close <array>"},
+      {"<dict><key>a</key>\n<string>b</dict>", "line 3: </dict> does not close <string>"},
+      {"<dict>\n<!-- <b>\n--><true/></dict>", "line 4: <true> has no <key> before it"},
+      {"<dict><key>a</key><dict><key>b</key>\n<key>c</key>", "line 3: <key> follows a <key>"},
+      {"<array><string><![CDATA[<&]]>\n<integer>", "line 3: <integer> stands in <string>"},
+      {"</plist></dict><array>", "line 2: </dict> closes nothing"},
+      {"<string>&lt;&#233;&amp;pass<word</string>",
+       "line 2: no tag of a property list (in a text, < is written as &lt;)"},
+      {"<string>http://a.test/?a=1&b=secret</string>", "line 2: in a text, & is written as &amp;"},
+      {"", "it holds nothing that can be read"},
+      {"<array>secret</array>", "it holds nothing that can be read"},
+  };
+  for (const auto& [content, fault] : cases) {
+    const Bytes file = toBytes("<?xml version=\"1.0\"?>\n<plist>" + content + "</plist>");
+    EXPECT_TRUE(readPropertyList(file).isAbsent()) << content;
+    EXPECT_EQ(propertyListFault(file), fault) << content;
+  }
+  for (const auto& [file, fault] : {std::pair<std::string, std::string>{"", "it is empty"},
+                                    {"\xEF\xBB\xBF \n", "it is empty"},
+                                    {"\xFF\xFE<", "it looks like UTF-16, not UTF-8"},
+                                    {std::string("\0<", 2), "it looks like UTF-16, not UTF-8"},
+                                    {" {\"a\": 1}", "it looks like JSON"},
+                                    {"a = b;", "it is neither XML nor binary"},
+                                    {"bplist00\xD1", "it is binary, and damaged or cut off"},
+                                    {"<plist>\n<dict>\n<key>a", "it is cut off in line 3"},
+                                    {"<plist>\n<dict>\n<ke", "it is cut off in line 3"}}) {
+    EXPECT_TRUE(readPropertyList(toBytes(file)).isAbsent()) << file;
+    EXPECT_EQ(propertyListFault(toBytes(file)), fault) << file;
+  }
 }
 
 TEST(PropertyListTest, LevelsBeyond512AreRefused) {

@@ -13,6 +13,7 @@
 
 #include "tools/zqm/PropertyListWriter.h"
 #include "zqm/util/PropertyList.h"
+#include "zqm/util/PropertyListFault.h"
 
 namespace zqm::tools {
 namespace {
@@ -61,10 +62,10 @@ Value readPropertyListFile(const std::filesystem::path& file) {
 }
 
 Dictionary readDictionary(const std::filesystem::path& file) {
-  const Value value = readPropertyListFile(file);
-  const Dictionary* const dictionary = value.dictionary();
-  if (dictionary == nullptr) throw std::runtime_error(file.string() + ": no property list");
-  return *dictionary;
+  const Bytes content = readFile(file);
+  const Value value = readPropertyList(content);
+  if (value.dictionary() != nullptr) return *value.dictionary();
+  throw std::runtime_error(file.string() + ": no property list, " + propertyListFault(content));
 }
 
 void writeNewDictionary(const std::filesystem::path& file, const Dictionary& dictionary) {

@@ -24,7 +24,9 @@ class LinuxPackages : public Packages {
     std::string executable = {};
   };
 
-  explicit LinuxPackages(Places places) : places_(std::move(places)) {}
+  // The log is told which file of a package cannot be read, and why.
+  LinuxPackages(Places places, std::shared_ptr<SystemLog> log)
+      : places_(std::move(places)), files_(std::move(log)) {}
 
   std::optional<Package> mainPackage() override;
   std::optional<Package> packageWithIdentifier(std::string_view identifier) override;

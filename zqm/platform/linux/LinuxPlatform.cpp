@@ -54,9 +54,11 @@ CurlHttpOptions httpOptions(const LinuxOptions& options, std::string temporary) 
 }
 
 Platform make(const LinuxOptions& options, const UserVariables& variables) {
+  const auto systemLog = std::make_shared<LinuxSystemLog>();
   const auto packages = std::make_shared<LinuxPackages>(
       LinuxPackages::Places{options.mainPackage, options.libraryPackage, options.frameworkPackages,
-                            installedLibraryPackage(), executablePath()});
+                            installedLibraryPackage(), executablePath()},
+      systemLog);
   const auto files = std::make_shared<LinuxFiles>();
   // Looked up once: a user's data that moved while the process runs would be split.
   std::optional<std::string> userData = options.userDataDirectory;
@@ -86,7 +88,7 @@ Platform make(const LinuxOptions& options, const UserVariables& variables) {
                               options.trackingAuthorization},
       packages);
   platform.mainThread = std::make_shared<LinuxMainThread>(options.postToMainThread);
-  platform.systemLog = std::make_shared<LinuxSystemLog>();
+  platform.systemLog = systemLog;
   return platform;
 }
 

@@ -5,6 +5,7 @@
 
 #include "zqm/platform/linux/Descriptor.h"
 #include "zqm/util/PropertyList.h"
+#include "zqm/util/PropertyListFault.h"
 
 namespace zqm {
 namespace {
@@ -20,11 +21,6 @@ bool sameTime(const timespec& a, const timespec& b) {
 bool sameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
          sameTime(a.st_mtim, b.st_mtim) && sameTime(a.st_ctim, b.st_ctim);
-}
-
-std::shared_ptr<const Dictionary> parse(const Bytes& bytes) {
-  const Value root = readPropertyList(bytes);
-  return root.dictionary() ? std::make_shared<const Dictionary>(*root.dictionary()) : nullptr;
 }
 
 }  // namespace
@@ -46,9 +42,21 @@ std::shared_ptr<const Dictionary> PropertyListFiles::read(const std::string& pat
   const auto bytes = readFile(path, kLargestDescription);
   // Trouble of the moment, such as no descriptor left, tells nothing of the file.
   if (!bytes) return nullptr;
-  entry.content = parse(*bytes);
-  const MutexLock lock(mutex_);
-  return (entries_[path] = std::move(entry)).content;
+  const Value root = readPropertyList(*bytes);
+  if (root.dictionary()) {
+    entry.content = std::make_shared<const Dictionary>(*root.dictionary());
+  } else {
+    entry.fault = root.isAbsent() ? propertyListFault(*bytes) : "it holds no dictionary";
+  }
+  const Entry read = entry;
+  {
+    const MutexLock lock(mutex_);
+    std::swap(entries_[path], entry);
+  }
+  if (!read.fault.empty() && read.fault != entry.fault) {
+    log_->error("The property list " + path + " cannot be read: " + read.fault + ".");
+  }
+  return read.content;
 }
 
 }  // namespace zqm

@@ -9,12 +9,16 @@
 
 #include "zqm/base/Mutex.h"
 #include "zqm/base/Value.h"
+#include "zqm/platform/Platform.h"
 
 namespace zqm {
 
 class PropertyListFiles {
  public:
-  // A null pointer when the file is missing or holds no dictionary.
+  explicit PropertyListFiles(std::shared_ptr<SystemLog> log) : log_(std::move(log)) {}
+
+  // A null pointer when the file is missing or holds no dictionary. The latter is told the log,
+  // once as long as the fault is the same.
   std::shared_ptr<const Dictionary> read(const std::string& path);
 
  private:
@@ -23,8 +27,11 @@ class PropertyListFiles {
     // False while another change could leave the status as it is.
     bool settled = false;
     std::shared_ptr<const Dictionary> content;
+    // Why there is none.
+    std::string fault;
   };
 
+  const std::shared_ptr<SystemLog> log_;
   Mutex mutex_;
   std::map<std::string, Entry> entries_ ZQM_GUARDED_BY(mutex_);
 };
