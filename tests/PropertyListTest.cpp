@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 
@@ -86,6 +87,16 @@ TEST(PropertyListTest, ATextThatIsNotUtf8IsLeftOutAndAByteOrderMarkSkipped) {
     file.insert(file.begin(), {0xEF, 0xBB, 0xBF});
     EXPECT_EQ(readPropertyList(file), Value(everyKind()));
   }
+}
+
+TEST(PropertyListTest, AKeyWithAZeroByteIsLeftOut) {
+  const Dictionary keys = {{"éa", 1}, {"b", 2}};
+  Bytes file = toBinary(tools::writePropertyList(keys).value());
+  const Bytes key = {0x00, 0xE9, 0x00, 'a'};
+  const auto found = std::search(file.begin(), file.end(), key.begin(), key.end());
+  ASSERT_NE(found, file.end());
+  found[3] = 0;
+  EXPECT_EQ(readPropertyList(file), Value(Dictionary{{"b", 2}}));
 }
 
 TEST(PropertyListTest, AnOddNumberOrDateReadsAsAnother) {

@@ -57,20 +57,35 @@ std::optional<Value> readList(plist_t node, int depth) {
   }
 }
 
+// Returns a null pointer for a key that holds a zero byte: asked for such a one, the library ends
+// the process. Its XML form shows the byte.
+char* keyOf(plist_t element) {
+  const plist_t node = plist_dict_item_get_key(element);
+  char* xml = nullptr;
+  std::uint32_t size = 0;
+  plist_to_xml(node, &xml, &size);
+  const std::unique_ptr<char, Free> owned(xml);
+  char* key = nullptr;
+  if (std::string_view(xml, size).find('\0') == std::string_view::npos)
+    plist_get_key_val(node, &key);
+  return key;
+}
+
 std::optional<Value> readDictionary(plist_t node, int depth) {
   plist_dict_iter iterator = nullptr;
   plist_dict_new_iter(node, &iterator);
   const std::unique_ptr<void, Free> owned(iterator);
   Dictionary dictionary;
   for (;;) {
-    char* key = nullptr;
     plist_t element = nullptr;
-    plist_dict_next_item(node, iterator, &key, &element);
-    const std::unique_ptr<char, Free> ownedKey(key);
+    plist_dict_next_item(node, iterator, nullptr, &element);
     if (!element) return Value(std::move(dictionary));
     auto value = read(element, depth);
     if (!value) return std::nullopt;
-    if (key && isValidUtf8(key) && !value->isAbsent()) dictionary.set(key, std::move(*value));
+    const std::unique_ptr<char, Free> key(keyOf(element));
+    if (key && isValidUtf8(key.get()) && !value->isAbsent()) {
+      dictionary.set(key.get(), std::move(*value));
+    }
   }
 }
 
