@@ -104,7 +104,8 @@ class QueueJournal {
   bool swapIn(Draft& draft, const std::string& directory) ZQM_EXCLUDES(mutex_);
 
   // QueueJournalLook.cpp: what other processes left.
-  std::vector<Found> findFiles(const std::string& directory, std::vector<std::string>& reports);
+  std::vector<Found> findFiles(const std::string& directory, std::vector<std::string>& reports)
+      ZQM_REQUIRES(looking_);
   bool takeOver(Found& found, const std::string& directory) ZQM_EXCLUDES(mutex_, rewriting_);
   bool adopt(const std::vector<Found*>& found) ZQM_EXCLUDES(mutex_, rewriting_);
   bool putAway(Found& found, std::vector<std::string>& reports);
@@ -112,7 +113,10 @@ class QueueJournal {
   const Platform& platform_ = platform();
   Process& process_ = Process::current();
 
-  // Held while the file is written anew or taken over; before the other.
+  // In this order: held over a look, while the file is written anew or taken over, and over a
+  // change.
+  Mutex looking_;
+  std::set<std::string> reported_ ZQM_GUARDED_BY(looking_);
   Mutex rewriting_;
   Mutex mutex_;
   std::deque<JournalItem> items_ ZQM_GUARDED_BY(mutex_);
@@ -134,7 +138,7 @@ class QueueJournal {
   // Files whose items it holds and that may still be on the disk.
   std::set<std::uint64_t> adopted_ ZQM_GUARDED_BY(mutex_);
   // Of these, those that could not be removed: nobody else may take them.
-  std::vector<std::unique_ptr<JournalFile>> unremoved_ ZQM_GUARDED_BY(mutex_);
+  std::vector<std::shared_ptr<JournalFile>> unremoved_ ZQM_GUARDED_BY(mutex_);
   bool hasLocks_ ZQM_GUARDED_BY(mutex_) = true;
   std::uint64_t generation_ ZQM_GUARDED_BY(mutex_);
 
@@ -163,7 +167,6 @@ class QueueJournal {
   Clock::time_point copyAt_ ZQM_GUARDED_BY(mutex_);
   Clock::time_point retryAt_ ZQM_GUARDED_BY(mutex_);
   std::chrono::seconds pause_ ZQM_GUARDED_BY(mutex_){0};
-  std::set<std::string> reported_;
 };
 
 // Of an item's body, url and method.

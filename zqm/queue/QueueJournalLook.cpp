@@ -17,6 +17,7 @@ struct QueueJournal::Found {
 // In this order: what has been adopted already goes away, one file becomes this process's own, and
 // the others are adopted. Each is held by its lock meanwhile.
 std::vector<std::string> QueueJournal::look() {
+  const MutexLock one(looking_);
   std::vector<std::string> reports;
   const auto directory = queueDirectory();
   if (!directory) return reports;

@@ -254,6 +254,7 @@ bool QueueJournal::swapIn(Draft& draft, const std::string& directory) {
   setFrameIds(since_, draft.id);
   if (!since_.empty() && draft.file->append(since_) != JournalFile::Append::done) return false;
   draft.size += since_.size();
+  unremoved_.reserve(unremoved_.size() + 1);
   // Nothing may throw once the file has its name. Items that came meanwhile stay where the file has
   // them: outside of the adopted ones.
   std::deque<JournalItem> next = items_;
@@ -273,8 +274,10 @@ bool QueueJournal::swapIn(Draft& draft, const std::string& directory) {
       bytes += bytesOf(*each.item);
     }
   }
-  const bool isNamed = (file_ && draft.file->replace(*file_)) || takeName(*draft.file, directory);
-  if (!isNamed) return false;
+  const bool isReplaced = file_ && draft.file->replace(*file_);
+  if (!isReplaced && !takeName(*draft.file, directory)) return false;
+  // Where the old file is still this process's, nobody else may take its items.
+  if (!isReplaced && file_ && !file_->removeName()) unremoved_.push_back(std::move(file_));
   items_.swap(next);
   loaded_ += draft.front.size() + draft.back.size();
   if (!draft.front.empty() || !draft.back.empty()) ++version_;

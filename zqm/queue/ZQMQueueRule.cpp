@@ -120,8 +120,9 @@ void ZQMQueueRule::remove(const ZQMQueueItems::Item& record, std::uint64_t& coun
   bool hasList = false;
   const auto takeOut = [&] {
     const MutexLock lock(mutex_);
-    if (!hasQueue_) return;
-    hasList = hasList_ || !journal_.items().empty();
+    const bool hasItems = !journal_.items().empty();
+    if (!hasQueue_ && !hasItems) return;
+    hasList = hasList_ || hasItems;
     count += journal_.remove(record);
   };
   guarded(takeOut, report);
