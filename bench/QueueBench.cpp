@@ -10,7 +10,7 @@
 
 #include "bench/Installation.h"
 #include "bench/PendingQueue.h"
-#include "zqm/util/PropertyList.h"
+#include "zqm/util/Cbor.h"
 
 namespace zqm::bench {
 namespace {
@@ -130,8 +130,9 @@ void RewriteQueue(benchmark::State& state) {
   for (auto _ : state) {
     for (double& each : times) {
       each = timed({}, Clock::now, [&](Clock::time_point) {
-        const auto content = writePropertyList(queue.toDictionary());
-        if (!content || !platform().files->writeAtomically(path, *content)) {
+        std::string content;
+        putCbor(content, queue.toDictionary());
+        if (!platform().files->writeAtomically(path, toBytes(content))) {
           state.SkipWithError("not written");
         }
       });

@@ -8,7 +8,7 @@
 #include "bench/Installation.h"
 #include "zqm/core/ZQMUserModel.h"
 #include "zqm/model/ZQMDatabase.h"
-#include "zqm/util/PropertyList.h"
+#include "zqm/util/Cbor.h"
 
 namespace zqm::bench {
 namespace {
@@ -25,8 +25,8 @@ BENCHMARK(SaveUser)->UseRealTime()->Unit(benchmark::kMicrosecond);
 // The floor: temporary file, write, data sync, rename, of as many bytes.
 void SaveUserFloor(benchmark::State& state) {
   const Process::Scope scope(*installation().process);
-  const auto content =
-      writePropertyList(ZQMDatabase::readRecord<ZQMUserModel>().value().toDictionary()).value();
+  std::string content;
+  putCbor(content, ZQMDatabase::readRecord<ZQMUserModel>().value().toDictionary());
   const std::string path = (installation().root / "floor").string();
   const std::string temporary = path + ".new";
   for (auto _ : state) {
@@ -49,10 +49,10 @@ BENCHMARK(ReadUser)->Unit(benchmark::kMicrosecond);
 // The floor: the same bytes into memory.
 void ReadUserFloor(benchmark::State& state) {
   const Process::Scope scope(*installation().process);
-  const auto content =
-      writePropertyList(ZQMDatabase::readRecord<ZQMUserModel>().value().toDictionary()).value();
+  std::string content;
+  putCbor(content, ZQMDatabase::readRecord<ZQMUserModel>().value().toDictionary());
   const std::string path = (installation().root / "read").string();
-  platform().files->writeAtomically(path, content);
+  platform().files->writeAtomically(path, toBytes(content));
   Bytes buffer(content.size());
   for (auto _ : state) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -1,4 +1,4 @@
-// The check of a rule, and logs with right checksums.
+// The check of a rule, and frames with right checksums.
 #include "fuzz/Target.h"
 
 #include <zlib.h>
@@ -19,25 +19,22 @@ bool same(const Value& one, const Value& other) {
   return one == other || one.textForm() == other.textForm();
 }
 
-Bytes withChecksums(Bytes log) {
-  constexpr std::size_t kOpening = 20;
-  constexpr std::size_t kHead = 12;
-  const auto sumUp = [&](std::size_t begin, std::uint64_t length, std::size_t place) {
-    auto sum = crc32_z(0, &log[8], 8);
-    sum = crc32_z(sum, reinterpret_cast<const std::uint8_t*>(&length), sizeof length);
-    const auto whole = static_cast<std::uint32_t>(crc32_z(sum, log.data() + begin, length));
-    std::memcpy(&log[place], &whole, sizeof whole);
+Bytes withChecksums(Bytes file) {
+  constexpr std::size_t kHead = 24;
+  const auto sumUp = [&](std::size_t begin, std::size_t length, std::size_t place) {
+    const auto sum = static_cast<std::uint32_t>(crc32_z(0, file.data() + begin, length));
+    std::memcpy(&file[place], &sum, sizeof sum);
   };
-  if (log.size() < kOpening) return log;
-  sumUp(0, 16, 16);
   std::uint32_t size = 0;
-  for (std::size_t at = kOpening; at + kHead <= log.size(); at += kHead + size) {
-    std::memcpy(&size, &log[at], sizeof size);
-    if (size > log.size() - at - kHead) break;
-    sumUp(at + kHead, size, at + 4);
-    sumUp(at, 8, at + 8);
+  for (std::size_t at = 0; at + kHead <= file.size(); at += kHead + size) {
+    std::memcpy(&size, &file[at + 4], sizeof size);
+    if (size > file.size() - at - kHead) break;
+    std::memcpy(&file[at], &file[0], 4);
+    std::memcpy(&file[at + 8], &file[8], 8);
+    sumUp(at, 16, at + 16);
+    sumUp(at + kHead, size, at + 20);
   }
-  return log;
+  return file;
 }
 
 }  // namespace zqm::fuzz

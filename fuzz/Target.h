@@ -30,8 +30,8 @@ inline Bytes withoutFirst(const Bytes& input) {
 }
 inline std::size_t firstOf(const Bytes& input) { return input.empty() ? 0 : input.front(); }
 
-// With right checksums, as far as there are entries of a log. Changed bytes would rarely get past
-// them.
-Bytes withChecksums(Bytes log);
+// With right checksums, and the first one's magic and id, as far as there are frames. Changed bytes
+// would rarely get past them.
+Bytes withChecksums(Bytes file);
 
 }  // namespace zqm::fuzz

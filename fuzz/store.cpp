@@ -1,9 +1,9 @@
-// What stands in the place of the queue's file, or of a record's. An odd first byte puts a log's
+// What stands in the place of the queue's file, or of a record's. An odd first byte puts the
 // checksums right.
 #include "fuzz/Target.h"
 #include "zqm/config/ZQMConfigModel.h"
 #include "zqm/model/ZQMDatabase.h"
-#include "zqm/queue/ZQMQueueModel.h"
+#include "zqm/queue/ZQMQueueRule.h"
 
 namespace zqm::fuzz {
 namespace {
@@ -24,6 +24,22 @@ void saveOver(const Fakes& fakes, R& record, auto change) {
   require(same(found.record->toDictionary(), record.toDictionary()), "it reads back");
 }
 
+// A new item joins what was there, and both are there at the next launch.
+void enqueueBeside(const Fakes& fakes) {
+  std::size_t count = 0;
+  {
+    const Launch launch(fakes);
+    ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
+    rule.enqueue("http://a.test/", Bytes{1}, "POST", testing::kNow, false);
+    rule.adoptQueues();
+    count = rule.count();
+    require(count == rule.counts().loaded + 1, "what is read and what is new are there");
+  }
+  const Launch launch(fakes);
+  ZQMQueueRule::sharedInstance().adoptQueues();
+  require(ZQMQueueRule::sharedInstance().count() == count, "it reads back");
+}
+
 }  // namespace
 
 void tryOne(const Bytes& input) {
@@ -32,16 +48,9 @@ void tryOne(const Bytes& input) {
   const Fakes fakes;
   fakes.files->put("/groups/group.example/ZQMQueueModel.plist", file);
   fakes.files->put("/groups/group.example/ZQMConfigModel.plist", file);
-  ZQMQueueModel queue;
   ZQMConfigModel config;
-  if (way / 2 % 2 == 0) {
-    saveOver(fakes, queue, [](ZQMQueueModel& model) {
-      model.addData(std::make_shared<const ZQMQueueDataModel>(testing::kNow, Bytes{1},
-                                                              "http://a.test/", "POST", false));
-    });
-  } else {
-    saveOver(fakes, config, [](ZQMConfigModel& model) { model.lastUpdateDate = testing::kNow; });
-  }
+  if (way / 2 % 2 == 0) return enqueueBeside(fakes);
+  saveOver(fakes, config, [](ZQMConfigModel& model) { model.lastUpdateDate = testing::kNow; });
 }
 
 }  // namespace zqm::fuzz
