@@ -12,8 +12,6 @@
 namespace zqm {
 namespace {
 
-constexpr std::size_t kMostLevels = 512;
-constexpr std::size_t kMostValues = 500'000;
 constexpr std::uint64_t kDateTag = 1;
 constexpr double kMillisecondsASecond = 1000;
 
@@ -41,7 +39,7 @@ void putValue(std::string& out, const Value& value, std::size_t level);
 // Whether a reader accepts it inside a list or dictionary of that level.
 bool isKept(const Value& value, std::size_t level) {
   const bool isContainer = value.list() || value.dictionary();
-  return value.isPresent() && (level < kMostLevels || !isContainer);
+  return value.isPresent() && (level < kMostCborLevels || !isContainer);
 }
 
 void putList(std::string& out, const List& list, std::size_t level) {
@@ -81,13 +79,17 @@ void putValue(std::string& out, const Value& value, std::size_t level) {
 }
 
 std::optional<Date> dateOf(const Value& seconds) {
+  constexpr std::int64_t kMostSeconds = INT64_MAX / 1000;
   if (const auto whole = seconds.integer()) {
-    if (std::abs(static_cast<double>(*whole)) > 9e15) return std::nullopt;
+    if (*whole > kMostSeconds || *whole < -kMostSeconds) return std::nullopt;
     return Date(std::chrono::seconds(*whole));
   }
   const auto broken = seconds.real();
-  if (!broken || !(std::abs(*broken) < 9e15)) return std::nullopt;
-  return Date(Date::duration(std::llround(*broken * kMillisecondsASecond)));
+  // The outermost dates are written as the next number beyond them.
+  if (!broken || !(std::abs(*broken) <= static_cast<double>(kMostSeconds + 1))) return std::nullopt;
+  const double milliseconds = *broken * kMillisecondsASecond;
+  if (milliseconds >= static_cast<double>(INT64_MAX)) return Date::max();
+  return Date(Date::duration(std::llround(milliseconds)));
 }
 
 // Puts a value together from what the decoder finds, one thing at a time. Every function answers
@@ -97,15 +99,16 @@ class Builder {
   explicit Builder(std::size_t bytes) : budget_(bytes) {}
 
   bool add(Value value) {
-    if (++values_ > kMostValues || !finishDate(value)) return false;
+    if (++values_ > kMostCborValues || !finishDate(value)) return false;
     return place(std::move(value));
   }
 
   bool begin(bool isList, std::uint64_t count) {
-    if (isDate_ || ++values_ > kMostValues || !mayStandHere()) return false;
+    if (isDate_ || ++values_ > kMostCborValues || !mayStandHere()) return false;
     if (count == 0) return place(isList ? Value(List()) : Value(Dictionary()));
     // Each element takes a byte at least, so sound bytes never claim more than there are.
-    if (open_.size() == kMostLevels || count > budget_) return false;
+    if (open_.size() == kMostCborLevels || count > std::min(budget_, kMostCborValues - values_))
+      return false;
     budget_ -= count;
     open_.emplace_back(isList, count);
     if (isList) open_.back().list.reserve(count);

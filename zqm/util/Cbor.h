@@ -21,9 +21,13 @@ void putCborDictionary(std::string& out, std::size_t count);
 // and what stands deeper than a reader accepts. An absent value is written as null.
 void putCbor(std::string& out, const Value& value);
 
-// None for what is not one complete value, and for more than 512 levels or 500,000 values, a length
-// that is not told ahead, `undefined`, a tag other than 1, a key that is no text, and a number
-// below the range of 64 bits with a sign. Takes memory and time in proportion to the bytes.
+// What a reader takes. Each key counts as a value.
+inline constexpr std::size_t kMostCborLevels = 512;
+inline constexpr std::size_t kMostCborValues = 500'000;
+
+// None for what is not one complete value, and for more levels or values, a length that is not told
+// ahead, `undefined`, a tag other than 1, a key that is no text, and a number below the range of 64
+// bits with a sign. Takes memory and time in proportion to the bytes.
 std::optional<Value> readCbor(std::string_view bytes);
 
 // The same for the first value of a sequence (RFC 8742), which is taken off `bytes`; after none it
