@@ -9,6 +9,20 @@
 namespace zqm::testing {
 namespace {
 
+// As a kit module may have one.
+struct Answer : Record<Answer> {
+  static constexpr std::string_view kClassName = "Answer";
+
+  std::optional<ZQMOptInModel> consent;
+  ZQMConfigModel limits;
+
+  template <class Self, class Visit>
+  static void fields(Self& self, Visit visit) {
+    visit("consent", self.consent);
+    visit("limits", self.limits);
+  }
+};
+
 class ObjectModelTest : public Fixture {};
 
 TEST_F(ObjectModelTest, FieldsSurviveTheDictionaryTheCoderAndJson) {
@@ -34,6 +48,24 @@ TEST_F(ObjectModelTest, ForeignKindsAreTakenAsTheConventionSays) {
   const auto table = ZQMEndpointsModel::initWithDictionary(Dictionary{{"config", "x"}});
   EXPECT_TRUE(table->config.config.isAbsent());
   EXPECT_FALSE(ZQMConfigModel::initWithDictionary(Value()).has_value());
+}
+
+TEST_F(ObjectModelTest, NestedRecordThatWasNotGivenStaysAbsentAndHasNoDefaults) {
+  for (const Value& given : {Value(), Value(Value::Null()), Value("x"), Value(List{})}) {
+    auto answer = Answer::initWithDictionary(Dictionary{{"consent", given}, {"limits", given}});
+    EXPECT_FALSE(answer->toDictionary().contains("consent"));
+    EXPECT_EQ(answer->limits.daysToUpdateConfig, 0);
+    Coder coder;
+    answer->encodeWithCoder(coder);
+    EXPECT_FALSE(coder.entries().contains("consent"));
+    EXPECT_EQ(Answer::initWithCoder(coder).consent, std::nullopt);
+  }
+  const Dictionary given = {{"consent", Dictionary{{"permission", "true"}, {"level", "2"}}}};
+  const auto answer = Answer::initWithDictionary(given);
+  EXPECT_EQ(answer->toDictionary()["consent"], given["consent"]);
+  Coder coder;
+  answer->encodeWithCoder(coder);
+  EXPECT_TRUE(Answer::initWithCoder(coder).consent.value().permission);
 }
 
 TEST_F(ObjectModelTest, EmptyAndUnwritableRecordsAreToldApartAndOnlyDataIsReported) {

@@ -20,8 +20,11 @@ concept RecordSequence = requires(S& sequence, std::shared_ptr<const typename S:
   sequence.forEach([](const typename S::Record&) {});
 };
 
+template <class R>
+concept NestedRecord = std::derived_from<R, ZQMObjectModel>;
+
 // How each kind of field stands in a dictionary, and how it is read back. A value that is missing
-// or of another kind blanks the field.
+// or of another kind blanks the field. A nested record that may be absent is a std::optional.
 namespace field {
 
 inline Value inDictionary(const Text& text) { return text; }
@@ -31,6 +34,10 @@ inline Value inDictionary(const std::optional<Date>& date) {
   return date ? Value(toString(*date)) : Value();
 }
 inline Value inDictionary(const ZQMObjectModel& record) { return record.toDictionary(); }
+template <NestedRecord R>
+Value inDictionary(const std::optional<R>& record) {
+  return record ? Value(record->toDictionary()) : Value();
+}
 template <RecordSequence S>
 Value inDictionary(const std::optional<S>& sequence) {
   if (!sequence) return {};
@@ -45,9 +52,15 @@ inline void fromDictionary(const Value& value, bool& flag) { flag = parseToBool(
 inline void fromDictionary(const Value& value, std::optional<Date>& date) {
   date = value.text() ? parse(*value.text()) : std::nullopt;
 }
-template <std::derived_from<ZQMObjectModel> R>
+template <NestedRecord R>
 void fromDictionary(const Value& value, R& record) {
-  record = R::initWithDictionary(value).value_or(R());
+  // Not a new record, which would bring its defaults.
+  const Value blank = Dictionary();
+  record = *R::initWithDictionary(value.dictionary() ? value : blank);
+}
+template <NestedRecord R>
+void fromDictionary(const Value& value, std::optional<R>& record) {
+  record = value.dictionary() ? R::initWithDictionary(value) : std::nullopt;
 }
 // An element that is no dictionary is left out.
 template <RecordSequence S>
@@ -71,11 +84,15 @@ inline void encode(Coder& coder, std::string_view key, bool flag) { coder.encode
 inline void encode(Coder& coder, std::string_view key, const std::optional<Date>& date) {
   coder.encodeObject(key, date);
 }
-template <std::derived_from<ZQMObjectModel> R>
+template <NestedRecord R>
 void encode(Coder& coder, std::string_view key, const R& record) {
   Coder nested;
   record.encodeWithCoder(nested);
   coder.encodeObject(key, nested.entries());
+}
+template <NestedRecord R>
+void encode(Coder& coder, std::string_view key, const std::optional<R>& record) {
+  if (record) encode(coder, key, *record);
 }
 template <RecordSequence S>
 void encode(Coder& coder, std::string_view key, const std::optional<S>& sequence) {
@@ -101,11 +118,17 @@ inline void decode(const Coder& coder, std::string_view key, bool& flag) {
 inline void decode(const Coder& coder, std::string_view key, std::optional<Date>& date) {
   date = coder.decodeObject(key).date();
 }
-template <std::derived_from<ZQMObjectModel> R>
+template <NestedRecord R>
 void decode(const Coder& coder, std::string_view key, R& record) {
   const Value object = coder.decodeObject(key);
   const Dictionary* nested = object.dictionary();
   record = R::initWithCoder(Coder(nested ? *nested : Dictionary()));
+}
+template <NestedRecord R>
+void decode(const Coder& coder, std::string_view key, std::optional<R>& record) {
+  record.reset();
+  if (!coder.decodeObject(key).dictionary()) return;
+  decode(coder, key, record.emplace());
 }
 template <RecordSequence S>
 void decode(const Coder& coder, std::string_view key, std::optional<S>& sequence) {
