@@ -38,6 +38,9 @@ class FaultyFiles : public Files {
   std::optional<Bytes> read(const std::string& path) override {
     return disk_->isUnreadable ? std::nullopt : real_->read(path);
   }
+  FileContent contentOf(const std::string& path) override {
+    return disk_->isUnreadable ? FileContent{FileContent::notNow} : real_->contentOf(path);
+  }
   bool writeAtomically(const std::string& path, const Bytes& content) override {
     return !disk_->isFull && real_->writeAtomically(path, content);
   }

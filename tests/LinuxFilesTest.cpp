@@ -97,6 +97,27 @@ TEST_F(LinuxFilesTest, ReadsRegularFilesWithinALimit) {
   EXPECT_FALSE(files.exists(tree / "huge"));
 }
 
+TEST_F(LinuxFilesTest, TellsWhatIsNotThereFromWhatCannotBeReadNow) {
+  const std::string path = tree.put("record", "content");
+  EXPECT_EQ(files.contentOf(path).bytes, toBytes("content"));
+  fs::create_symlink("nowhere", tree / "link");
+  for (const std::string& none : {tree / "missing", tree / "missing/record", path + "/x",
+                                  tree / "link", path + std::string("\0x", 2)}) {
+    EXPECT_EQ(files.contentOf(none).state, FileContent::none) << none;
+  }
+  fs::resize_file(tree.put("huge", ""), (std::uintmax_t{64} << 20) + 1);
+  for (const std::string& foreign : {tree.root(), tree / "huge"}) {
+    EXPECT_EQ(files.contentOf(foreign).state, FileContent::foreign) << foreign;
+  }
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit noneLeft{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &noneLeft);
+  const FileContent unread = files.contentOf(path);
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(unread.state, FileContent::notNow);
+}
+
 TEST_F(LinuxFilesTest, ARootStandsInFrontOfEveryPathAndWithoutItNothingIsThere) {
   std::optional<std::string> root = tree.root();
   LinuxFiles rooted([&] { return root; });

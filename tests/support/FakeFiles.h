@@ -14,14 +14,24 @@ namespace zqm::testing {
 
 struct FakeFiles : Files {
   std::optional<Bytes> read(const std::string& path) override {
+    FileContent content = contentOf(path);
+    return content.state == FileContent::whole ? std::optional(std::move(content.bytes))
+                                               : std::nullopt;
+  }
+  FileContent contentOf(const std::string& path) override {
     const MutexLock lock(mutex);
+    const auto failing = failingReads.find(path);
+    if (failing != failingReads.end() && failing->second > 0) {
+      --failing->second;
+      return {FileContent::notNow};
+    }
     const auto found = contents.find(path);
-    return found == contents.end() ? std::nullopt : std::optional(found->second);
+    return found == contents.end() ? FileContent() : FileContent{FileContent::whole, found->second};
   }
   bool writeAtomically(const std::string& path, const Bytes& content) override {
     const MutexLock lock(mutex);
     written.push_back(path);
-    if (readOnly) return false;
+    if (readOnly || unwritable == path) return false;
     contents[path] = content;
     return true;
   }
@@ -51,13 +61,22 @@ struct FakeFiles : Files {
     contents[path] = std::move(content);
   }
 
+  // So many reads of the file fail, as where no descriptor is free.
+  void failReads(const std::string& path, int count) {
+    const MutexLock lock(mutex);
+    failingReads[path] = count;
+  }
+
   Mutex mutex;
   std::map<std::string, Bytes> contents;
   std::vector<std::string> written;
   std::vector<std::string> removed;
   std::vector<std::string> existenceChecks;
   std::vector<std::string> openChecks;
+  std::map<std::string, int> failingReads;
   std::atomic<bool> readOnly = false;
+  // The one file that cannot be replaced.
+  std::string unwritable;
 };
 
 }  // namespace zqm::testing

@@ -49,10 +49,27 @@ class Packages {
 // In bytes. A larger file is neither written nor read.
 inline constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
+// What stands at a path.
+struct FileContent {
+  enum State {
+    none,
+    // It is there, or may be, but the system does not give it at the moment.
+    notNow,
+    // Something that is not read: a directory, or a file that is too large.
+    foreign,
+    whole,
+  };
+
+  State state = none;
+  Bytes bytes = {};
+};
+
 class Files {
  public:
   virtual ~Files() = default;
+  // The same as `contentOf` for those who need no reason.
   virtual std::optional<Bytes> read(const std::string& path) = 0;
+  virtual FileContent contentOf(const std::string& path) = 0;
   // Replaces the file or leaves the old one: after a kill or a power cut there is the old or the
   // new content, never a torn or empty file. False when it was not replaced.
   virtual bool writeAtomically(const std::string& path, const Bytes& content) = 0;

@@ -11,10 +11,6 @@ namespace {
 constexpr std::size_t kShortText = 4096;
 constexpr std::size_t kStep = 16384;
 
-bool isRegular(int descriptor, struct stat& status) {
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
-
 }  // namespace
 
 Descriptor::~Descriptor() {
@@ -28,26 +24,35 @@ Descriptor openFile(const std::string& path, int flags, unsigned mode) {
       [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode); }));
 }
 
-std::optional<Bytes> readFile(const std::string& path, std::size_t limit) {
+FileContent contentOfFile(const std::string& path, std::size_t limit) {
   const Descriptor file = openFile(path, O_RDONLY);
+  // Nothing stands there: no such name, or none of the directories above it.
+  if (!file) return {errno == ENOENT || errno == ENOTDIR ? FileContent::none : FileContent::notNow};
   struct stat status {};
-  if (!file || !isRegular(file.get(), status)) return std::nullopt;
+  if (fstat(file.get(), &status) != 0) return {FileContent::notNow};
   // The size is a hint: procfs says 0, and the file may grow meanwhile.
   const auto size = static_cast<std::size_t>(status.st_size);
-  if (size > limit) return std::nullopt;
-  Bytes content(size + 1);
+  if (!S_ISREG(status.st_mode) || size > limit) return {FileContent::foreign};
+  FileContent content{FileContent::whole, Bytes(size + 1)};
+  Bytes& bytes = content.bytes;
   std::size_t filled = 0;
   for (;;) {
-    if (filled == content.size()) content.resize(filled + kStep);
+    if (filled == bytes.size()) bytes.resize(filled + kStep);
     const auto count = retryInterrupted(
-        [&] { return read(file.get(), content.data() + filled, content.size() - filled); });
-    if (count < 0) return std::nullopt;
+        [&] { return read(file.get(), bytes.data() + filled, bytes.size() - filled); });
+    if (count < 0) return {FileContent::notNow};
     if (count == 0) break;
     filled += static_cast<std::size_t>(count);
-    if (filled > limit) return std::nullopt;
+    if (filled > limit) return {FileContent::foreign};
   }
-  content.resize(filled);
+  bytes.resize(filled);
   return content;
+}
+
+std::optional<Bytes> readFile(const std::string& path, std::size_t limit) {
+  FileContent content = contentOfFile(path, limit);
+  return content.state == FileContent::whole ? std::optional(std::move(content.bytes))
+                                             : std::nullopt;
 }
 
 std::optional<std::string> readLine(const std::string& path) {

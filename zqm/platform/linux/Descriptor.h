@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "zqm/base/Value.h"
+#include "zqm/platform/Platform.h"
 
 namespace zqm {
 
@@ -41,8 +42,11 @@ auto retryInterrupted(Call call) {
 // byte, which would name another file.
 Descriptor openFile(const std::string& path, int flags, unsigned mode = 0);
 
-// The content of a regular file (those of procfs and sysfs included); none for anything else and
-// for more than `limit` bytes.
+// The content of a regular file (those of procfs and sysfs included); anything else and more than
+// `limit` bytes are foreign.
+FileContent contentOfFile(const std::string& path, std::size_t limit);
+
+// The same; none where it is not whole.
 std::optional<Bytes> readFile(const std::string& path, std::size_t limit);
 
 // The same for a short text, without blanks and line breaks at its end.

@@ -24,6 +24,11 @@ std::optional<Bytes> LinuxFiles::read(const std::string& path) {
   return place ? readFile(*place, kLargestFile) : std::nullopt;
 }
 
+FileContent LinuxFiles::contentOf(const std::string& path) {
+  const auto place = resolved(path);
+  return place ? contentOfFile(*place, kLargestFile) : FileContent();
+}
+
 void LinuxFiles::removeLitterOnce(const std::string& directory) {
   {
     const MutexLock lock(mutex_);

@@ -22,6 +22,7 @@ class LinuxFiles : public Files {
 
   // Up to 64 MiB of a regular file.
   std::optional<Bytes> read(const std::string& path) override;
+  FileContent contentOf(const std::string& path) override;
   // Mode 0600. The temporary files of killed writers are removed from a directory when something
   // is first written to it.
   bool writeAtomically(const std::string& path, const Bytes& content) override;
