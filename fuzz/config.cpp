@@ -1,7 +1,7 @@
 // The answer that is merged into the configuration.
 #include "fuzz/Target.h"
 #include "zqm/config/ZQMConfigRule.h"
-#include "zqm/util/PropertyList.h"
+#include "zqm/model/RecordFile.h"
 
 namespace zqm::fuzz {
 
@@ -30,7 +30,7 @@ void tryOne(const Bytes& input) {
     require(rule.configModel().toDictionary() == merged, "the same again changes nothing");
     static_cast<void>(rule.isUpdateConfig());
   }
-  if (!writePropertyList(merged)) return;
+  if (!writeRecordFile(merged)) return;
   const Launch launch(fakes);
   require(same(ZQMConfigRule().configModel().toDictionary(), merged), "it is kept");
 }

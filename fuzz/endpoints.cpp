@@ -4,8 +4,8 @@
 #include "zqm/core/ZQMStartResponse.h"
 #include "zqm/endpoints/ZQMEndPoint.h"
 #include "zqm/endpoints/ZQMEndpointsRule.h"
+#include "zqm/model/RecordFile.h"
 #include "zqm/model/ZQMDatabase.h"
-#include "zqm/util/PropertyList.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm::fuzz {
@@ -21,7 +21,7 @@ void tryOne(const Bytes& input) {
   fakes.files->put("/app/ZQMCore.bundle/integrator.p12", key);
   const Launch launch(fakes);
   const bool isSaved = ZQMDatabase::saveObject<ZQMEndpointsModel>(response->endpoints);
-  require(isSaved == writePropertyList(table).has_value(), "what can be stored is stored");
+  require(isSaved == writeRecordFile(table).has_value(), "what can be stored is stored");
   const ZQMEndpointsRule rule;
   require(rule.endpoints().has_value() == isSaved &&
               (!isSaved || same(rule.endpoints()->toDictionary(), table)),

@@ -4,7 +4,10 @@
 #include "tests/support/FakePlatform.h"
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMUserModel.h"
+#include "zqm/model/Frame.h"
+#include "zqm/model/RecordFile.h"
 #include "zqm/queue/ZQMQueueModel.h"
+#include "zqm/util/Cbor.h"
 #include "zqm/util/PropertyList.h"
 
 namespace zqm::testing {
@@ -15,6 +18,24 @@ class DatabaseTest : public Fixture {
   static ZQMUserModel user(const Text& euid) {
     return ZQMUserModel::initWithDictionary(Dictionary{{"euid", euid}}).value();
   }
+  static FileState state() { return ZQMDatabase::findRecord<ZQMUserModel>().state; }
+  // A sound frame with that payload.
+  static Bytes framed(std::string_view payload) {
+    std::string file;
+    FrameWriter frame(file);
+    file += payload;
+    frame.finish(1);
+    return toBytes(file);
+  }
+  std::vector<Bytes> keptAside() {
+    std::vector<Bytes> kept;
+    for (const auto& [name, content] : fakes.files->contents) {
+      if (name.starts_with(path + "-damaged-")) kept.push_back(content);
+    }
+    return kept;
+  }
+
+  const std::string path = storedPath("ZQMUserModel");
 };
 
 TEST_F(DatabaseTest, OneRecordReplacesAListAndTheOtherWayRound) {
@@ -23,16 +44,31 @@ TEST_F(DatabaseTest, OneRecordReplacesAListAndTheOtherWayRound) {
   ASSERT_EQ(std::get<std::vector<ZQMUserModel>>(list).size(), 2U);
   EXPECT_EQ(std::get<std::vector<ZQMUserModel>>(list)[1].euid, Text("b"));
   EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
+  EXPECT_EQ(state(), FileState::none);
 
   EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("c")));
   EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("c"));
+  EXPECT_TRUE(keptAside().empty());
+}
+
+TEST_F(DatabaseTest, EveryTextAndDateReadsBack) {
+  for (const Value& value : {Value("bad \xff utf-8"), Value(std::string("a\0b", 3)), Value(""),
+                             Value(kNow + std::chrono::milliseconds(7)), Value(Date::max()),
+                             Value(INT64_MIN), Value(List{Dictionary{{"\xff", Bytes{0}}}})}) {
+    ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user(value)));
+    EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, value);
+  }
 }
 
 TEST_F(DatabaseTest, WhatCannotBeSavedLeavesTheOldFile) {
   ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("kept")));
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(Value()));
-  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user(Value::Null())));
-  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("bad \xff utf-8")));
+  Value deep = "inside";
+  for (int level = 0; level < 512; ++level) deep = List{std::move(deep)};
+  for (const Value& value : {Value(Value::Null()), Value(List{Value::Null()}), Value(List{Value()}),
+                             deep, Value(List(500'000, Value(1)))}) {
+    EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user(value)));
+  }
   EXPECT_THROW(ZQMDatabase::saveObject<ZQMUserModel>(List{1}), Exception);
   fakes.files->readOnly = true;
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("new")));
@@ -53,19 +89,68 @@ TEST_F(DatabaseTest, QueueAloneHasASideCopyThatRemovalLeaves) {
   EXPECT_TRUE(fakes.files->exists("/documents/ZQMQueueModel.plist"));
 }
 
-TEST_F(DatabaseTest, DamagedFilesReadAsNone) {
+TEST_F(DatabaseTest, EveryFlippedBitAndMissingEndIsFound) {
   ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
-  const Bytes whole = fakes.files->read(storedPath("ZQMUserModel")).value();
-  const Bytes half(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
-  for (const Bytes& content : {Bytes(), half, toBytes("bplist00"), toBytes("text"),
-                               writePropertyList("a text root").value()}) {
-    fakes.files->put(storedPath("ZQMUserModel"), content);
+  const Bytes whole = fakes.files->contents[path];
+  EXPECT_EQ(state(), FileState::sound);
+  for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+    fakes.files->contents[path] = whole;
+    fakes.files->contents[path][bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+    EXPECT_EQ(state(), FileState::damaged) << bit;
     EXPECT_TRUE(std::holds_alternative<std::monostate>(ZQMDatabase::readObject<ZQMUserModel>()));
   }
-  const List foreign = {5, Dictionary{{"euid", 7}}};
-  fakes.files->put(storedPath("ZQMUserModel"), writePropertyList(foreign).value());
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    fakes.files->contents[path].assign(whole.begin(), whole.begin() + static_cast<int>(size));
+    EXPECT_EQ(state(), size == 0 ? FileState::none : FileState::damaged) << size;
+  }
+}
+
+TEST_F(DatabaseTest, DamagedFileReadsAsNoneAndIsKeptOnceBesideWhatIsSaved) {
+  std::string nothing;
+  putCbor(nothing, Dictionary{{"euid", Value::Null()}});
+  Bytes longer = framed("\xA0");
+  longer.push_back(0);
+  for (const Bytes& content : {toBytes("damaged"), *writePropertyList(user("a").toDictionary()),
+                               framed(""), framed("\x81"), framed(nothing), longer}) {
+    fakes.files->contents = {{path, content}};
+    EXPECT_EQ(state(), FileState::damaged);
+    EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>(), std::nullopt);
+    fakes.files->readOnly = true;
+    EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("new")));
+    EXPECT_EQ(fakes.files->contents[path], content) << "it could not be moved";
+    fakes.files->readOnly = false;
+    const Saved saved = ZQMDatabase::saveRecord<ZQMUserModel>(user("new"));
+    EXPECT_TRUE(saved.isDone && saved.keptAs && keptAside() == std::vector<Bytes>{content});
+    EXPECT_FALSE(ZQMDatabase::saveRecord<ZQMUserModel>(user("newer")).keptAs);
+    EXPECT_EQ(keptAside().size(), 1U);
+    EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("newer"));
+  }
+  EXPECT_TRUE(reports().empty());
+}
+
+TEST_F(DatabaseTest, BlankFileWasNeverWrittenAndForeignElementsAreLeftOut) {
+  for (const Bytes& content : {Bytes(), Bytes(5000)}) {
+    fakes.files->contents = {{path, content}};
+    EXPECT_EQ(state(), FileState::none);
+    EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
+    EXPECT_TRUE(keptAside().empty());
+  }
+  fakes.files->put(path, *writeRecordFile(List{5, Dictionary{{"euid", 7}}}));
   const auto list = ZQMDatabase::readObject<ZQMUserModel>();
   ASSERT_EQ(std::get<std::vector<ZQMUserModel>>(list).size(), 1U);
+  fakes.files->put(path, *writeRecordFile("a text root"));
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(ZQMDatabase::readObject<ZQMUserModel>()));
+}
+
+TEST_F(DatabaseTest, FileThatCannotBeReadNowIsNotTakenForNone) {
+  ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
+  fakes.files->failReads(path, 2);
+  EXPECT_EQ(state(), FileState::unreadable);
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(ZQMDatabase::readObject<ZQMUserModel>()));
+  EXPECT_EQ(state(), FileState::sound);
+  // Without the host's information nobody knows where to look.
+  fakes.packages->main.reset();
+  EXPECT_EQ(state(), FileState::unreadable);
 }
 
 TEST_F(DatabaseTest, WithoutAContainerNothingIsWrittenButTheSideCopyOfTheQueue) {
@@ -73,8 +158,8 @@ TEST_F(DatabaseTest, WithoutAContainerNothingIsWrittenButTheSideCopyOfTheQueue) 
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
   EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMQueueModel>(ZQMQueueModel()));
-  relaunch();
   EXPECT_EQ(fakes.files->written, std::vector<std::string>{"/documents/ZQMQueueModel.plist"});
+  EXPECT_EQ(fakes.systemLog->lines.size(), 3U);
 }
 
 }  // namespace

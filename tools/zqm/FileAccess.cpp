@@ -57,10 +57,6 @@ void makeEmptyDirectory(const std::filesystem::path& directory) {
   if (!empty) fail(directory, ENOTEMPTY);
 }
 
-Value readPropertyListFile(const std::filesystem::path& file) {
-  return readPropertyList(readFile(file));
-}
-
 Dictionary readDictionary(const std::filesystem::path& file) {
   const Bytes content = readFile(file);
   const Value value = readPropertyList(content);

@@ -17,9 +17,7 @@ void writeNewFile(const std::filesystem::path& file, const Bytes& content);
 // Mode 0700; an existing directory must be empty.
 void makeEmptyDirectory(const std::filesystem::path& directory);
 
-// Absent when the file is no property list.
-Value readPropertyListFile(const std::filesystem::path& file);
-// One that is a dictionary.
+// A property list that is a dictionary.
 Dictionary readDictionary(const std::filesystem::path& file);
 // In the XML form, which people can edit.
 void writeNewDictionary(const std::filesystem::path& file, const Dictionary& dictionary);

@@ -20,6 +20,7 @@
 #include "tools/zqm/FileAccess.h"
 #include "tools/zqm/Sandbox.h"
 #include "zqm/base/Version.h"
+#include "zqm/model/RecordFile.h"
 #include "zqm/queue/JournalForm.h"
 #include "zqm/queue/QueueJournal.h"
 
@@ -151,7 +152,7 @@ bool isRecordFile(std::string_view name) {
 Value storedRecord(const fs::path& file) {
   const Bytes content = readFile(file);
   const JournalContent journal = readJournal(asText(content));
-  if (journal.state != JournalContent::State::sound) return readPropertyListFile(file);
+  if (journal.state != JournalContent::State::sound) return readRecordFile(content).value_or(Value());
   List items;
   for (const JournalItem& each : journal.items) {
     Coder coder;

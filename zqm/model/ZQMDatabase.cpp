@@ -4,14 +4,12 @@
 #include "zqm/base/Exception.h"
 #include "zqm/base/Mutex.h"
 #include "zqm/core/ZQMUtils.h"
+#include "zqm/model/RecordFile.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Encoding.h"
-#include "zqm/util/PropertyList.h"
 
 namespace zqm {
 namespace {
-
-constexpr std::string_view kQueueClass = "ZQMQueueModel";
 
 PerProcess<RecursiveMutex> lock;
 
@@ -21,55 +19,66 @@ std::string fileName(std::string_view className) { return std::string(className)
 
 RecursiveMutex& storeLock() { return *lock; }
 
-std::optional<RecordPlace> ZQMDatabase::location(std::string_view className) {
+std::optional<std::string> ZQMDatabase::pathOf(std::string_view className) {
   const auto container = ZQMUtils::getURLGroupContainer();
   if (!container) return std::nullopt;
-  return RecordPlace{*container + "/" + fileName(className)};
+  return *container + "/" + fileName(className);
 }
 
-bool ZQMDatabase::save(std::string_view className, const std::function<Value()>& convert) {
+Saved ZQMDatabase::save(std::string_view className, const std::function<Value()>& convert) {
   const RecursiveMutexLock guard(storeLock());
-  const auto place = location(className);
-  const Value value = convert();
-  if (value.isAbsent()) return false;
-  saveSideCopy(className, value);
-  if (!place) return false;
-  const auto content = writePropertyList(value);
-  return content && platform().files->writeAtomically(place->path, *content);
+  const auto path = pathOf(className);
+  const auto content = writeRecordFile(convert());
+  if (!content || !path) return {};
+  Saved saved;
+  if (read(*path).state == FileState::damaged) {
+    saved.keptAs = moveAside(*path);
+    if (!saved.keptAs) return saved;
+  }
+  saved.isDone = platform().files->writeAtomically(*path, *content);
+  return saved;
 }
 
-// The queue alone has one; nothing reads it.
-void ZQMDatabase::saveSideCopy(std::string_view className, const Value& value) {
-  if (className == kQueueClass) saveToDocuments(value, fileName(className));
+ZQMDatabase::Reading ZQMDatabase::read(const std::string& path) {
+  FileContent found = platform().files->contentOf(path);
+  switch (found.state) {
+    case FileContent::none:
+      return {FileState::none};
+    case FileContent::notNow:
+      return {FileState::unreadable};
+    case FileContent::foreign:
+      return {FileState::damaged};
+    case FileContent::whole:
+      break;
+  }
+  if (isUnwrittenFile(found.bytes)) return {FileState::none};
+  auto root = readRecordFile(found.bytes);
+  if (!root) return {FileState::damaged};
+  return {FileState::sound, *std::move(root)};
 }
 
-std::optional<Bytes> ZQMDatabase::read(const RecordPlace& place) {
-  return platform().files->read(place.path);
+// Where the host's information cannot be read, which names the container, a record may be there.
+FileState ZQMDatabase::stateWithoutPlace() {
+  return platform().packages->mainPackage() ? FileState::noPlace : FileState::unreadable;
 }
-
-bool ZQMDatabase::exists(const RecordPlace& place) { return platform().files->exists(place.path); }
-
-Value ZQMDatabase::decoded(const Bytes& content) { return readPropertyList(content); }
 
 void ZQMDatabase::removeFile(std::string_view className) {
-  const RecursiveMutexLock guard(storeLock());
-  const auto place = location(className);
-  if (place && exists(*place)) platform().files->remove(place->path);
+  const auto path = pathOf(className);
+  if (path && platform().files->exists(*path)) platform().files->remove(*path);
 }
 
-std::optional<std::string> ZQMDatabase::moveAside(std::string_view className) {
-  const RecursiveMutexLock guard(storeLock());
-  const auto place = location(className);
-  if (!place) return std::nullopt;
-  const std::string suffix = "-damaged-" + makeUuid();
-  if (!platform().files->move(place->path, place->path + suffix)) return std::nullopt;
-  return fileName(className) + suffix;
+// Answers the file's new name.
+std::optional<std::string> ZQMDatabase::moveAside(const std::string& path) {
+  const std::string kept = path + "-damaged-" + makeUuid();
+  if (!platform().files->move(path, kept)) return std::nullopt;
+  return kept.substr(kept.rfind('/') + 1);
 }
 
 void ZQMDatabase::saveToDocuments(const Value& value, std::string_view name) {
   const auto documents = platform().directories->documents();
-  const auto content = documents ? writePropertyList(value) : std::nullopt;
-  if (content) platform().files->writeAtomically(*documents + "/" + std::string(name), *content);
+  const auto content = writeRecordFile(value);
+  if (!documents || !content) return;
+  platform().files->writeAtomically(*documents + "/" + std::string(name), *content);
 }
 
 Value ZQMDatabase::requireNoElements(const Value& plain) {

@@ -22,10 +22,11 @@ using Stored = std::variant<std::monostate, R, std::vector<R>>;
 enum class FileState {
   // There is no container to look into.
   noPlace,
+  // No file, or one with something else, such as a list.
   none,
-  // It is there, but the system does not give its content at the moment.
+  // It may be there, but the system does not give its content at the moment.
   unreadable,
-  // It holds no such record, or a part of one.
+  // It is not as it was written, or was not written here.
   damaged,
   sound,
 };
@@ -36,27 +37,29 @@ struct Found {
   std::optional<R> record;
 };
 
-// A record that is kept in a file of another form, which it brings along.
-template <class Type>
-concept BringsFile = requires {
-  typename Type::File;
+// What became of a save.
+struct Saved {
+  bool isDone = false;
+  // The name under which the damaged file that stood in its place is kept.
+  std::optional<std::string> keptAs = {};
 };
 
-struct RecordPlace {
-  std::string path;
-};
+// A record that is kept in a file of another form, which it brings along.
+template <class Type>
+concept BringsFile = requires { typename Type::File; };
 
 // The store's one lock. Recursive, so that a record's conversion may use the store.
 ZQM_EXPORT RecursiveMutex& storeLock();
 
 // `Type` is the record class that names the file. All operations of a process are serialised by
-// one lock, which is held for the whole of each.
+// one lock, which is held for the whole of each. A damaged file is given another name before it is
+// replaced, so that its bytes are kept; while it cannot be moved, nothing is saved.
 class ZQM_EXPORT ZQMDatabase {
  public:
   // False when the file was not written; the earlier one is then left as it was.
   template <class Type>
   static bool saveObject(const ZQMObjectModel& record) {
-    return save(Type::kClassName, [&] { return Value(record.toDictionary()); });
+    return saveRecord<Type>(record).isDone;
   }
   template <BringsFile Type>
   static bool saveObject(const Type& record) {
@@ -65,29 +68,36 @@ class ZQM_EXPORT ZQMDatabase {
   }
   template <class Type, std::derived_from<ZQMObjectModel> R>
   static bool saveObject(const std::vector<R>& records) {
-    return save(Type::kClassName, [&] {
+    const auto convert = [&] {
       List list;
       for (const R& record : records) list.emplace_back(record.toDictionary());
       return Value(std::move(list));
-    });
+    };
+    return save(Type::kClassName, convert).isDone;
   }
   // A plain value; an absent one writes nothing. Throws for a list, whose elements would have to
   // be records.
   template <class Type>
   static bool saveObject(const Value& plain) {
-    return save(Type::kClassName, [&] { return requireNoElements(plain); });
+    return save(Type::kClassName, [&] { return requireNoElements(plain); }).isDone;
+  }
+  // `saveObject` for those who report what it met.
+  template <class Type>
+  static Saved saveRecord(const ZQMObjectModel& record) {
+    return save(Type::kClassName, [&] { return Value(record.toDictionary()); });
   }
 
+  // None as well where the file cannot be read at the moment.
   template <class Type>
   static Stored<Type> readObject() {
     const RecursiveMutexLock lock(storeLock());
     if constexpr (BringsFile<Type>) {
-      if (auto record = Type::File::read()) return *std::move(record);
-      return std::monostate();
+      auto record = Type::File::read();
+      return record ? Stored<Type>(*std::move(record)) : std::monostate();
+    } else {
+      const auto path = pathOf(Type::kClassName);
+      return path ? storedIn<Type>(read(*path)) : std::monostate();
     }
-    const auto place = location(Type::kClassName);
-    const auto content = place ? read(*place) : std::nullopt;
-    return content ? storedIn<Type>(*content) : std::monostate();
   }
 
   // The one record, or none when there is no file or it holds something else.
@@ -96,51 +106,53 @@ class ZQM_EXPORT ZQMDatabase {
     return oneOf(readObject<Type>());
   }
 
-  // The same, and what became of its file. One that a power cut left blank was never written.
+  // The same, and why there is none: who changes a record writes nothing over one that cannot be
+  // read at the moment. A file that a power cut left blank was never written.
   template <class Type>
+    requires(!BringsFile<Type>)
   static Found<Type> findRecord() {
     const RecursiveMutexLock lock(storeLock());
-    const auto place = location(Type::kClassName);
-    if (!place) return {FileState::noPlace, std::nullopt};
-    const auto content = read(*place);
-    if (!content) return {exists(*place) ? FileState::unreadable : FileState::none, std::nullopt};
-    auto record = oneOf(storedIn<Type>(*content));
-    return {record ? FileState::sound : FileState::damaged, std::move(record)};
+    const auto path = pathOf(Type::kClassName);
+    if (!path) return {stateWithoutPlace(), std::nullopt};
+    const Reading reading = read(*path);
+    auto record = oneOf(storedIn<Type>(reading));
+    const bool isOther = reading.state == FileState::sound && !record;
+    return {isOther ? FileState::none : reading.state, std::move(record)};
   }
 
   template <class Type>
   static void remove() {
     const RecursiveMutexLock lock(storeLock());
-    if constexpr (BringsFile<Type>) return Type::File::remove();
-    removeFile(Type::kClassName);
-  }
-
-  // Gives the file a name of its own beside the store's files, so that its bytes are kept whatever
-  // is saved next. Answers the name, or none where the file is still where it was.
-  template <class Type>
-  static std::optional<std::string> setAside() {
-    return moveAside(Type::kClassName);
+    if constexpr (BringsFile<Type>) {
+      Type::File::remove();
+    } else {
+      removeFile(Type::kClassName);
+    }
   }
 
   // Writes a side copy to the application's documents; whether that worked is not told.
   static void saveToDocuments(const Value& value, std::string_view name);
 
  private:
-  static bool save(std::string_view className, const std::function<Value()>& convert);
-  static void saveSideCopy(std::string_view className, const Value& value);
-  static std::optional<Bytes> read(const RecordPlace& place);
-  static bool exists(const RecordPlace& place);
-  static Value decoded(const Bytes& content);
+  struct Reading {
+    FileState state;
+    // Absent but for a sound file.
+    Value root = {};
+  };
+
+  static Saved save(std::string_view className, const std::function<Value()>& convert);
+  static Reading read(const std::string& path);
+  static FileState stateWithoutPlace();
   static void removeFile(std::string_view className);
-  static std::optional<std::string> moveAside(std::string_view className);
+  static std::optional<std::string> moveAside(const std::string& path);
   static Value requireNoElements(const Value& plain);
 
-  // None where there is no container. The queue's copy is in the documents, where there are any.
-  static std::optional<RecordPlace> location(std::string_view className);
+  // None where there is no container.
+  static std::optional<std::string> pathOf(std::string_view className);
 
   template <class Type>
-  static Stored<Type> storedIn(const Bytes& content) {
-    const Value root = decoded(content);
+  static Stored<Type> storedIn(const Reading& reading) {
+    const Value& root = reading.root;
     if (auto record = root.dictionary() ? Type::initWithDictionary(root) : std::nullopt) {
       return *std::move(record);
     }
