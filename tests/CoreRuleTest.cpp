@@ -62,6 +62,8 @@ class CoreRuleTest : public Fixture {
     return runs;
   }
 
+  const std::string userPath = storedPath("ZQMUserModel");
+
   std::size_t asked() { return fakes.http->requestsTo("/start/init").size(); }
   static ZQMUserModel user() { return ZQMDatabase::readRecord<ZQMUserModel>().value(); }
 };
@@ -124,6 +126,74 @@ TEST_F(CoreRuleTest, FailureAndUnreadableAnswerAreReportedOnceAndTheEarlierIdent
             Value("Could not ask backend permission to Start service. The operation couldn't be "
                   "completed. (RequestException error 500.)"));
   EXPECT_FALSE(ZQMCore::isStarted());
+}
+
+TEST_F(CoreRuleTest, RecordThatCannotBeReadNowEndsTheStartWithOneReportAndStaysAsItIs) {
+  start();
+  const Bytes before = fakes.files->contents[userPath];
+  relaunch();
+  fakes.http->sent.clear();
+  fakes.files->written.clear();
+  fakes.files->failReads(userPath, 1);
+  EXPECT_EQ(start(), 0);
+  ASSERT_EQ(reports().size(), 1U);
+  EXPECT_EQ(reports()[0]["message"],
+            Value("ZQMUserModel cannot be read at the moment; nothing is started"));
+  EXPECT_EQ(asked(), 0U);
+  EXPECT_TRUE(fakes.files->written.empty());
+  EXPECT_EQ(start(), 1);
+  for (const auto& change : std::vector<std::function<void(ZQMUserRule&)>>{
+           [](auto& rule) { rule.setAppId("other"); }, [](auto& rule) { rule.resetUser(); }}) {
+    fakes.http->sent.clear();
+    fakes.files->failReads(userPath, 1);
+    change(ZQMUserRule::sharedInstance());
+    EXPECT_EQ(reports().size(), 1U);
+    EXPECT_EQ(fakes.files->contents[userPath], before);
+  }
+  EXPECT_TRUE(ZQMCore::isStarted());
+}
+
+TEST_F(CoreRuleTest, DamagedRecordIsRegisteredAnewAndKeptBesideWithOneReport) {
+  fakes.files->put(userPath, toBytes("damaged"));
+  EXPECT_EQ(start(), 1);
+  ASSERT_EQ(reports().size(), 1U);
+  const std::string message = reports()[0]["message"].textForm();
+  const std::string name = message.substr(message.rfind(' ') + 1);
+  EXPECT_EQ(fakes.files->contents["/groups/group.example/" + name], toBytes("damaged"));
+  fakes.files->put(userPath, toBytes("damaged again"));
+  ZQMUserRule::sharedInstance().setAppId("other");
+  EXPECT_EQ(reports().size(), 2U);
+  EXPECT_EQ(user().appId, Text("other"));
+}
+
+TEST_F(CoreRuleTest, AcceptanceWithoutItsTableStartsThisLaunchAndIsAskedForByTheNext) {
+  fakes.files->unwritable = storedPath("ZQMEndpointsModel");
+  EXPECT_EQ(start(), 1);
+  ASSERT_EQ(reports().size(), 1U);
+  EXPECT_EQ(reports()[0]["message"],
+            Value("Could not be saved: what came with an accepted start: ZQMEndpointsModel"));
+  EXPECT_EQ(user().euid, Text("e-1"));
+  EXPECT_FALSE(ZQMCore::isStarted());
+  relaunch();
+  fakes.files->unwritable = userPath;
+  EXPECT_EQ(start(), 1);
+  EXPECT_EQ(reports().size(), 2U);
+  relaunch();
+  fakes.files->unwritable.clear();
+  EXPECT_EQ(start() + start(), 2);
+  EXPECT_EQ(asked(), 3U);
+  EXPECT_EQ(reports().size(), 2U);
+  EXPECT_EQ(ZQMEndPoint::config(), kTableAddress);
+}
+
+TEST_F(CoreRuleTest, NullAddressKeepsNeitherTheTableNorTheAcceptanceFromBeingSaved) {
+  const Dictionary config = {{"config", protectedText(kTableAddress)}};
+  const Dictionary table = {{"config", config}, {"geo", Dictionary{{"live", Value::Null()}}}};
+  answer(FakeHttp::answered(200, writeJson(Dictionary{{"euid", "e"}, {"endpoints", table}}).text));
+  EXPECT_EQ(start(), 1);
+  EXPECT_TRUE(ZQMCore::isStarted() && reports().empty());
+  EXPECT_EQ(ZQMEndPoint::config(), kTableAddress);
+  EXPECT_EQ(ZQMEndPoint::geoLive(), "http://backend.test/geo/live");
 }
 
 TEST_F(CoreRuleTest, NothingIsSentOrSavedWithoutUsableIdentifiers) {

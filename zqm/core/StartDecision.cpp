@@ -42,6 +42,7 @@ StartDecision startDecision(const StartFacts& facts) {
     return decision;
   };
 
+  if (!facts.isUserKnown) return impossible(StartReason::recordUnreadable);
   if (!facts.user) {
     if (isMissing(decision.advertisingId)) return impossible(StartReason::noAdvertisingId);
     if (decision.appId.isAbsent()) return impossible(StartReason::appIdNotDecryptable);
@@ -64,6 +65,8 @@ StartDecision startDecision(const StartFacts& facts) {
 
 std::string describe(StartReason reason) {
   switch (reason) {
+    case StartReason::recordUnreadable:
+      return "the stored record cannot be read at the moment";
     case StartReason::noAdvertisingId:
       return "the device has no advertising identifier and none is stored";
     case StartReason::appIdNotDecryptable:

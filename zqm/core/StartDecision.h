@@ -19,9 +19,12 @@ struct StartFacts {
   Text sdkVersion;
   Text appVersion;
   Date now;
+  // False where there may be a record that cannot be read at the moment.
+  bool isUserKnown = true;
 };
 
 enum class StartReason {
+  recordUnreadable,
   noAdvertisingId,
   appIdNotDecryptable,
   appIdNotProtected,

@@ -11,6 +11,8 @@
 #include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/log/ZQMDebugInfo.h"
 #include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/RecordFile.h"
+#include "zqm/model/StoreReport.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
 #include "zqm/queue/ZQMBlockOperation.h"
@@ -45,22 +47,51 @@ Dictionary startBody(const StartDecision& decision) {
   return body;
 }
 
+// The table without what no file holds, such as null: no lookup uses that, and the rest is kept.
+ZQMEndpointsModel storable(ZQMEndpointsModel table) {
+  ZQMEndpointsModel::fields(table, []<class Group>(std::string_view, Group& group) {
+    Group::fields(group, [](std::string_view, Text& address) {
+      if (!writeRecordFile(address)) address = Text();
+    });
+  });
+  return table;
+}
+
+void reportSaves(const Saved& table, const Saved& user, bool isAccepted) {
+  reportKept(table, kCoreModule);
+  reportKept(user, kCoreModule);
+  // A refusal leaves no trace in the log.
+  if (!isAccepted || (table.isDone && user.isDone)) return;
+  std::string unsaved;
+  if (!table.isDone) unsaved.append(" ").append(ZQMEndpointsModel::kClassName);
+  if (!user.isDone) unsaved.append(" ").append(ZQMUserModel::kClassName);
+  reportUnsaved("what came with an accepted start:" + unsaved, kCoreModule);
+}
+
 // Every answer is recorded as an attempt, so that a refusal is asked again after a day at most.
 ZQMUserModel recordAnswer(const StartDecision& decision,
                           const std::optional<ZQMStartResponse>& response,
                           const std::optional<Error>& error) {
   ZQMUserModel user = decision.user;
-  if (response && isNotEmpty(response->euid)) {
+  const bool isAccepted = response && isNotEmpty(response->euid);
+  Saved table{true};
+  if (isAccepted) {
     user.started = true;
     user.startedSdkVersion = ZQMDebugInfo::getSdkVersion();
     user.startedAppVersion = ZQMDebugInfo::getAppVersionName();
     user.euid = response->euid;
     user.advertisingId = decision.advertisingId;
     user.appId = decision.appId;
-    ZQMDatabase::saveObject<ZQMEndpointsModel>(response->endpoints);
+    table = ZQMDatabase::saveRecord<ZQMEndpointsModel>(storable(response->endpoints));
   }
   if (error) ZQMLogHandler::logError(error->rewrapped(kRefusedDomain), kCoreModule, 4);
-  ZQMDatabase::saveObject<ZQMUserModel>(user);
+  ZQMUserModel stored = user;
+  if (!table.isDone) {
+    // An acceptance that rests would keep the table away for good: the next launch asks anew.
+    stored.started = false;
+    stored.startedDate.reset();
+  }
+  reportSaves(table, ZQMDatabase::saveRecord<ZQMUserModel>(stored), isAccepted);
   return user;
 }
 
@@ -100,6 +131,9 @@ void ZQMCoreRule::coreIsStarted(const Text& appId, std::function<void(bool)> isS
         if (decision.outcome == StartDecision::Outcome::due) {
           return ask(decision, facts.now, isStarted);
         }
+        if (!facts.isUserKnown) {
+          reportUnreadable(ZQMUserModel::kClassName, "nothing is started", kCoreModule);
+        }
         isStarted(decision.outcome == StartDecision::Outcome::notDue && decision.user.started);
       },
       report);
@@ -115,13 +149,15 @@ void ZQMCoreRule::restartCore() {
 }
 
 StartFacts currentStartFacts(const Text& appId) {
-  return {ZQMDatabase::readRecord<ZQMUserModel>(),
+  auto [state, user] = ZQMDatabase::findRecord<ZQMUserModel>();
+  return {std::move(user),
           ZQMDeviceInfo::advertisingId(),
           appId,
           ZQMUtils::decryptoString(appId),
           ZQMDebugInfo::getSdkVersion(),
           ZQMDebugInfo::getAppVersionName(),
-          platform().clock->now()};
+          platform().clock->now(),
+          state != FileState::unreadable};
 }
 
 }  // namespace zqm

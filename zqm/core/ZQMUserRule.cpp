@@ -2,6 +2,8 @@
 #include "zqm/core/ZQMUserRule.h"
 
 #include "zqm/core/ZQMUserModel.h"
+#include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/StoreReport.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
 
@@ -25,16 +27,23 @@ Text ZQMUserRule::getAppId() const { return storedUser().value_or(ZQMUserModel()
 Text ZQMUserRule::getEuid() const { return storedUser().value_or(ZQMUserModel()).euid; }
 
 void ZQMUserRule::setAppId(const Text& appId) {
-  ZQMUserModel user = storedUser().value_or(ZQMUserModel());
+  auto [state, stored] = ZQMDatabase::findRecord<ZQMUserModel>();
+  if (state == FileState::unreadable) {
+    return reportUnreadable(ZQMUserModel::kClassName, "its identifier stays", kCoreModule);
+  }
+  ZQMUserModel user = std::move(stored).value_or(ZQMUserModel());
   if (user.appId.isPresent() && user.appId == appId) return;
   user.appId = appId;
   user.started = false;
   user.startedDate.reset();
-  ZQMDatabase::saveObject<ZQMUserModel>(user);
+  reportKept(ZQMDatabase::saveRecord<ZQMUserModel>(user), kCoreModule);
 }
 
 void ZQMUserRule::resetUser() {
-  auto user = storedUser();
+  auto [state, user] = ZQMDatabase::findRecord<ZQMUserModel>();
+  if (state == FileState::unreadable) {
+    reportUnreadable(ZQMUserModel::kClassName, "it is not reset", kCoreModule);
+  }
   if (!user) return;
   user->started = false;
   user->startedDate.reset();

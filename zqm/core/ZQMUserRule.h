@@ -5,7 +5,8 @@
 
 namespace zqm {
 
-// Reads the record from the store at each call.
+// Reads the record from the store at each call. A change of one that cannot be read at the moment
+// is reported and not made.
 class ZQM_EXPORT ZQMUserRule {
  public:
   static ZQMUserRule& sharedInstance();
