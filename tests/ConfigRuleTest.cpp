@@ -104,6 +104,40 @@ TEST_F(ConfigRuleTest, FailedFetchChangesNoValueButCountsAsAnUpdate) {
   EXPECT_FALSE(rule().isUpdateConfig());
 }
 
+TEST_F(ConfigRuleTest, MergeReadsLateWhatCouldNotBeReadAtFirstAndWritesNothingOverIt) {
+  const std::string path = storedPath("ZQMConfigModel");
+  rule().updateAndPersist({{"daysToSendAppbehavior", 3}});
+  relaunch();
+  fakes.files->failReads(path, 2);
+  const Bytes before = fakes.files->contents[path];
+  rule().updateAndPersist({{"topWifiListGeobehavior", 9}});
+  rule().persistInstance();
+  EXPECT_EQ(rule().getTopWifiListGeobehavior(), 9);
+  EXPECT_EQ(fakes.files->contents[path], before);
+  EXPECT_EQ(reports().size(), 1U);
+
+  relaunch();
+  fakes.files->failReads(path, 1);
+  rule().updateAndPersist({{"topWifiListGeobehavior", 8}});
+  relaunch();
+  EXPECT_EQ(rule().getDaysToSendAppbehavior(), 3);
+  EXPECT_EQ(rule().getTopWifiListGeobehavior(), 8);
+  EXPECT_EQ(reports().size(), 1U);
+}
+
+TEST_F(ConfigRuleTest, DamagedRecordIsKeptWithAReportAndAFailedSaveHasNone) {
+  fakes.files->put(storedPath("ZQMConfigModel"), toBytes("damaged"));
+  rule().updateAndPersist({{"topWifiListGeobehavior", 9}});
+  ASSERT_EQ(reports().size(), 1U);
+  EXPECT_EQ(reports()[0]["moduleName"], Value("zqm-config"));
+  fakes.files->readOnly = true;
+  rule().updateAndPersist({{"topWifiListGeobehavior", 7}});
+  EXPECT_EQ(rule().getTopWifiListGeobehavior(), 7);
+  EXPECT_EQ(reports().size(), 1U);
+  relaunch();
+  EXPECT_EQ(rule().getTopWifiListGeobehavior(), 9);
+}
+
 TEST_F(ConfigRuleTest, FetchIsDueFromTheVeryInstantThatTheDaysHavePassed) {
   const auto decide = [](std::optional<Date> last, std::int32_t days) {
     return configDecision({last, days, kNow}).reason;

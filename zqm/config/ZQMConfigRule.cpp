@@ -6,6 +6,7 @@
 #include "zqm/config/ZQMConfigRequest.h"
 #include "zqm/core/ZQMUtils.h"
 #include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/StoreReport.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Strings.h"
@@ -40,8 +41,15 @@ Dictionary valuesOf(const std::optional<std::string>& text) {
 ZQMConfigRule& ZQMConfigRule::sharedInstance() { return *shared; }
 
 ZQMConfigRule::ZQMConfigRule() {
-  current_.set(std::make_shared<const ZQMConfigModel>(
-      ZQMDatabase::readRecord<ZQMConfigModel>().value_or(ZQMConfigModel())));
+  current_.set(std::make_shared<const ZQMConfigModel>());
+  const MutexLock lock(changes_);
+  look();
+}
+
+void ZQMConfigRule::look() {
+  auto [state, stored] = ZQMDatabase::findRecord<ZQMConfigModel>();
+  isUnread_ = state == FileState::unreadable;
+  if (stored) current_.set(std::make_shared<const ZQMConfigModel>(*std::move(stored)));
 }
 
 bool ZQMConfigRule::isUpdateConfig() const {
@@ -64,25 +72,44 @@ void ZQMConfigRule::startModule() {
 }
 
 void ZQMConfigRule::updateAndPersist(const Dictionary& values) {
-  const MutexLock lock(changes_);
-  ZQMConfigModel model = configModel();
-  ZQMConfigModel::fields(model, [&](std::string_view key, auto& field) {
-    if (const Value& value = values[key]; value.isPresent()) merge(value, field);
-  });
-  model.lastUpdateDate = platform().clock->now();
-  current_.set(std::make_shared<const ZQMConfigModel>(std::move(model)));
-  persist();
+  Saved saved;
+  bool isUnread = false;
+  {
+    const MutexLock lock(changes_);
+    if (isUnread_) look();
+    isUnread = isUnread_;
+    ZQMConfigModel model = configModel();
+    ZQMConfigModel::fields(model, [&](std::string_view key, auto& field) {
+      if (const Value& value = values[key]; value.isPresent()) merge(value, field);
+    });
+    model.lastUpdateDate = platform().clock->now();
+    current_.set(std::make_shared<const ZQMConfigModel>(std::move(model)));
+    saved = persist();
+  }
+  // That a save failed is not reported: the memory holds what was sent.
+  reportKept(saved, kConfigModule);
+  if (isUnread) {
+    reportUnreadable(ZQMConfigModel::kClassName, "what was sent holds for this launch",
+                     kConfigModule);
+  }
 }
 
 void ZQMConfigRule::persistInstance() {
-  const MutexLock lock(changes_);
-  persist();
+  Saved saved;
+  {
+    const MutexLock lock(changes_);
+    saved = persist();
+  }
+  reportKept(saved, kConfigModule);
 }
 
-void ZQMConfigRule::persist() const { ZQMDatabase::saveObject<ZQMConfigModel>(*current_.get()); }
+Saved ZQMConfigRule::persist() const {
+  return isUnread_ ? Saved() : ZQMDatabase::saveRecord<ZQMConfigModel>(*current_.get());
+}
 
 void ZQMConfigRule::setConfigModel(ZQMConfigModel model) {
   const MutexLock lock(changes_);
+  isUnread_ = false;
   current_.set(std::make_shared<const ZQMConfigModel>(std::move(model)));
 }
 

@@ -5,6 +5,7 @@
 #include "zqm/base/Mutex.h"
 #include "zqm/base/Snapshot.h"
 #include "zqm/config/ZQMConfigModel.h"
+#include "zqm/model/ZQMDatabase.h"
 
 namespace zqm {
 
@@ -25,12 +26,14 @@ class ZQM_EXPORT ZQMConfigRule {
   void startModule();
 
   // Takes over the keys that the record knows, stamps the record and saves it. A number's key with
-  // a value that has no integer reading keeps the old number.
+  // a value that has no integer reading keeps the old number. A record that could not be read is
+  // looked for again first, and while it cannot be, it is not saved over.
   void updateAndPersist(const Dictionary& values);
   // Whether that worked is not told.
   void persistInstance();
 
   ZQMConfigModel configModel() const { return *current_.get(); }
+  // It replaces what is stored, read or not, once it is saved.
   void setConfigModel(ZQMConfigModel model);
 
   std::int32_t getDaysToUpdateAdClusters() const;
@@ -56,11 +59,15 @@ class ZQM_EXPORT ZQMConfigRule {
 
  private:
   Text textOf(Text ZQMConfigModel::*field) const;
-  void persist() const ZQM_REQUIRES(changes_);
+  // Takes the stored record over, if there is one.
+  void look() ZQM_REQUIRES(changes_);
+  Saved persist() const ZQM_REQUIRES(changes_);
 
   // Held over a change and its save, so that the order of saves is the order of changes. Readers
   // do not wait for it.
   Mutex changes_;
+  // Whether there may be a stored record that the current one does not come from.
+  bool isUnread_ ZQM_GUARDED_BY(changes_) = false;
   // Never null.
   Snapshot<ZQMConfigModel> current_;
 };
