@@ -151,6 +151,36 @@ TEST_F(DeviceRuleTest, ProfileStaysMarkedUntilATextArrivesAndAnAbsentFactMarksIt
   EXPECT_EQ(lastProfile().find("carrier"), std::string::npos);
 }
 
+TEST_F(DeviceRuleTest, ProfileThatCannotBeReadNowIsNeitherAskedForNorWrittenOver) {
+  start();
+  const std::string path = storedPath("ZQMDeviceModel");
+  const Bytes before = fakes.files->contents[path];
+  fakes.clock->advance(std::chrono::hours(48));
+  fakes.http->sent.clear();
+  fakes.files->failReads(path, 1);
+  EXPECT_EQ(startWithHandler(), Statuses{kDeviceFailed});
+  fakes.files->failReads(path, 1);
+  ZQMDeviceRule::sharedInstance().updatedInfo();
+  EXPECT_EQ(fakes.files->contents[path], before);
+  EXPECT_EQ(inits(), 0U);
+  ASSERT_EQ(reports().size(), 1U);
+  EXPECT_EQ(reports()[0]["moduleName"], Value("zqm-devicebehavior"));
+  EXPECT_EQ(startWithHandler(), Statuses{kDeviceRegistered});
+}
+
+TEST_F(DeviceRuleTest, AnswerThatCannotBeSavedIsReportedOnceAndAskedForAgain) {
+  fakes.files->readOnly = true;
+  EXPECT_EQ(startWithHandler(), Statuses{kDeviceRegistered});
+  ASSERT_EQ(reports().size(), 1U);
+  EXPECT_EQ(reports()[0]["message"], Value("Could not be saved: ZQMDeviceModel"));
+  fakes.files->readOnly = false;
+  fakes.files->put(storedPath("ZQMDeviceModel"), toBytes("damaged"));
+  EXPECT_EQ(startWithHandler(), Statuses{kDeviceRegistered});
+  EXPECT_EQ(reports().size(), 2U) << "the damaged file is kept";
+  EXPECT_EQ(inits(), 2U);
+  EXPECT_TRUE(stored().isStarted);
+}
+
 TEST_F(DeviceRuleTest, VerifyingAnUnregisteredDeviceIsTheLastVerificationOfTheProcess) {
   verify();
   ZQMDeviceRule::sharedInstance().updatedInfo();

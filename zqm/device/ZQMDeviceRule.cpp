@@ -7,6 +7,7 @@
 #include "zqm/device/ZQMDeviceModel.h"
 #include "zqm/device/ZQMDeviceRequest.h"
 #include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/StoreReport.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
 
@@ -35,6 +36,15 @@ ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now)
       break;
   }
   return device;
+}
+
+// An answer of the backend that is not stored is asked for again.
+void saveAnswered(const ZQMDeviceModel& device) {
+  const Saved saved = ZQMDatabase::saveRecord<ZQMDeviceModel>(device);
+  reportKept(saved, kDeviceBehaviorModule);
+  if (!saved.isDone) {
+    reportUnsaved(std::string(ZQMDeviceModel::kClassName), kDeviceBehaviorModule);
+  }
 }
 
 Value accessibilityServices() {
@@ -74,10 +84,15 @@ bool differs(const Value& fresh, const Value& stored) {
 ZQMDeviceRule& ZQMDeviceRule::sharedInstance() { return *shared; }
 
 void ZQMDeviceRule::startModule() {
-  const DeviceInitDecision decision =
-      deviceInitDecision({ZQMDatabase::readRecord<ZQMDeviceModel>(),
-                          ZQMConfigRule::sharedInstance().getHoursToCallStartDevicebehavior(),
-                          platform().clock->now()});
+  auto [state, stored] = ZQMDatabase::findRecord<ZQMDeviceModel>();
+  if (state == FileState::unreadable) {
+    // The device may be registered: neither is it asked for again nor is its profile replaced.
+    reportUnreadable(ZQMDeviceModel::kClassName, "nothing is sent", kDeviceBehaviorModule);
+    return finish(kDeviceFailed);
+  }
+  const DeviceInitDecision decision = deviceInitDecision(
+      {std::move(stored), ZQMConfigRule::sharedInstance().getHoursToCallStartDevicebehavior(),
+       platform().clock->now()});
   if (!decision.due) {
     ZQMDatabase::saveObject<ZQMDeviceModel>(decision.device);
     return finish(decision.device.isStarted ? kDeviceRegistered : kDeviceRejected);
@@ -87,8 +102,7 @@ void ZQMDeviceRule::startModule() {
         if (error) {
           ZQMLogHandler::logError(error->rewrapped(kInitFailedDomain), kDeviceBehaviorModule, 4);
         }
-        ZQMDatabase::saveObject<ZQMDeviceModel>(
-            afterAnswer(device, status, platform().clock->now()));
+        saveAnswered(afterAnswer(device, status, platform().clock->now()));
         finish(status);
       });
 }
@@ -125,7 +139,7 @@ void ZQMDeviceRule::updatedDevice() {
         if (error) ZQMLogHandler::logError(*error, kDeviceBehaviorModule, 4);
         if (!response) return;
         device.updated = false;
-        ZQMDatabase::saveObject<ZQMDeviceModel>(device);
+        saveAnswered(device);
       });
 }
 

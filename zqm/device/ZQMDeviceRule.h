@@ -16,13 +16,14 @@ class ZQM_EXPORT ZQMDeviceRule {
 
   // Asks the backend to register the device, if that is due, and runs the start handlers with the
   // resulting status (see ZQMDeviceRequest.h), at once or after the answer; then empties their
-  // list. A handler that throws leaves the list as it is.
+  // list. A handler that throws leaves the list as it is. A profile that cannot be read at the
+  // moment is a failure: nothing is asked.
   void startModule();
 
   bool isDeviceStarted() const;
 
   // Takes the device's current facts over into the stored profile and marks it where one differs.
-  // Does nothing where no profile is stored.
+  // Does nothing where no profile is stored, or none can be read at the moment.
   void updatedInfo();
 
   // Sends the stored profile where it is marked; the backend's acceptance takes the mark away.
