@@ -2,13 +2,13 @@
 #include "zqm/model/ZQMDatabase.h"
 
 #include "tests/support/FakePlatform.h"
+#include "tools/zqm/PropertyListWriter.h"
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMUserModel.h"
 #include "zqm/model/Frame.h"
 #include "zqm/model/RecordFile.h"
 #include "zqm/queue/ZQMQueueModel.h"
 #include "zqm/util/Cbor.h"
-#include "zqm/util/PropertyList.h"
 
 namespace zqm::testing {
 namespace {
@@ -110,7 +110,7 @@ TEST_F(DatabaseTest, DamagedFileReadsAsNoneAndIsKeptOnceBesideWhatIsSaved) {
   putCbor(nothing, Dictionary{{"euid", Value::Null()}});
   Bytes longer = framed("\xA0");
   longer.push_back(0);
-  for (const Bytes& content : {toBytes("damaged"), *writePropertyList(user("a").toDictionary()),
+  for (const Bytes& content : {toBytes("damaged"), *tools::writePropertyList(user("a").toDictionary()),
                                framed(""), framed("\x81"), framed(nothing), longer}) {
     fakes.files->contents = {{path, content}};
     EXPECT_EQ(state(), FileState::damaged);

@@ -5,8 +5,8 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
-#include <limits>
 #include <memory>
+#include <optional>
 
 #include "zqm/util/Strings.h"
 
@@ -17,7 +17,7 @@ namespace {
 constexpr int kMaximumDepth = 512;
 
 // 2001-01-01T00:00:00Z, from which a property list counts.
-constexpr Date kPropertyListEpoch{std::chrono::seconds(978307200)};
+constexpr Date kEpoch{std::chrono::seconds(978307200)};
 
 struct NodeDeleter {
   void operator()(plist_t node) const { plist_free(node); }
@@ -28,13 +28,11 @@ struct Free {
   void operator()(void* memory) const { std::free(memory); }
 };
 
-using std::chrono::seconds;
-
 Date readDate(plist_t node) {
   std::int32_t whole = 0;
   std::int32_t fraction = 0;
   plist_get_date_val(node, &whole, &fraction);
-  return kPropertyListEpoch + seconds(whole);
+  return kEpoch + std::chrono::seconds(whole);
 }
 
 // Returns nullopt for a node that lies too deep, which ends the whole reading. An absent value
@@ -151,108 +149,11 @@ Node parsed(std::string_view file) {
   return Node(node);
 }
 
-using std::chrono::microseconds;
-
-// How much a property list holds, each value and key as often as it is referred to.
-struct PropertyListSize {
-  // The library's writer takes quadratic time: two seconds for this many.
-  static constexpr std::uint64_t kMaximumValues = 500'000;
-  // Of texts, in UTF-8 bytes, and of data.
-  static constexpr std::uint64_t kMaximumContent = 128ULL << 20;
-
-  std::uint64_t values = 0;
-  std::uint64_t content = 0;
-
-  // False past a maximum.
-  bool add(const PropertyListSize& other) {
-    values += other.values;
-    content += other.content;
-    return values <= kMaximumValues && content <= kMaximumContent;
-  }
-};
-
-class Writer {
- public:
-  // A null pointer for what no property list can hold.
-  Node write(const Value& value, int depth) {
-    if (const std::string* text = value.text()) {
-      return Node(holds(*text) ? plist_new_string(text->c_str()) : nullptr);
-    }
-    if (const Bytes* bytes = value.bytes()) return write(*bytes);
-    if (const auto integer = value.integer()) {
-      return Node(plist_new_uint(static_cast<std::uint64_t>(*integer)));
-    }
-    if (const auto real = value.real()) return Node(plist_new_real(*real));
-    if (const auto boolean = value.boolean()) return Node(plist_new_bool(*boolean ? 1 : 0));
-    if (const auto date = value.date()) return write(*date);
-    if (depth >= kMaximumDepth) return nullptr;
-    if (const List* list = value.list()) return write(*list, depth);
-    if (const Dictionary* dictionary = value.dictionary()) return write(*dictionary, depth);
-    return nullptr;
-  }
-
- private:
-  // A text ends at a zero byte, and an invalid one disappears from the file.
-  bool holds(const std::string& text) {
-    return text.find('\0') == std::string::npos && isValidUtf8(text) && size_.add({0, text.size()});
-  }
-
-  Node write(const Bytes& bytes) {
-    if (!size_.add({0, bytes.size()})) return nullptr;
-    const std::string_view content = asText(bytes);
-    return Node(plist_new_data(content.empty() ? "" : content.data(), content.size()));
-  }
-
-  static Node write(Date date) {
-    if (date <= kPropertyListEpoch - kReach || date >= kPropertyListEpoch + kReach) return nullptr;
-    const auto distance = date - kPropertyListEpoch;
-    const auto whole = std::chrono::duration_cast<seconds>(distance);
-    return Node(plist_new_date(static_cast<std::int32_t>(whole.count()),
-                               static_cast<std::int32_t>(microseconds(distance - whole).count())));
-  }
-
-  Node write(const List& list, int depth) {
-    if (!size_.add({list.size(), 0})) return nullptr;
-    Node whole(plist_new_array());
-    for (const Value& element : list) {
-      Node part = write(element, depth + 1);
-      if (!part) return nullptr;
-      plist_array_append_item(whole.get(), part.release());
-    }
-    return whole;
-  }
-
-  Node write(const Dictionary& dictionary, int depth) {
-    if (!size_.add({2 * dictionary.size(), 0})) return nullptr;
-    Node whole(plist_new_dict());
-    for (const auto& [key, value] : dictionary) {
-      Node part = write(value, depth + 1);
-      if (!part || !holds(key)) return nullptr;
-      plist_dict_set_item(whole.get(), key.c_str(), part.release());
-    }
-    return whole;
-  }
-
-  static constexpr seconds kReach{std::numeric_limits<std::int32_t>::max()};
-  // The root counts as well.
-  PropertyListSize size_{1, 0};
-};
-
 }  // namespace
 
 Value readPropertyList(const Bytes& bytes) {
   const Node node = parsed(asText(bytes));
   return node ? read(node.get(), 0).value_or(Value()) : Value();
-}
-
-std::optional<Bytes> writePropertyList(const Value& value) {
-  const Node node = Writer().write(value, 0);
-  if (!node) return std::nullopt;
-  char* file = nullptr;
-  std::uint32_t size = 0;
-  plist_to_bin(node.get(), &file, &size);
-  const std::unique_ptr<char, Free> owned(file);
-  return file ? std::optional(toBytes({file, size})) : std::nullopt;
 }
 
 }  // namespace zqm

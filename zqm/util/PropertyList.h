@@ -1,7 +1,5 @@
-// Property lists to and from Value: written in the binary form, read in the binary and XML forms.
+// Property lists, binary or XML, as a Value.
 #pragma once
-
-#include <optional>
 
 #include "zqm/base/Value.h"
 
@@ -17,10 +15,5 @@ namespace zqm {
 // that it begins with; what is no date is 1970, and a date more than 68 years from 2001 is 1932.
 // Dates are read to the second.
 ZQM_EXPORT Value readPropertyList(const Bytes& bytes);
-
-// None for a value that no property list can hold: absent, null, a text or key with a zero byte or
-// invalid UTF-8, a date more than 68 years from 2001, more than 512 levels, or more than a reader
-// accepts.
-ZQM_EXPORT std::optional<Bytes> writePropertyList(const Value& value);
 
 }  // namespace zqm
