@@ -77,21 +77,6 @@ void QueueJournal::attach() {
   loaded_ = items_.size();
 }
 
-void QueueJournal::load(const std::string& directory) {
-  Journals& journals = *platform_.journals;
-  std::shared_ptr<void> token;
-  const Journals::Turn turn = journals.takeTurn(directory, token);
-  const MutexLock lock(mutex_);
-  hasLocks_ = turn != Journals::Turn::noLocks;
-  if (turn == Journals::Turn::others) return;
-  Journals::Opened opened = journals.open(firstQueueFile(directory), hasLocks_);
-  const auto bytes = opened.file ? opened.file->read() : std::nullopt;
-  if (!bytes) return;
-  JournalContent content = readJournal(asText(*bytes));
-  if (content.state != JournalContent::State::sound) return;
-  hold(std::move(opened.file), std::move(content), bytes->size());
-}
-
 void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent content,
                         std::uint64_t fileSize) {
   for (JournalItem& each : content.items) {

@@ -72,7 +72,6 @@ class QueueJournal {
   struct Draft;
 
   // QueueJournal.cpp: the changes, and their frames.
-  void load(const std::string& directory);
   void hold(std::unique_ptr<JournalFile> file, JournalContent content, std::uint64_t fileSize)
       ZQM_REQUIRES(mutex_);
   void startAnewInChild() ZQM_REQUIRES(mutex_);
@@ -104,6 +103,7 @@ class QueueJournal {
   bool swapIn(Draft& draft, const std::string& directory) ZQM_EXCLUDES(mutex_);
 
   // QueueJournalLook.cpp: what other processes left.
+  void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, rewriting_);
   std::vector<Found> findFiles(const std::string& directory, std::vector<std::string>& reports)
       ZQM_REQUIRES(looking_);
   bool takeOver(Found& found, const std::string& directory) ZQM_EXCLUDES(mutex_, rewriting_);
@@ -117,6 +117,8 @@ class QueueJournal {
   // change.
   Mutex looking_;
   std::set<std::string> reported_ ZQM_GUARDED_BY(looking_);
+  // For the next look to answer.
+  std::vector<std::string> reports_ ZQM_GUARDED_BY(looking_);
   Mutex rewriting_;
   Mutex mutex_;
   std::deque<JournalItem> items_ ZQM_GUARDED_BY(mutex_);

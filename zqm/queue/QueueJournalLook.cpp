@@ -1,5 +1,6 @@
 // What processes that are gone have left in the container.
 #include <algorithm>
+#include <utility>
 
 #include "zqm/queue/QueueDraft.h"
 #include "zqm/util/Encoding.h"
@@ -13,6 +14,32 @@ struct QueueJournal::Found {
   JournalContent content;
   std::uint64_t size = 0;
 };
+
+// Not without what a process that was killed amid an adoption has left: the file may hold items of
+// others that are still there, as others may hold its items.
+void QueueJournal::load(const std::string& directory) {
+  const MutexLock one(looking_);
+  std::shared_ptr<void> token;
+  const Journals::Turn turn = platform_.journals->takeTurn(directory, token);
+  const bool hasLocks = turn != Journals::Turn::noLocks;
+  {
+    const MutexLock lock(mutex_);
+    hasLocks_ = hasLocks;
+  }
+  if (turn == Journals::Turn::others) return;
+  const std::string first = firstQueueFile(directory);
+  Journals::Opened opened = platform_.journals->open(first, hasLocks);
+  const auto bytes = opened.file ? opened.file->read() : std::nullopt;
+  if (!bytes) return;
+  Found own{first.substr(directory.size() + 1), first, std::move(opened.file),
+            readJournal(asText(*bytes)), bytes->size()};
+  if (own.content.state != JournalContent::State::sound) return;
+  for (Found& each : findFiles(directory, reports_)) {
+    if (each.content.adopted.contains(own.content.file)) return void(putAway(own, reports_));
+    if (own.content.adopted.contains(each.content.file)) putAway(each, reports_);
+  }
+  takeOver(own, directory);
+}
 
 // In this order: what has been adopted already goes away, one file becomes this process's own, and
 // the others are adopted. Each is held by its lock meanwhile.
@@ -32,6 +59,7 @@ std::vector<std::string> QueueJournal::look() {
     hasLocks_ = turn == Journals::Turn::ours;
     adopted = adopted_;
   }
+  reports = std::exchange(reports_, {});
   std::vector<Found> found = findFiles(*directory, reports);
   for (const Found& each : found) {
     adopted.insert(each.content.adopted.begin(), each.content.adopted.end());
