@@ -163,6 +163,7 @@ class QueueJournal {
   bool isRunning_ ZQM_GUARDED_BY(mutex_) = false;
   bool isWaiting_ ZQM_GUARDED_BY(mutex_) = false;
   bool isClosing_ ZQM_GUARDED_BY(mutex_) = false;
+  bool hasTriedLast_ ZQM_GUARDED_BY(mutex_) = false;
   // When the thread may sync, write the copy, and try again what failed; and how long it then
   // waited.
   std::optional<Clock::time_point> syncAt_ ZQM_GUARDED_BY(mutex_);

@@ -81,7 +81,7 @@ QueueJournal::Task QueueJournal::nextTask() {
 
 std::optional<QueueJournal::Task> QueueJournal::dueTask(Clock::time_point now) {
   // Once more at the end, and no more than that.
-  const bool mayRetry = isClosing_ ? pause_ < kLongestPause : now >= retryAt_;
+  const bool mayRetry = isClosing_ ? !hasTriedLast_ : now >= retryAt_;
   if (isIncomplete() && mayRetry) return Task::retry;
   if (isLarge() && mayRetry && !isClosing_) return Task::compact;
   if (syncAt_ && (isClosing_ || now >= *syncAt_)) return Task::sync;
@@ -92,8 +92,11 @@ std::optional<QueueJournal::Task> QueueJournal::dueTask(Clock::time_point now) {
 void QueueJournal::retry() {
   bool isDone = false;
   bool isWhole = false;
+  bool isLast = false;
   {
     const MutexLock lock(mutex_);
+    // One that began before the end is not the one at the end.
+    isLast = isClosing_;
     isWhole = mustRewrite_ || missing_.empty();
     if (!isWhole) isDone = writeMissing();
   }
@@ -104,8 +107,8 @@ void QueueJournal::retry() {
     retryAt_ = {};
     return;
   }
-  pause_ =
-      isClosing_ ? kLongestPause : std::clamp(2 * pause_, std::chrono::seconds(1), kLongestPause);
+  hasTriedLast_ = isLast;
+  pause_ = std::clamp(2 * pause_, std::chrono::seconds(1), kLongestPause);
   retryAt_ = Clock::now() + pause_;
 }
 
