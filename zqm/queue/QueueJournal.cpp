@@ -79,20 +79,28 @@ void QueueJournal::attach() {
 
 void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent content,
                         std::uint64_t fileSize) {
+  std::deque<JournalItem> items;
+  std::uint64_t live = 0;
+  std::size_t bytes = 0;
   for (JournalItem& each : content.items) {
-    live_ += each.size;
-    bytes_ += bytesOf(*each.item);
-    items_.push_back(std::move(each));
+    live += each.size;
+    bytes += bytesOf(*each.item);
+    items.push_back(std::move(each));
   }
-  loaded_ += content.items.size();
+  std::shared_ptr<JournalFile> held = std::move(file);
+  // Nothing throws from here on: all of the file or nothing.
+  loaded_ += items.size();
+  items_.swap(items);
+  live_ = live;
+  bytes_ = bytes;
   ++version_;
   lastKey_ = std::max(lastKey_, content.lastKey);
   // What a power cut left behind the sound frames.
-  mustRewrite_ = content.size < fileSize && !file->cut(content.size);
-  file_ = std::move(file);
+  mustRewrite_ = content.size < fileSize && !held->cut(content.size);
+  file_.swap(held);
   id_ = content.file;
   size_ = content.size;
-  adopted_ = std::move(content.adopted);
+  adopted_.swap(content.adopted);
 }
 
 // The parent's items are the parent's to deliver, and so is its file.
@@ -254,7 +262,8 @@ void QueueJournal::create() {
 }
 
 bool QueueJournal::createIn(const std::string& directory) {
-  auto file = platform_.journals->create(directory, hasLocks_);
+  // Nothing may throw once the file has its name.
+  std::shared_ptr<JournalFile> file = platform_.journals->create(directory, hasLocks_);
   if (!file) return false;
   const std::uint64_t id = makeFileId();
   std::string frames;
@@ -262,7 +271,7 @@ bool QueueJournal::createIn(const std::string& directory) {
   for (JournalItem& each : items_) putItem(frames, id, End::tail, each);
   if (file->append(frames) != JournalFile::Append::done) return false;
   if (!takeName(*file, directory)) return false;
-  file_ = std::move(file);
+  file_.swap(file);
   id_ = id;
   size_ = frames.size();
   nameIsUnsynced_ = true;

@@ -87,16 +87,18 @@ class LinuxJournalFile : public JournalFile {
   }
 
   bool takeName(const std::string& path) override {
+    std::string name = path;
     if (!file_->isAt(path_.c_str()) || !moveWithoutReplacing(path_, path)) return false;
-    take(path);
+    take(std::move(name));
     return true;
   }
 
   bool replace(JournalFile& old) override {
     auto& other = static_cast<LinuxJournalFile&>(old);
     if (hasName_ || !other.ownsItsName() || !file_->isAt(path_.c_str())) return false;
-    if (rename(path_.c_str(), other.path_.c_str()) != 0) return false;
-    take(other.path_);
+    std::string name = other.path_;
+    if (rename(path_.c_str(), name.c_str()) != 0) return false;
+    take(std::move(name));
     return true;
   }
 
@@ -110,8 +112,9 @@ class LinuxJournalFile : public JournalFile {
   bool removeName() override { return ownsItsName() && unlink(path_.c_str()) == 0; }
 
  private:
-  void take(const std::string& path) {
-    path_ = path;
+  // The file has the name already, so nothing may throw.
+  void take(std::string path) noexcept {
+    path_.swap(path);
     hasName_ = true;
     nextLookAtPath_ = Clock::now() + kPathInterval;
   }
