@@ -25,11 +25,14 @@ int lock(int number) {
   return retryInterrupted([&] { return flock(number, LOCK_EX | LOCK_NB); });
 }
 
-// Where the file system cannot rename without replacing, a second name does it.
+// Where the file system cannot rename without replacing, a second name does it. The first one, if
+// it stays, is litter that the next look removes.
 bool moveWithoutReplacing(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
-  return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
+  if (link(from.c_str(), to.c_str()) != 0) return false;
+  unlink(from.c_str());
+  return true;
 }
 
 class LinuxJournalFile : public JournalFile {
