@@ -94,7 +94,7 @@ class QueueJournal {
   std::optional<Task> dueTask(Clock::time_point now) ZQM_REQUIRES(mutex_);
   void retry() ZQM_EXCLUDES(mutex_);
   bool writeMissing() ZQM_REQUIRES(mutex_);
-  void sync() ZQM_EXCLUDES(mutex_);
+  void sync() ZQM_EXCLUDES(mutex_, rewriting_);
   void renewCopy() ZQM_EXCLUDES(mutex_);
   bool rewrite(Draft draft) ZQM_EXCLUDES(mutex_, rewriting_);
   bool rewriteAlone(Draft& draft) ZQM_REQUIRES(rewriting_) ZQM_EXCLUDES(mutex_);

@@ -134,7 +134,9 @@ bool QueueJournal::writeMissing() {
   return false;
 }
 
+// Not while the file is written anew: its successor would lack what is synced here.
 void QueueJournal::sync() {
+  const MutexLock one(rewriting_);
   std::shared_ptr<JournalFile> file;
   bool withName = false;
   {
@@ -145,10 +147,13 @@ void QueueJournal::sync() {
     withName = std::exchange(nameIsUnsynced_, false);
   }
   const auto directory = withName ? queueDirectory() : std::nullopt;
-  if (directory) platform_.journals->sync(*directory);
-  if (!file || file->sync()) return;
-  // What could not be brought to the disk is forgotten by the system.
+  const bool hasName = !directory || platform_.journals->sync(*directory);
+  const bool isSynced = !file || file->sync();
+  if (hasName && isSynced) return;
   const MutexLock lock(mutex_);
+  nameIsUnsynced_ |= !hasName;
+  if (isSynced) return;
+  // What could not be brought to the disk is forgotten by the system.
   if (file == file_ && !isReleased_) mustRewrite_ = true;
 }
 
@@ -187,8 +192,7 @@ bool QueueJournal::rewrite(Draft draft) {
 }
 
 // What was on the disk stays there at any moment: the new file is synced before it takes the old
-// one's name, with all that the old one could have synced meanwhile, since the thread that syncs is
-// this one.
+// one's name, and nothing syncs the old one meanwhile.
 bool QueueJournal::rewriteAlone(Draft& draft) {
   const auto directory = queueDirectory();
   if (!directory || !begin(draft)) return false;
