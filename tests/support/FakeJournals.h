@@ -65,7 +65,7 @@ struct FakeJournals : Journals {
       return true;
     }
     bool removeName() override {
-      if (!owner.files->remove(path)) return false;
+      if (owner.files->read(path) != content || !owner.files->remove(path)) return false;
       const MutexLock lock(owner.files->mutex);
       owner.owned.erase(std::exchange(path, ""));
       return true;

@@ -13,11 +13,14 @@ struct QueueJournal::Draft {
   // Where the adopted ones come from.
   std::set<std::uint64_t> adopted;
 
+  // Without locks: the file that has the only name.
+  JournalFile* inPlaceOf = nullptr;
+
   bool hasLocks = true;
   std::uint64_t id = 0;
   // Own items with a larger key came later.
   std::uint64_t lastKey = 0;
-  std::unique_ptr<JournalFile> file;
+  std::shared_ptr<JournalFile> file;
   std::uint64_t size = 0;
 };
 

@@ -6,6 +6,14 @@
 #include "zqm/util/Encoding.h"
 
 namespace zqm {
+namespace {
+
+// A damaged file would lose its rest.
+bool isWorthAdopting(const JournalContent& content) {
+  return content.state == JournalContent::State::sound && !content.items.empty();
+}
+
+}  // namespace
 
 struct QueueJournal::Found {
   std::string name;
@@ -41,8 +49,8 @@ void QueueJournal::load(const std::string& directory) {
   takeOver(own, directory);
 }
 
-// In this order: what has been adopted already goes away, one file becomes this process's own, and
-// the others are adopted. Each is held by its lock meanwhile.
+// One file becomes this process's own, and the others are adopted; what has been adopted goes away.
+// Each is held by its lock meanwhile.
 std::vector<std::string> QueueJournal::look() {
   const MutexLock one(looking_);
   std::vector<std::string> reports;
@@ -65,22 +73,27 @@ std::vector<std::string> QueueJournal::look() {
     adopted.insert(each.content.adopted.begin(), each.content.adopted.end());
   }
   std::vector<Found*> left;
-  bool isAllAway = true;
+  std::vector<Found*> away;
   for (Found& each : found) {
-    const bool isAdopted = adopted.contains(each.content.file);
-    if (isAdopted) {
-      isAllAway = putAway(each, reports) && isAllAway;
+    if (adopted.contains(each.content.file)) {
+      away.push_back(&each);
     } else if (!takeOver(each, *directory)) {
       left.push_back(&each);
     }
   }
-  const auto putLeftAway = [&] {
-    for (Found* const each : left) isAllAway = putAway(*each, reports) && isAllAway;
+  bool isAllAway = true;
+  const auto putAllAway = [&](const std::vector<Found*>& files) {
+    for (Found* const each : files) isAllAway = putAway(*each, reports) && isAllAway;
   };
-  // Without locks there is one name only, and a damaged file has it.
-  if (turn == Journals::Turn::noLocks) putLeftAway();
+  // Without locks there is one name only, and what is not worth adopting gives it up first.
+  if (turn == Journals::Turn::noLocks && !left.empty() && !isWorthAdopting(left.front()->content)) {
+    putAllAway(left);
+  }
   if (!adopt(left)) return reports;
-  if (turn == Journals::Turn::ours) putLeftAway();
+  if (turn == Journals::Turn::ours) away.insert(away.end(), left.begin(), left.end());
+  // Not before the file that holds their items has its name for certain.
+  if (!away.empty() && !platform_.journals->sync(*directory)) return reports;
+  putAllAway(away);
   // The ids go along until the files are gone from the disk.
   if (!found.empty() && platform_.journals->sync(*directory) && isAllAway) {
     const MutexLock lock(mutex_);
@@ -144,6 +157,7 @@ bool QueueJournal::adopt(const std::vector<Found*>& found) {
   bool tellsOfOthers = false;
   for (Found* const each : found) {
     if (each->content.file != 0) draft.adopted.insert(each->content.file);
+    if (isWorthAdopting(each->content)) draft.inPlaceOf = each->file.get();
     tellsOfOthers |= !each->content.adopted.empty();
     draft.adopted.insert(each->content.adopted.begin(), each->content.adopted.end());
     for (JournalItem& item : each->content.items) {

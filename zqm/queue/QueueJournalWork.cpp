@@ -215,8 +215,12 @@ bool QueueJournal::rewriteAlone(Draft& draft) {
   }
   if (!put(true) || !draft.file->sync() || !catchUp(draft)) return false;
   if (!swapIn(draft, *directory)) return false;
-  platform_.journals->sync(*directory);
+  const bool isSafe = platform_.journals->sync(*directory);
   const MutexLock lock(mutex_);
+  // Where the old file is still this process's, nobody else may take its items.
+  if (draft.file && !(isSafe && draft.file->removeName())) {
+    unremoved_.push_back(std::move(draft.file));
+  }
   addCopy();
   return true;
 }
@@ -281,14 +285,14 @@ bool QueueJournal::swapIn(Draft& draft, const std::string& directory) {
       bytes += bytesOf(*each.item);
     }
   }
-  const bool isReplaced = file_ && draft.file->replace(*file_);
-  if (!isReplaced && !takeName(*draft.file, directory)) return false;
-  // Where the old file is still this process's, nobody else may take its items.
-  if (!isReplaced && file_ && !file_->removeName()) unremoved_.push_back(std::move(file_));
+  JournalFile* const old = file_ || hasLocks_ ? file_.get() : draft.inPlaceOf;
+  const bool isInPlace = old && draft.file->replace(*old);
+  if (!isInPlace && !takeName(*draft.file, directory)) return false;
   items_.swap(next);
   loaded_ += draft.front.size() + draft.back.size();
   if (!draft.front.empty() || !draft.back.empty()) ++version_;
-  file_ = std::move(draft.file);
+  file_.swap(draft.file);
+  if (isInPlace) draft.file.reset();
   id_ = draft.id;
   size_ = draft.size;
   live_ = live;

@@ -141,10 +141,10 @@ class LinuxJournalFile : public JournalFile {
   }
 
   // Whether the path names this file, and the file is this process's. A descriptor that was lost is
-  // opened and locked anew, unless another process was faster. Without locks, as if alone.
+  // opened and locked anew, unless another process was faster.
   bool ownsItsName() {
-    if (!hasName_ || !isLocked_) return hasName_;
-    if (file_->get() < 0) {
+    if (!hasName_) return false;
+    if (isLocked_ && file_->get() < 0) {
       Descriptor again = openFile(path_, O_RDWR | O_APPEND | O_NOFOLLOW);
       if (!again || lock(again.get()) != 0) return false;
       auto file = std::make_unique<OwnedDescriptor>(std::move(again));
