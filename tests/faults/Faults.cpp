@@ -1,8 +1,10 @@
 // Operations on files, taken over by the names of their functions.
 #include "tests/faults/Faults.h"
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@ namespace {
 
 constinit Countdown operations;
 constinit std::atomic<int> operationError = 0;
+constinit std::atomic<bool> isOld = false;
 
 struct OpenFile {
   int file = 0;
@@ -69,6 +72,15 @@ auto recorded(const Call& call, const Step& step) {
   return result;
 }
 
+int recordedSync(int descriptor) {
+  if (fails(true)) return -1;
+  return recorded([] { return 0; },
+                  [&](Files& files, int) {
+                    const auto& [file, path] = files.open[descriptor];
+                    return FileStep{FileStep::sync, file, path};
+                  });
+}
+
 // The function that this one stands in front of.
 template <class Function>
 Function* next(Function*, const char* name) {
@@ -84,6 +96,9 @@ FileFault::FileFault(Fault fault, int error) {
 void FileFault::end() { operations.end(); }
 bool FileFault::hasHappened() { return operations.hasHappened(); }
 bool FileFault::isOver() { return operations.isOver(); }
+
+OldFileSystem::OldFileSystem() { isOld = true; }
+OldFileSystem::~OldFileSystem() { isOld = false; }
 
 void watchFiles(const std::string& directory) {
   if (!watched) watched = new Files;
@@ -158,25 +173,74 @@ ssize_t write(int descriptor, const void* bytes, std::size_t size) {
   return isTorn ? -1 : written;
 }
 
+ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t at) {
+  static auto* const real = next(pread, "pread");
+  return concerns(descriptor) && fails(false) ? -1 : real(descriptor, buffer, size, at);
+}
+
 int fdatasync(int descriptor) {
   static auto* const real = next(fdatasync, "fdatasync");
-  if (!concerns(descriptor)) return real(descriptor);
-  if (fails(true)) return -1;
-  return recorded([] { return 0; },
-                  [&](Files& files, int) {
-                    const auto& [file, path] = files.open[descriptor];
-                    return FileStep{FileStep::sync, file, path};
-                  });
+  return concerns(descriptor) ? recordedSync(descriptor) : real(descriptor);
+}
+
+int fsync(int descriptor) {
+  static auto* const real = next(fsync, "fsync");
+  return concerns(descriptor) ? recordedSync(descriptor) : real(descriptor);
 }
 
 int ftruncate(int descriptor, off_t size) noexcept {
   static auto* const real = next(ftruncate, "ftruncate");
-  return concerns(descriptor) && fails(true) ? -1 : real(descriptor, size);
+  if (!concerns(descriptor)) return real(descriptor, size);
+  if (fails(true)) return -1;
+  return recorded([&] { return real(descriptor, size); },
+                  [&](Files& files, int) {
+                    return FileStep{FileStep::cut, files.open[descriptor].file, "", "",
+                                    static_cast<std::size_t>(size)};
+                  });
+}
+
+int flock(int descriptor, int operation) noexcept {
+  static auto* const real = next(flock, "flock");
+  if (!concerns(descriptor)) return real(descriptor, operation);
+  const bool isRefused = !isOld && fails(false);
+  if (!isOld && !isRefused) return real(descriptor, operation);
+  // Another process has the lock at this moment, or nobody ever has.
+  errno = isRefused ? EWOULDBLOCK : EOPNOTSUPP;
+  return -1;
+}
+
+// The one command that is asked for takes a number.
+int fcntl(int descriptor, int command, ...) {
+  static auto* const real = next(fcntl, "fcntl");
+  va_list arguments;
+  va_start(arguments, command);
+  const long argument = va_arg(arguments, long);
+  va_end(arguments);
+  if (command != F_DUPFD_CLOEXEC || !concerns(descriptor)) {
+    return real(descriptor, command, argument);
+  }
+  if (fails(false)) return -1;
+  return recorded([&] { return real(descriptor, command, argument); },
+                  [&](Files& files, int copy) {
+                    files.open[copy] = files.open[descriptor];
+                    return std::nullopt;
+                  });
+}
+
+DIR* opendir(const char* path) {
+  static auto* const real = next(opendir, "opendir");
+  return concerns(path) && fails(false) ? nullptr : real(path);
 }
 
 int stat(const char* path, struct stat* status) noexcept {
   static auto* const real =
       reinterpret_cast<int (*)(const char*, struct stat*)>(dlsym(RTLD_NEXT, "stat"));
+  return concerns(path) && fails(false) ? -1 : real(path, status);
+}
+
+// There is no fstat here: of an open file, the system knows the answer.
+int lstat(const char* path, struct stat* status) noexcept {
+  static auto* const real = next(lstat, "lstat");
   return concerns(path) && fails(false) ? -1 : real(path, status);
 }
 
@@ -213,6 +277,10 @@ int unlink(const char* path) noexcept {
 int renameat2(int from, const char* path, int to, const char* newPath, unsigned flags) noexcept {
   static auto* const real = next(renameat2, "renameat2");
   if (!concerns(path)) return real(from, path, to, newPath, flags);
+  if (flags != 0 && isOld) {
+    errno = EINVAL;
+    return -1;
+  }
   if (fails(true)) return -1;
   return recorded([&] { return real(from, path, to, newPath, flags); },
                   [&](Files& files, int) {

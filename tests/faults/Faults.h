@@ -72,6 +72,14 @@ struct FileFault {
   static bool isOver();
 };
 
+// For a scope, a file system without locks, and that cannot rename without replacing.
+struct OldFileSystem {
+  OldFileSystem();
+  ~OldFileSystem();
+  OldFileSystem(const OldFileSystem&) = delete;
+  OldFileSystem& operator=(const OldFileSystem&) = delete;
+};
+
 // Set where this thread's requests do not count.
 inline thread_local constinit bool isSpared = false;
 template <class Work>
@@ -85,12 +93,14 @@ auto spared(const Work& work) {
 // One change of what a disk holds. A file is known by a number of its own, and by the names that
 // it has in its directories.
 struct FileStep {
-  enum Kind { name, unname, rename, write, sync, mark } kind = mark;
+  enum Kind { name, unname, rename, write, cut, sync, mark } kind = mark;
   int file = 0;
   // The name, or what the synced file or directory was opened as.
   std::string path = {};
   // The new name, or what was written.
   std::string content = {};
+  // To which it was cut.
+  std::size_t size = 0;
 };
 
 // Only files below that directory are counted, fail and are recorded; their syncs do nothing else.

@@ -1,6 +1,8 @@
 // An installation on real files, with a backend that accepts everything but the queue's odd items.
 #pragma once
 
+#include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -9,7 +11,10 @@
 #include "tests/support/Integrator.h"
 #include "tests/support/Tree.h"
 #include "zqm/core/ZQMCore.h"
+#include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/linux/LinuxFiles.h"
+#include "zqm/platform/linux/LinuxJournals.h"
+#include "zqm/queue/QueueJournal.h"
 #include "zqm/queue/ZQMQueueRule.h"
 
 namespace zqm::testing {
@@ -47,6 +52,17 @@ struct SparedPackages : Packages {
   std::shared_ptr<Packages> inner;
 };
 
+struct TreeDirectories : Directories {
+  explicit TreeDirectories(std::string directory) : root(std::move(directory)) {}
+  std::optional<std::string> groupContainer(std::string_view identifier) override {
+    return std::string(root).append("/groups/").append(identifier);
+  }
+  std::optional<std::string> documents() override { return root + "/documents"; }
+  std::string temporary() override { return root + "/temporary"; }
+
+  const std::string root;
+};
+
 // Files in memory, where that is to be had: a launch asks for hundreds of them.
 class FastTree {
  public:
@@ -62,12 +78,13 @@ class FastTree {
 struct Installation {
   Installation() {
     installKey(fakes);
-    tree->put("app/ZQMCore.bundle/integrator.p12", asText(integrator().pkcs12));
-    const std::string devices = "/app/ZQMCore.bundle/Devices.plist";
-    tree->put(devices.substr(1), "<plist><dict/></plist>");
-    fakes.files->put(devices, {});
-    for (const char* directory : {"documents", "groups/group.example"}) {
-      std::filesystem::create_directories(tree->path() / directory);
+    fakes.packages->main->directory = *tree / "app";
+    Package& bundle = fakes.packages->loaded.front();
+    bundle.directory = *tree / "app/ZQMCore.bundle";
+    put("app/ZQMCore.bundle/integrator.p12", asText(integrator().pkcs12));
+    put("app/ZQMCore.bundle/Devices.plist", "<plist><dict/></plist>");
+    for (const std::string& directory : {container, documents}) {
+      std::filesystem::create_directories(directory);
     }
     watchFiles(tree->root());
     const std::string body = R"({"euid":"e","endpoints":{"config":{"config":")" +
@@ -81,7 +98,9 @@ struct Installation {
 
   Platform platform() {
     Platform made = fakes.platform();
-    made.files = std::make_shared<LinuxFiles>([this] { return std::optional(tree->root()); });
+    made.files = std::make_shared<LinuxFiles>();
+    made.journals = std::make_shared<LinuxJournals>();
+    made.directories = std::make_shared<TreeDirectories>(tree->root());
     made.packages = std::make_shared<SparedPackages>(made.packages);
     return made;
   }
@@ -93,11 +112,47 @@ struct Installation {
     const Process::Scope inside(other);
     return ZQMDatabase::findRecord<R>();
   }
-  Names storedNames() { return namesIn(stored<ZQMQueueModel>().record.value_or(ZQMQueueModel())); }
+
+  std::vector<std::string> queueFiles() const {
+    std::vector<std::string> paths;
+    for (const auto& each : std::filesystem::directory_iterator(container)) {
+      if (isQueueFileName(each.path().filename().string())) paths.push_back(each.path().string());
+    }
+    std::ranges::sort(paths);
+    return paths;
+  }
+
+  // What the queue's files hold, one behind the other, without those of which another one holds
+  // the items.
+  Names storedNames() const {
+    return spared([&] {
+      std::vector<JournalContent> contents;
+      std::set<std::uint64_t> adopted;
+      for (const std::string& path : queueFiles()) {
+        contents.push_back(readJournal(contentOf(path)));
+        adopted.insert(contents.back().adopted.begin(), contents.back().adopted.end());
+      }
+      Names names;
+      for (const JournalContent& each : contents) {
+        if (each.state == JournalContent::State::damaged) names.emplace_back("damaged");
+        if (adopted.contains(each.file)) continue;
+        for (const JournalItem& item : each.items) names.push_back(*item.item->url.text());
+      }
+      return names;
+    });
+  }
 
   FastTree tree;
   Fakes fakes;
+  const std::string container = *tree / "groups/group.example";
+  const std::string documents = *tree / "documents";
+  const std::string firstFile = firstQueueFile(container);
   const std::string appId = protectedText("app-7");
+
+ private:
+  void put(const char* name, std::string_view content) const {
+    fakes.files->put(tree->put(name, content), {});
+  }
 };
 
 inline ZQMQueueRule& queueRule() { return ZQMQueueRule::sharedInstance(); }
@@ -107,6 +162,14 @@ inline void enqueue(const std::string& name, std::size_t size = 300, bool priori
 inline void removeFirst() {
   const auto queue = queueRule().getQueue();
   if (queue->count() > 0) queueRule().removeData(queue->data->at(0));
+}
+inline void removeLast() {
+  const auto queue = queueRule().getQueue();
+  if (queue->count() > 0) queueRule().removeData(queue->data->at(queue->count() - 1));
+}
+inline Names sorted(Names names) {
+  std::ranges::sort(names);
+  return names;
 }
 inline Names pendingNames() { return namesIn(*queueRule().getQueue()); }
 

@@ -27,59 +27,113 @@ auto enqueueing(const std::string& name) {
 
 class MemoryFaultTest : public ::testing::TestWithParam<bool> {
  protected:
+  // The end of a launch brings to the files what is pending.
+  template <class Work>
+  void launch(Work work) {
+    Names left;
+    {
+      Process process(installed.platform());
+      const Process::Scope scope(process);
+      work();
+      EXPECT_TRUE(isBalanced());
+      left = pendingNames();
+    }
+    EXPECT_EQ(installed.storedNames(), left);
+  }
+
   Installation installed;
 };
 
-TEST_P(MemoryFaultTest, ChangeOfTheQueueIsMadeOrNotAndStoredWithTheNext) {
-  Process process(installed.platform());
-  const Process::Scope scope(process);
-  enqueue("first");
+TEST_P(MemoryFaultTest, ChangeOfTheQueueIsMadeOrNotAndStoredLater) {
+  launch([] { enqueue("first"); });
   bool happened = true;
   for (std::int64_t n = 1; happened; ++n) {
     SCOPED_TRACE(n);
-    // Its removal makes the file worth a rewriting.
-    enqueue("big", 40'000, true);
-    const Names before = pendingNames();
-    const auto big = queueRule().getQueue()->data->at(0);
-    happened = failsAt(n, GetParam(), [&] { queueRule().removeData(big); });
-    const Names between = pendingNames();
-    EXPECT_TRUE(between == before || between == Names(before.begin() + 1, before.end()));
-    happened = failsAt(n, GetParam(), enqueueing("new")) || happened;
-    Names after = between;
-    after.push_back("new");
-    EXPECT_TRUE(pendingNames() == between || pendingNames() == after);
-    EXPECT_TRUE(isBalanced());
-    process.drain();
-    while (queueRule().getQueue()->count() > 1) removeFirst();
-    enqueue("last");
-    EXPECT_EQ(installed.storedNames(), pendingNames());
+    launch([&] {
+      // Its removal makes the file worth a rewriting.
+      enqueue("big", 40'000, true);
+      const Names before = pendingNames();
+      const auto big = queueRule().getQueue()->data->at(0);
+      happened = failsAt(n, GetParam(), [&] { queueRule().removeData(big); });
+      const Names between = pendingNames();
+      EXPECT_TRUE(between == before || between == Names(before.begin() + 1, before.end()));
+      happened = failsAt(n, GetParam(), enqueueing("new")) || happened;
+      Names after = between;
+      after.push_back("new");
+      EXPECT_TRUE(pendingNames() == between || pendingNames() == after);
+    });
+    // What came of it is what the next launch begins with.
+    launch([] {
+      while (queueRule().getQueue()->count() > 1) removeFirst();
+      enqueue("last");
+    });
     ASSERT_FALSE(HasFailure());
   }
 }
 
-TEST_P(MemoryFaultTest, ItemsOfAFileThatIsReadLateAreNotLost) {
-  {
-    Process process(installed.platform());
-    const Process::Scope scope(process);
+TEST_P(MemoryFaultTest, ItemsThatAreAdoptedAreThereOnceOrStayInTheirFile) {
+  launch([] {
     enqueue("stored");
-  }
+    enqueue("prior", 300, true);
+  });
   bool happened = true;
   for (std::int64_t n = 1; happened; ++n) {
     SCOPED_TRACE(n);
-    Process process(installed.platform());
-    const Process::Scope scope(process);
+    Names left;
     {
-      const FileFault unreadable({1, true}, EACCES);
-      queueRule();
+      Process process(installed.platform());
+      const Process::Scope scope(process);
+      {
+        const FileFault unreadable({1, true}, EACCES);
+        queueRule();
+      }
+      happened = failsAt(n, GetParam(), enqueueing("new"));
+      // With a file of its own it adopts, without one it takes over.
+      if (n % 2 == 0) enqueue("own");
+      happened = failsAt(n, GetParam(), [] { queueRule().adoptQueues(); }) || happened;
+      EXPECT_TRUE(isBalanced());
+      left = pendingNames();
+      if (queueRule().counts().loaded == 0) left.insert(left.end(), {"prior", "stored"});
     }
-    happened = failsAt(n, GetParam(), enqueueing("new"));
-    enqueue("last");
-    EXPECT_EQ(pendingNames().front(), "stored");
-    EXPECT_TRUE(isBalanced());
-    EXPECT_EQ(installed.storedNames(), pendingNames());
-    while (queueRule().getQueue()->count() > 1) {
-      queueRule().removeData(queueRule().getQueue()->data->at(1));
+    EXPECT_EQ(sorted(installed.storedNames()), sorted(left));
+    launch([&] {
+      queueRule().adoptQueues();
+      EXPECT_EQ(sorted(pendingNames()), sorted(left));
+      EXPECT_EQ(installed.queueFiles().size(), 1U);
+      const auto queue = queueRule().getQueue();
+      for (const auto& item : *queue->data) {
+        const std::string& name = *item->url.text();
+        if (name == "new" || name == "own") queueRule().removeData(item);
+      }
+    });
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+TEST_P(MemoryFaultTest, LaunchReadsAllOfTheQueueOrLeavesItInItsFile) {
+  const Names all = {"one", "two", "three"};
+  launch([&] {
+    for (const std::string& name : all) enqueue(name);
+  });
+  bool happened = true;
+  for (std::int64_t n = 1; happened; ++n) {
+    SCOPED_TRACE(n);
+    {
+      Process process(installed.platform());
+      const Process::Scope scope(process);
+      happened = failsAt(n, GetParam(), [] {
+        try {
+          queueRule();
+        } catch (const std::bad_alloc&) {
+          // The next use makes it.
+        }
+      });
+      EXPECT_TRUE(pendingNames() == all || pendingNames().empty());
+      enqueue("last");
+      removeLast();
+      EXPECT_TRUE(isBalanced());
     }
+    EXPECT_EQ(installed.storedNames(), all);
     ASSERT_FALSE(HasFailure());
   }
 }
@@ -88,17 +142,16 @@ TEST_P(MemoryFaultTest, FirstItemOfAnInstallationIsThereOnceOrNotAtAll) {
   bool happened = true;
   for (std::int64_t n = 1; happened; ++n) {
     SCOPED_TRACE(n);
-    for (const char* directory : {"groups/group.example", "documents"}) {
-      std::filesystem::remove(installed.tree->path() / directory / "ZQMQueueModel.plist");
+    for (const std::string& directory : {installed.container, installed.documents}) {
+      std::filesystem::remove(firstQueueFile(directory));
     }
-    Process process(installed.platform());
-    const Process::Scope scope(process);
-    queueRule();
-    happened = failsAt(n, GetParam(), enqueueing("new"));
-    enqueue("last");
-    EXPECT_TRUE(pendingNames() == Names{"last"} || pendingNames() == (Names{"new", "last"}));
-    EXPECT_TRUE(isBalanced());
-    EXPECT_EQ(installed.storedNames(), pendingNames());
+    launch([&] {
+      queueRule();
+      happened = failsAt(n, GetParam(), enqueueing("new"));
+      EXPECT_TRUE(pendingNames().empty() || pendingNames() == Names{"new"});
+      if (n % 2 == 0) enqueue("last");
+    });
+    EXPECT_LE(installed.queueFiles().size(), 1U);
     ASSERT_FALSE(HasFailure());
   }
 }
@@ -130,17 +183,23 @@ class StartMemoryTest : public ::testing::TestWithParam<int> {
 
 TEST_P(StartMemoryTest, StartHarmsNeitherTheHostNorTheNextLaunch) {
   constexpr int kTests = 4;
+  // The backend takes none of them.
+  const Names kept = {"q/1", "q/3", "q/5"};
+  {
+    Process process(installed.platform());
+    const Process::Scope scope(process);
+    for (const std::string& name : kept) enqueue(name, 300, name == "q/5");
+  }
   bool happened = true;
   for (int round = 0; happened; ++round) {
     const std::int64_t n = 1 + GetParam() + kTests * round;
     SCOPED_TRACE(n);
     happened = launch({n, round % 8 == 7}, [] {});
+    EXPECT_EQ(sorted(installed.storedNames()), kept);
     if (happened && round % 8 < 7) continue;
     launch({}, [&] {
       EXPECT_TRUE(ZQMCore::isStarted());
-      queueRule().refreshQueue(ZQMQueueModel());
-      enqueue("q/1");
-      enqueue("q/2");
+      EXPECT_EQ(sorted(pendingNames()), kept);
       EXPECT_EQ(installed.storedNames(), pendingNames());
     });
     ASSERT_FALSE(HasFailure());
