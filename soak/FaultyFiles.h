@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "zqm/platform/Platform.h"
 
@@ -15,18 +16,64 @@ struct Disk {
   std::atomic<bool> isUnreadable = false;
 };
 
-class FaultyGrowingFile : public GrowingFile {
+class FaultyJournalFile : public JournalFile {
  public:
-  FaultyGrowingFile(std::unique_ptr<GrowingFile> real, std::shared_ptr<Disk> disk)
+  FaultyJournalFile(std::unique_ptr<JournalFile> real, std::shared_ptr<Disk> disk)
       : real_(std::move(real)), disk_(std::move(disk)) {}
 
-  bool isInPlace() override { return real_->isInPlace(); }
-  bool append(const Bytes& piece) override { return !disk_->isFull && real_->append(piece); }
+  std::optional<Bytes> read() override {
+    return disk_->isUnreadable ? std::nullopt : real_->read();
+  }
+  Append append(std::string_view piece) override {
+    return disk_->isFull ? Append::failed : real_->append(piece);
+  }
+  bool cut(std::uint64_t size) override { return real_->cut(size); }
   bool sync() override { return !disk_->isFull && real_->sync(); }
-  bool takePlace() override { return !disk_->isFull && real_->takePlace(); }
+  bool takeName(const std::string& path) override {
+    return !disk_->isFull && real_->takeName(path);
+  }
+  bool replace(JournalFile& old) override {
+    return !disk_->isFull && real_->replace(*static_cast<FaultyJournalFile&>(old).real_);
+  }
+  bool addName(const std::string& path) override { return !disk_->isFull && real_->addName(path); }
+  bool removeName() override { return real_->removeName(); }
 
  private:
-  const std::unique_ptr<GrowingFile> real_;
+  const std::unique_ptr<JournalFile> real_;
+  const std::shared_ptr<Disk> disk_;
+};
+
+class FaultyJournals : public Journals {
+ public:
+  FaultyJournals(std::shared_ptr<Journals> real, std::shared_ptr<Disk> disk)
+      : real_(std::move(real)), disk_(std::move(disk)) {}
+
+  Turn takeTurn(const std::string& directory, std::shared_ptr<void>& token) override {
+    return real_->takeTurn(directory, token);
+  }
+  std::vector<std::string> names(const std::string& directory) override {
+    return real_->names(directory);
+  }
+  Opened open(const std::string& path, bool locks) override {
+    if (disk_->isUnreadable) return {Access::unreadable, nullptr, "the disk gives nothing"};
+    Opened opened = real_->open(path, locks);
+    opened.file = faulty(std::move(opened.file));
+    return opened;
+  }
+  std::unique_ptr<JournalFile> create(const std::string& directory, bool locks) override {
+    return disk_->isFull ? nullptr : faulty(real_->create(directory, locks));
+  }
+  bool sync(const std::string& directory) override {
+    return !disk_->isFull && real_->sync(directory);
+  }
+  std::uint64_t generation() override { return real_->generation(); }
+
+ private:
+  std::unique_ptr<JournalFile> faulty(std::unique_ptr<JournalFile> real) const {
+    return real ? std::make_unique<FaultyJournalFile>(std::move(real), disk_) : nullptr;
+  }
+
+  const std::shared_ptr<Journals> real_;
   const std::shared_ptr<Disk> disk_;
 };
 
@@ -52,24 +99,8 @@ class FaultyFiles : public Files {
   bool move(const std::string& path, const std::string& newPath) override {
     return !disk_->isFull && real_->move(path, newPath);
   }
-  std::unique_ptr<GrowingFile> open(const std::string& path, const std::string& copyPath,
-                                    std::uint64_t size) override {
-    return disk_->isUnreadable ? nullptr : faulty(real_->open(path, copyPath, size));
-  }
-  std::unique_ptr<GrowingFile> create(const std::string& path, const std::string& copyPath,
-                                      const Bytes& content) override {
-    return disk_->isFull ? nullptr : faulty(real_->create(path, copyPath, content));
-  }
-  std::unique_ptr<GrowingFile> prepare(const std::string& path, const std::string& copyPath,
-                                       const Bytes& content) override {
-    return disk_->isFull ? nullptr : faulty(real_->prepare(path, copyPath, content));
-  }
 
  private:
-  std::unique_ptr<GrowingFile> faulty(std::unique_ptr<GrowingFile> real) const {
-    return real ? std::make_unique<FaultyGrowingFile>(std::move(real), disk_) : nullptr;
-  }
-
   const std::shared_ptr<Files> real_;
   const std::shared_ptr<Disk> disk_;
 };

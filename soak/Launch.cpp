@@ -36,6 +36,7 @@ Platform Launch::platform() const {
   made.clock = clock_;
   made.network = network_;
   made.files = std::make_shared<FaultyFiles>(made.files, disk_);
+  made.journals = std::make_shared<FaultyJournals>(made.journals, disk_);
   made.http = std::make_shared<WatchedHttp>(made.http, stage_.account);
   return made;
 }
@@ -58,13 +59,15 @@ std::vector<std::string> Launch::run(std::chrono::milliseconds time) {
   return stage_.account.close(*queue().getQueue(), queue().counts());
 }
 
-// What a full disk has kept from being saved is saved now.
+// What could not be read is read now; what a full disk has kept from being saved is saved at the
+// end of the process.
 void Launch::calm() {
   stage_.backend.setWild(false);
   network_->change(reachability::kReachable);
   disk_->isFull = disk_->isUnreadable = false;
   ZQMCore::setDebugMode(false);
   process_.drain();
+  queue().adoptQueues();
   const auto number = stage_.account.enqueue();
   queue().enqueue(stage_.backend.url() + "queue/" + std::to_string(number), Bytes(), "POST",
                   clock_->now(), false);
