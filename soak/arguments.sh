@@ -1,4 +1,4 @@
-# What the three commands of this folder share. For bash, sourced in the tree's root.
+# What the commands of this folder share. For bash, sourced in the tree's root.
 # shellcheck shell=bash
 . cmake/packages.sh
 
@@ -24,6 +24,18 @@ build_soak() {
   build_preset "$preset" "$*" -DZQM_BUILD_SOAK=ON
   # Where files are really written: /tmp may be memory.
   export TMPDIR=${TMPDIR:-/var/tmp}
+}
+
+# Sets options of the sanitizers, and the array launcher to what starts a program under them.
+set_sanitizers() {
+  export ASAN_OPTIONS=detect_stack_use_after_return=1:quarantine_size_mb=32
+  export UBSAN_OPTIONS=print_stacktrace=1
+  export LSAN_OPTIONS=suppressions=$PWD/cmake/leaks.txt:print_suppressions=0
+  export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+  launcher=()
+  # On kernels that randomise addresses more widely, ThreadSanitizer of GCC 12 cannot start.
+  # shellcheck disable=SC2034 # The scripts use it.
+  if setarch -R true 2>/dev/null; then launcher=(setarch -R); fi
 }
 
 machine() {
