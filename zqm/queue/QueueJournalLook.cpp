@@ -42,11 +42,18 @@ void QueueJournal::load(const std::string& directory) {
   Found own{first.substr(directory.size() + 1), first, std::move(opened.file),
             readJournal(asText(*bytes)), bytes->size()};
   if (own.content.state != JournalContent::State::sound) return;
-  for (Found& each : findFiles(directory, reports_)) {
-    if (each.content.adopted.contains(own.content.file)) return void(putAway(own, reports_));
-    if (own.content.adopted.contains(each.content.file)) putAway(each, reports_);
+  std::vector<Found> others = findFiles(directory, reports_);
+  std::vector<Found*> away;
+  bool isAdopted = false;
+  for (Found& each : others) {
+    isAdopted |= each.content.adopted.contains(own.content.file);
+    if (own.content.adopted.contains(each.content.file)) away.push_back(&each);
   }
-  takeOver(own, directory);
+  if (isAdopted) away = {&own};
+  // Not before the file that holds their items has its name for certain.
+  if (!away.empty() && !platform_.journals->sync(directory)) return;
+  for (Found* const each : away) putAway(*each, reports_);
+  if (!isAdopted) takeOver(own, directory);
 }
 
 // One file becomes this process's own, and the others are adopted; what has been adopted goes away.
