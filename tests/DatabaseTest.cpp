@@ -110,8 +110,9 @@ TEST_F(DatabaseTest, DamagedFileReadsAsNoneAndIsKeptOnceBesideWhatIsSaved) {
   putCbor(nothing, Dictionary{{"euid", Value::Null()}});
   Bytes longer = framed("\xA0");
   longer.push_back(0);
-  for (const Bytes& content : {toBytes("damaged"), *tools::writePropertyList(user("a").toDictionary()),
-                               framed(""), framed("\x81"), framed(nothing), longer}) {
+  for (const Bytes& content :
+       {toBytes("damaged"), *tools::writePropertyList(user("a").toDictionary()), framed(""),
+        framed("\x81"), framed(nothing), longer}) {
     fakes.files->contents = {{path, content}};
     EXPECT_EQ(state(), FileState::damaged);
     EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>(), std::nullopt);

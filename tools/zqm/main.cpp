@@ -152,7 +152,8 @@ bool isRecordFile(std::string_view name) {
 Value storedRecord(const fs::path& file) {
   const Bytes content = readFile(file);
   const JournalContent journal = readJournal(asText(content));
-  if (journal.state != JournalContent::State::sound) return readRecordFile(content).value_or(Value());
+  if (journal.state != JournalContent::State::sound)
+    return readRecordFile(content).value_or(Value());
   List items;
   for (const JournalItem& each : journal.items) {
     Coder coder;

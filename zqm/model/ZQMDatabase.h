@@ -46,7 +46,9 @@ struct Saved {
 
 // A record that is kept in a file of another form, which it brings along.
 template <class Type>
-concept BringsFile = requires { typename Type::File; };
+concept BringsFile = requires {
+  typename Type::File;
+};
 
 // The store's one lock. Recursive, so that a record's conversion may use the store.
 ZQM_EXPORT RecursiveMutex& storeLock();
@@ -109,8 +111,7 @@ class ZQM_EXPORT ZQMDatabase {
   // The same, and why there is none: who changes a record writes nothing over one that cannot be
   // read at the moment. A file that a power cut left blank was never written.
   template <class Type>
-    requires(!BringsFile<Type>)
-  static Found<Type> findRecord() {
+  requires(!BringsFile<Type>) static Found<Type> findRecord() {
     const RecursiveMutexLock lock(storeLock());
     const auto path = pathOf(Type::kClassName);
     if (!path) return {stateWithoutPlace(), std::nullopt};

@@ -8,7 +8,6 @@
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMUtils.h"
 #include "zqm/model/Frame.h"
-#include "zqm/queue/ZQMQueueModel.h"
 #include "zqm/util/Cbor.h"
 
 namespace zqm {
@@ -16,6 +15,8 @@ namespace {
 
 PerProcess<QueueJournal> shared;
 
+// The class of the record that these files hold.
+constexpr std::string_view kClassName = "ZQMQueueModel";
 constexpr std::string_view kSuffix = ".plist";
 
 std::string copyPath(const Platform& platform) {
@@ -40,12 +41,12 @@ std::size_t bytesOf(const ZQMQueueDataModel& item) {
 std::optional<std::string> queueDirectory() { return ZQMUtils::getURLGroupContainer(); }
 
 std::string firstQueueFile(const std::string& directory) {
-  return directory + "/" + std::string(ZQMQueueModel::kClassName).append(kSuffix);
+  return directory + "/" + std::string(kClassName).append(kSuffix);
 }
 
 bool isQueueFileName(std::string_view name) {
-  if (!name.starts_with(ZQMQueueModel::kClassName) || !name.ends_with(kSuffix)) return false;
-  name.remove_prefix(ZQMQueueModel::kClassName.size());
+  if (!name.starts_with(kClassName) || !name.ends_with(kSuffix)) return false;
+  name.remove_prefix(kClassName.size());
   return name == kSuffix || name.starts_with('-');
 }
 
@@ -284,7 +285,7 @@ bool QueueJournal::takeName(JournalFile& file, const std::string& directory) {
   if (!hasLocks_) return false;
   char digits[17];
   std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(makeFileId()));
-  std::string name(ZQMQueueModel::kClassName);
+  std::string name(kClassName);
   name.append("-").append(digits).append(kSuffix);
   return file.takeName(directory + "/" + name);
 }
