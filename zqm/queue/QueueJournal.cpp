@@ -70,6 +70,15 @@ QueueJournal::~QueueJournal() {
   changed_.notifyAll();
   // A forked child has not got the thread.
   const bool isParent = generation_ == platform_.journals->generation();
+  const bool hasWork = isIncomplete() || isUnsynced_ || copyIsDue_;
+  if (isParent && hasWork && !isRunning_) {
+    guarded(
+        [&] {
+          mutex_.assumeHeld();
+          wake(true);
+        },
+        [](const Exception&) {});
+  }
   while (isParent && isRunning_) changed_.wait(mutex_);
 }
 

@@ -116,10 +116,12 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
                                                          std::vector<std::string>& reports) {
   bool hasLocks = true;
   bool hasFile = false;
+  std::uint64_t own = 0;
   {
     const MutexLock lock(mutex_);
     hasLocks = hasLocks_;
     hasFile = file_ != nullptr;
+    own = hasFile ? id_ : 0;
   }
   const std::string first = firstQueueFile(directory);
   std::vector<Found> found;
@@ -136,7 +138,7 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
     if (!reason.empty() && reported_.insert(name).second) {
       reports.push_back("The queue's file " + name + " is left as it is: " + reason);
     }
-    if (!reason.empty() || !opened.file) continue;
+    if (!reason.empty() || !opened.file || (own != 0 && content.file == own)) continue;
     found.push_back({name, path, std::move(opened.file), std::move(content), bytes->size()});
   }
   std::ranges::sort(found, [&](const Found& one, const Found& other) {

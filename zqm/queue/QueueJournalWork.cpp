@@ -70,7 +70,8 @@ QueueJournal::Task QueueJournal::nextTask() {
     if (isIncomplete() || isLarge()) next = std::min(next, std::max(retryAt_, now));
     if (syncAt_) next = std::min(next, *syncAt_);
     if (copyIsDue_) next = std::min(next, std::max(copyAt_, now));
-    isWaiting_ = !isBusy;
+    // A change that comes now has to be synced within a second.
+    isWaiting_ = !syncAt_;
     changed_.waitFor(mutex_, next - now);
     isWaiting_ = false;
   }
@@ -97,8 +98,9 @@ void QueueJournal::retry() {
     const MutexLock lock(mutex_);
     // One that began before the end is not the one at the end.
     isLast = isClosing_;
-    isWhole = mustRewrite_ || missing_.empty();
-    if (!isWhole) isDone = writeMissing();
+    if (!mustRewrite_ && !missing_.empty()) isDone = writeMissing();
+    // Also where the file turned out to be lost.
+    isWhole = !isDone && (mustRewrite_ || missing_.empty());
   }
   if (isWhole) isDone = rewrite({});
   const MutexLock lock(mutex_);

@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <utility>
 
 #include "zqm/platform/linux/OwnedDescriptor.h"
 #include "zqm/platform/linux/Paths.h"
@@ -107,9 +108,13 @@ class LinuxJournalFile : public JournalFile {
 
   bool addName(const std::string& path) override {
     if (!hasName_) return false;
+    names_ = 2;
     if (file_->isAt(path.c_str())) return true;
     TemporaryFile second(path, path_);
-    return second && file_->isAt(second.path().c_str()) && second.takePlace();
+    const bool isAdded =
+        second && file_->isAt(second.path().c_str()) && static_cast<bool>(second.takePlace());
+    if (!isAdded) names_ = 1;
+    return isAdded;
   }
 
   bool removeName() override { return ownsItsName() && unlink(path_.c_str()) == 0; }
@@ -122,10 +127,10 @@ class LinuxJournalFile : public JournalFile {
     nextLookAtPath_ = Clock::now() + kPathInterval;
   }
 
-  // The number, if the file is as it was left. A file that was removed or replaced has lost a name,
-  // which its descriptor tells at once; that it was moved only its path tells, which takes four
-  // times as long and is asked once a second. The times are not asked for: after that, the system
-  // takes a finer one at the next write, at a price.
+  // The number, if the file is as it was left. A file that was removed or replaced, and a copy, has
+  // lost a name, which its descriptor tells at once; that it was moved only its path tells, which
+  // takes four times as long and is asked once a second. The times are not asked for: after that,
+  // the system takes a finer one at the next write, at a price.
   int numberInPlace() {
     constexpr unsigned kMask = STATX_INO | STATX_NLINK | STATX_SIZE;
     const int number = file_->number();
@@ -134,8 +139,9 @@ class LinuxJournalFile : public JournalFile {
     const bool isOurs = found.stx_ino == file_->inode() &&
                         makedev(found.stx_dev_major, found.stx_dev_minor) == file_->device();
     if (!isOurs || found.stx_nlink == 0 || found.stx_size != size_) return -1;
+    const bool hasLostName = found.stx_nlink < std::exchange(names_, found.stx_nlink);
     const auto now = Clock::now();
-    if (!hasName_ || now < nextLookAtPath_) return number;
+    if (!hasName_ || (now < nextLookAtPath_ && !hasLostName)) return number;
     nextLookAtPath_ = now + kPathInterval;
     return file_->isAt(path_.c_str()) ? number : -1;
   }
@@ -159,6 +165,8 @@ class LinuxJournalFile : public JournalFile {
   bool hasName_;
   const bool isLocked_;
   std::uint64_t size_;
+  // As far as they are known.
+  std::uint32_t names_ = 1;
   std::unique_ptr<OwnedDescriptor> file_;
   Clock::time_point nextLookAtPath_;
 };
@@ -204,7 +212,7 @@ std::unique_ptr<JournalFile> LinuxJournals::create(const std::string& directory,
   if (!made) return nullptr;
   // The lock goes along with the copy.
   Descriptor copy(fcntl(made.descriptor(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-  if (!copy) return nullptr;
+  if (!copy || (locks && lock(copy.get()) != 0)) return nullptr;
   return std::make_unique<LinuxJournalFile>(made.release(), false, locks, std::move(copy), 0);
 }
 
