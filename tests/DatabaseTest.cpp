@@ -159,8 +159,9 @@ TEST_F(DatabaseTest, WithoutAContainerNothingIsWrittenButTheSideCopyOfTheQueue) 
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
   EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMQueueModel>(ZQMQueueModel()));
+  EXPECT_EQ(fakes.systemLog->lines.size(), 4U);
+  relaunch();
   EXPECT_EQ(fakes.files->written, std::vector<std::string>{"/documents/ZQMQueueModel.plist"});
-  EXPECT_EQ(fakes.systemLog->lines.size(), 3U);
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 // Uses each template of the installed headers, as kit modules do, to be linked with the library.
 #include <zqm/base/HandlerList.h>
 #include <zqm/base/OptionalText.h>
+#include <zqm/base/Snapshot.h>
 #include <zqm/config/ZQMConfigRule.h>
 #include <zqm/core/ZQMStartResponse.h>
 #include <zqm/core/ZQMUserModel.h>
 #include <zqm/device/ZQMDeviceModel.h>
+#include <zqm/model/ZQMDatabase.h>
 #include <zqm/model/ZQMOptInModel.h>
+#include <zqm/platform/Process.h>
 #include <zqm/queue/ZQMQueueRule.h>
 
 namespace {
@@ -15,11 +18,13 @@ struct Visit : zqm::Record<Visit> {
 
   std::optional<zqm::Date> date;
   zqm::ZQMOptInModel consent;
+  std::optional<zqm::ZQMOptInModel> earlierConsent;
 
   template <class Self, class Each>
   static void fields(Self& self, Each each) {
     each("date", self.date);
     each("consent", self.consent);
+    each("earlierConsent", self.earlierConsent);
   }
 };
 
@@ -28,10 +33,11 @@ struct Visit : zqm::Record<Visit> {
 template class zqm::HandlerList<int>;
 template class zqm::Lazy<int>;
 template class zqm::PerProcess<zqm::HandlerList<int>>;
-template class zqm::SharedList<zqm::ZQMQueueDataModel>;
 template class zqm::Snapshot<int>;
 
 namespace {
+
+const zqm::PerProcess<int> number;
 
 template <class R>
 bool copy() {
@@ -46,9 +52,9 @@ bool store(const R& record) {
   const bool isSaved = ZQMDatabase::saveObject<R>(record) &&
                        ZQMDatabase::saveObject<R>(std::vector<R>{record}) &&
                        ZQMDatabase::saveObject<R>(zqm::Value("plain"));
-  const bool isFound = ZQMDatabase::readRecord<R>() || ZQMDatabase::findRecord<R>().record;
+  const bool isFound = ZQMDatabase::readRecord<R>().has_value();
   ZQMDatabase::remove<R>();
-  return isSaved && isFound && ZQMDatabase::setAside<R>();
+  return isSaved && isFound;
 }
 
 }  // namespace
@@ -56,10 +62,13 @@ bool store(const R& record) {
 int main() {
   using namespace zqm;
   const bool areCopied = copy<ZQMConfigModel>() && copy<ZQMDeviceModel>() &&
-                         copy<ZQMQueueModel>() && copy<ZQMStartResponse>() && copy<ZQMUserModel>();
+                         copy<ZQMQueueModel>() && copy<Visit>() && copy<ZQMStartResponse>() &&
+                         copy<ZQMUserModel>();
   store(Visit());
   store(ZQMQueueModel());
-  ZQMDatabase::waitUntilSmall<ZQMQueueModel>();
+  static_cast<void>(ZQMDatabase::findRecord<Visit>());
+  std::size_t count = 0;
+  ZQMQueueItems().forEach([&](const ZQMQueueDataModel&) { ++count; });
 
   Mutex mutex;
   const MutexLock lock(mutex);
@@ -68,5 +77,5 @@ int main() {
   const Value values[] = {made, true, std::optional<std::string>("text"),
                           OptionalText(std::string("text"))};
   guarded(Process::current().bind(std::function<void()>([] {})), [](const Exception&) {});
-  return areCopied && values[0].intValue() == 1 ? 0 : 1;
+  return areCopied && values[0].intValue() == 1 && count == 0 && *number == 0 ? 0 : 1;
 }

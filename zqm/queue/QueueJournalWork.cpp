@@ -84,7 +84,8 @@ std::optional<QueueJournal::Task> QueueJournal::dueTask(Clock::time_point now) {
   // Once more at the end, and no more than that.
   const bool mayRetry = isClosing_ ? !hasTriedLast_ : now >= retryAt_;
   if (isIncomplete() && mayRetry) return Task::retry;
-  if (isLarge() && mayRetry && !isClosing_) return Task::compact;
+  // At the end, too: a chain of processes that live for a moment would let the file grow for ever.
+  if (isLarge() && mayRetry) return Task::compact;
   if (syncAt_ && (isClosing_ || now >= *syncAt_)) return Task::sync;
   if (copyIsDue_ && (isClosing_ || now >= copyAt_)) return Task::copy;
   return std::nullopt;

@@ -6,11 +6,11 @@
 namespace zqm {
 
 const ZQMQueueItems::Item& ZQMQueueItems::at(std::size_t index) const {
-  if (index >= items_.size()) throw beyondItems(index, items_.size());
+  if (index >= items_.size()) throw beyond(index, items_.size());
   return items_[index];
 }
 
-Exception beyondItems(std::size_t index, std::size_t count) {
+Exception ZQMQueueItems::beyond(std::size_t index, std::size_t count) {
   std::string reason = "index ";
   reason.append(std::to_string(index)).append(" beyond the list's ");
   return {kRangeException, reason.append(std::to_string(count)).append(" items")};

@@ -21,6 +21,8 @@ class ZQM_EXPORT ZQMQueueItems {
 
   // Throws "NSRangeException" past the end.
   const Item& at(std::size_t index) const;
+  // What it throws.
+  static Exception beyond(std::size_t index, std::size_t count);
 
   void append(Item item) { items_.push_back(std::move(item)); }
   template <class Visit>
@@ -35,8 +37,5 @@ class ZQM_EXPORT ZQMQueueItems {
  private:
   std::vector<Item> items_;
 };
-
-// The exception of an index past the end.
-Exception beyondItems(std::size_t index, std::size_t count);
 
 }  // namespace zqm

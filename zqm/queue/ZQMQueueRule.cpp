@@ -106,7 +106,7 @@ std::size_t ZQMQueueRule::count() {
 ZQMQueueItems::Item ZQMQueueRule::itemAt(std::size_t index) {
   const MutexLock lock(mutex_);
   const auto& items = journal_.items();
-  if (index >= items.size()) throw beyondItems(index, items.size());
+  if (index >= items.size()) throw ZQMQueueItems::beyond(index, items.size());
   return items[index].item;
 }
 
