@@ -39,19 +39,19 @@ void reportRefusalLater() {
 
 ZQMQueueRule& ZQMQueueRule::sharedInstance() { return *shared; }
 
-ZQMQueueRule::ZQMQueueRule() : journal_(QueueJournal::sharedInstance()), mutex_(journal_.mutex()) {
-  const MutexLock lock(mutex_);
+ZQMQueueRule::ZQMQueueRule() : journal_(QueueJournal::sharedInstance()) {
+  const MutexLock lock(journal_.mutex());
   journal_.attach();
   hasQueue_ = hasList_ = journal_.hasFile();
 }
 
 void ZQMQueueRule::setBounds(QueueBounds bounds) {
-  const MutexLock lock(mutex_);
+  const MutexLock lock(journal_.mutex());
   bounds_ = bounds;
 }
 
 QueueCounts ZQMQueueRule::counts() {
-  const MutexLock lock(mutex_);
+  const MutexLock lock(journal_.mutex());
   return {journal_.loaded(), accepted_, delivered_, removed_, journal_.items().size(), refused_};
 }
 
@@ -62,7 +62,7 @@ void ZQMQueueRule::enqueue(const Text& url, std::optional<Bytes> data, const Tex
     const auto item =
         std::make_shared<const ZQMQueueDataModel>(date, std::move(data), url, method, priority);
     const std::size_t size = bytesOf(*item);
-    const MutexLock lock(mutex_);
+    const MutexLock lock(journal_.mutex());
     hasQueue_ = true;
     if (!hasRoom(journal_.items().size(), journal_.bytes(), size)) {
       isFirstRefused = refuse(1);
@@ -87,7 +87,7 @@ bool ZQMQueueRule::refuse(std::uint64_t count) {
 }
 
 std::shared_ptr<const ZQMQueueModel> ZQMQueueRule::getQueue() {
-  const MutexLock lock(mutex_);
+  const MutexLock lock(journal_.mutex());
   hasQueue_ = true;
   if (snapshot_ && snapshotVersion_ == journal_.version()) return snapshot_;
   const auto model = std::make_shared<ZQMQueueModel>();
@@ -99,12 +99,12 @@ std::shared_ptr<const ZQMQueueModel> ZQMQueueRule::getQueue() {
 }
 
 std::size_t ZQMQueueRule::count() {
-  const MutexLock lock(mutex_);
+  const MutexLock lock(journal_.mutex());
   return journal_.items().size();
 }
 
 ZQMQueueItems::Item ZQMQueueRule::itemAt(std::size_t index) {
-  const MutexLock lock(mutex_);
+  const MutexLock lock(journal_.mutex());
   const auto& items = journal_.items();
   if (index >= items.size()) throw ZQMQueueItems::beyond(index, items.size());
   return items[index].item;
@@ -119,7 +119,7 @@ void ZQMQueueRule::removeDelivered(const ZQMQueueItems::Item& record) {
 void ZQMQueueRule::remove(const ZQMQueueItems::Item& record, std::uint64_t& count) {
   bool hasList = false;
   const auto takeOut = [&] {
-    const MutexLock lock(mutex_);
+    const MutexLock lock(journal_.mutex());
     const bool hasItems = !journal_.items().empty();
     if (!hasQueue_ && !hasItems) return;
     hasList = hasList_ || hasItems;
@@ -133,7 +133,7 @@ void ZQMQueueRule::refreshQueue(std::optional<ZQMQueueModel> queue) {
   guarded(
       [&] {
         if (queue) return replaceQueue(*queue);
-        const MutexLock lock(mutex_);
+        const MutexLock lock(journal_.mutex());
         removed_ += journal_.items().size();
         journal_.release();
         hasQueue_ = hasList_ = false;
@@ -144,7 +144,7 @@ void ZQMQueueRule::refreshQueue(std::optional<ZQMQueueModel> queue) {
 void ZQMQueueRule::replaceQueue(const ZQMQueueModel& queue) {
   bool isFirstRefused = false;
   {
-    const MutexLock lock(mutex_);
+    const MutexLock lock(journal_.mutex());
     std::unordered_multiset<const void*> left;
     for (const JournalItem& each : journal_.items()) left.insert(each.item.get());
     std::vector<ZQMQueueItems::Item> next;

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 
-#include "zqm/base/Mutex.h"
 #include "zqm/queue/ZQMQueueModel.h"
 
 namespace zqm {
@@ -81,25 +80,25 @@ class ZQM_EXPORT ZQMQueueRule {
   void remove(const ZQMQueueItems::Item& record, std::uint64_t& count);
   void replaceQueue(const ZQMQueueModel& queue);
   // Whether an item of that size may come to so many of so many bytes.
-  bool hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const ZQM_REQUIRES(mutex_);
+  bool hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const;
   // Counts refused items; whether they are the first.
-  bool refuse(std::uint64_t count) ZQM_REQUIRES(mutex_);
+  bool refuse(std::uint64_t count);
 
   QueueJournal& journal_;
-  // The journal's, so that a change and what is counted of it are one step.
-  Mutex& mutex_;
-  // There is a queue, and there is a list in it.
-  bool hasQueue_ ZQM_GUARDED_BY(mutex_) = false;
-  bool hasList_ ZQM_GUARDED_BY(mutex_) = false;
-  // What was handed out last, and of which version of the items; made when somebody asks.
-  std::shared_ptr<const ZQMQueueModel> snapshot_ ZQM_GUARDED_BY(mutex_);
-  std::uint64_t snapshotVersion_ ZQM_GUARDED_BY(mutex_) = 0;
 
-  QueueBounds bounds_ ZQM_GUARDED_BY(mutex_);
-  std::uint64_t accepted_ ZQM_GUARDED_BY(mutex_) = 0;
-  std::uint64_t delivered_ ZQM_GUARDED_BY(mutex_) = 0;
-  std::uint64_t removed_ ZQM_GUARDED_BY(mutex_) = 0;
-  std::uint64_t refused_ ZQM_GUARDED_BY(mutex_) = 0;
+  // All under the journal's mutex, so that a change and what is counted of it are one step.
+  // There is a queue, and there is a list in it.
+  bool hasQueue_ = false;
+  bool hasList_ = false;
+  // What was handed out last, and of which version of the items; made when somebody asks.
+  std::shared_ptr<const ZQMQueueModel> snapshot_;
+  std::uint64_t snapshotVersion_ = 0;
+
+  QueueBounds bounds_;
+  std::uint64_t accepted_ = 0;
+  std::uint64_t delivered_ = 0;
+  std::uint64_t removed_ = 0;
+  std::uint64_t refused_ = 0;
 };
 
 }  // namespace zqm
