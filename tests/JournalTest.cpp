@@ -205,7 +205,7 @@ TEST_F(JournalTest, ALostFileThatAnotherProcessAdoptedIsWrittenUnderAnotherName)
     Numbers numbers = left();
     EXPECT_EQ(std::ranges::count(numbers, 6), 1);
     EXPECT_EQ(std::ranges::count(numbers, 10), 1);
-    numbers.erase(std::ranges::unique(numbers).begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
     EXPECT_EQ(numbers, (Numbers{1, 2, 3, 4, 5, 6, 10}));
   });
 }
