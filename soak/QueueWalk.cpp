@@ -352,7 +352,7 @@ bool QueueWalk::killInRecovery(const Saved& saved, long step) {
 bool QueueWalk::stopInLook(const Saved& saved, long step) {
   restore(saved);
   board_->startCounting();
-  const auto start = [this](const std::function<void()>& body) {
+  const auto start = [](const std::function<void()>& body) {
     const pid_t child = fork();
     if (child != 0) return child;
     alarm(kLimitSeconds);

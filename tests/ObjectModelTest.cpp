@@ -11,8 +11,6 @@ namespace {
 
 // As a kit module may have one.
 struct Answer : Record<Answer> {
-  static constexpr std::string_view kClassName = "Answer";
-
   std::optional<ZQMOptInModel> consent;
   ZQMConfigModel limits;
 

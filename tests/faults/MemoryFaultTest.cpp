@@ -25,6 +25,13 @@ auto enqueueing(const std::string& name) {
   };
 }
 
+#if defined(__SANITIZE_THREAD__)
+// It takes minutes, and looks for races, not for what is lost.
+constexpr std::int64_t kStep = 5;
+#else
+constexpr std::int64_t kStep = 1;
+#endif
+
 class MemoryFaultTest : public ::testing::TestWithParam<bool> {
  protected:
   // The end of a launch brings to the files what is pending.
@@ -77,7 +84,7 @@ TEST_P(MemoryFaultTest, ItemsThatAreAdoptedAreThereOnceOrStayInTheirFile) {
     enqueue("prior", 300, true);
   });
   bool happened = true;
-  for (std::int64_t n = 1; happened; ++n) {
+  for (std::int64_t n = 1; happened; n += kStep) {
     SCOPED_TRACE(n);
     Names left;
     {
