@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 namespace zqm {
 
@@ -20,8 +21,7 @@ class OptionalText : public std::optional<std::string> {
     if (text) emplace(text);
   }
   template <std::convertible_to<std::string> T>
-  requires(!std::is_pointer_v<std::decay_t<T>>) OptionalText(T&& text)
-      : optional(std::forward<T>(text)) {}
+  requires(!std::is_pointer_v<T>) OptionalText(T text) : optional(std::string(std::move(text))) {}
   OptionalText(std::optional<std::string> text) : optional(std::move(text)) {}
 };
 

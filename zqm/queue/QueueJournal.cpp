@@ -205,7 +205,7 @@ void QueueJournal::finishChange(std::string frames) noexcept {
   const bool isWritten = guarded(
       [&] {
         mutex_.assumeHeld();
-        write(isReplacement ? replacement() : std::move(frames));
+        write(isReplacement ? replacement() : frames);
       },
       [](const Exception&) {});
   isReleased_ = false;
@@ -232,7 +232,7 @@ std::string QueueJournal::replacement() {
   return frames.append(items);
 }
 
-void QueueJournal::write(std::string frames) {
+void QueueJournal::write(const std::string& frames) {
   if (frames.empty()) return;
   if (isRecording_) since_.append(frames);
   if (!mustRewrite_ && !file_) {

@@ -76,7 +76,7 @@ class QueueJournal {
       ZQM_REQUIRES(mutex_);
   void startAnewInChild() ZQM_REQUIRES(mutex_);
   void finishChange(std::string frames) noexcept ZQM_REQUIRES(mutex_);
-  void write(std::string frames) ZQM_REQUIRES(mutex_);
+  void write(const std::string& frames) ZQM_REQUIRES(mutex_);
   void append(const std::string& frames) ZQM_REQUIRES(mutex_);
   void create() ZQM_REQUIRES(mutex_);
   bool createIn(const std::string& directory) ZQM_REQUIRES(mutex_);

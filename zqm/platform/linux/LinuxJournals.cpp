@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "zqm/platform/linux/OwnedDescriptor.h"
@@ -190,7 +190,7 @@ std::vector<std::string> LinuxJournals::names(const std::string& directory) {
 Journals::Opened LinuxJournals::open(const std::string& path, bool locks) {
   Descriptor file = openFile(path, O_RDWR | O_APPEND | O_NOFOLLOW);
   if (!file && errno == ENOENT) return {Access::none, nullptr, ""};
-  if (!file) return {Access::unreadable, nullptr, std::strerror(errno)};
+  if (!file) return {Access::unreadable, nullptr, std::generic_category().message(errno)};
   struct stat found {};
   if (fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
     return {Access::unreadable, nullptr, "it is no regular file"};
