@@ -154,6 +154,23 @@ TEST_F(DatabaseTest, FileThatCannotBeReadNowIsNotTakenForNone) {
   EXPECT_EQ(state(), FileState::unreadable);
 }
 
+TEST_F(DatabaseTest, APlainValueOfTheQueueGoesIntoItsJournal) {
+  ZQMQueueModel queue;
+  queue.addData(std::make_shared<ZQMQueueDataModel>(kNow, Bytes{1}, "a", "POST", false));
+  ASSERT_TRUE(ZQMDatabase::saveObject<ZQMQueueModel>(queue));
+  relaunch();
+  const Dictionary plain = {{"data", List{Dictionary{{"url", "b"}}}}};
+  EXPECT_TRUE(ZQMDatabase::saveObject<ZQMQueueModel>(Value(plain)));
+  EXPECT_FALSE(ZQMDatabase::saveObject<ZQMQueueModel>(std::vector{queue}));
+  relaunch();
+  const auto stored = ZQMDatabase::readRecord<ZQMQueueModel>();
+  ASSERT_EQ(stored.value().count(), 1U);
+  EXPECT_EQ(stored->data->at(0)->url, Text("b"));
+  for (const auto& [path, content] : fakes.files->contents) {
+    EXPECT_EQ(path.find("damaged"), std::string::npos) << path;
+  }
+}
+
 TEST_F(DatabaseTest, WithoutAContainerNothingIsWrittenButTheSideCopyOfTheQueue) {
   fakes.packages->main->info.set("NSGroupIdentifier", Value());
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));

@@ -75,18 +75,18 @@ class ZQM_EXPORT ZQMDatabase {
       for (const R& record : records) list.emplace_back(record.toDictionary());
       return Value(std::move(list));
     };
-    return save(Type::kClassName, convert).isDone;
+    return saveValue<Type>(convert).isDone;
   }
   // A plain value; an absent one writes nothing. Throws for a list, whose elements would have to
   // be records.
   template <class Type>
   static bool saveObject(const Value& plain) {
-    return save(Type::kClassName, [&] { return requireNoElements(plain); }).isDone;
+    return saveValue<Type>([&] { return requireNoElements(plain); }).isDone;
   }
   // `saveObject` for those who report what it met.
   template <class Type>
   static Saved saveRecord(const ZQMObjectModel& record) {
-    return save(Type::kClassName, [&] { return Value(record.toDictionary()); });
+    return saveValue<Type>([&] { return Value(record.toDictionary()); });
   }
 
   // None as well where the file cannot be read at the moment.
@@ -141,6 +141,16 @@ class ZQM_EXPORT ZQMDatabase {
     Value root = {};
   };
 
+  template <class Type>
+  static Saved saveValue(const std::function<Value()>& convert) {
+    if constexpr (BringsFile<Type>) {
+      const RecursiveMutexLock lock(storeLock());
+      const auto record = Type::initWithDictionary(convert());
+      return {record && Type::File::save(*record)};
+    } else {
+      return save(Type::kClassName, convert);
+    }
+  }
   static Saved save(std::string_view className, const std::function<Value()>& convert);
   static Reading read(const std::string& path);
   static FileState stateWithoutPlace();

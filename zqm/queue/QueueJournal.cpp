@@ -127,6 +127,8 @@ void QueueJournal::startAnewInChild() {
   missing_.clear();
   since_.clear();
   mayRepeat_ = isReleased_ = mustRewrite_ = isRecording_ = isRunning_ = isWaiting_ = false;
+  copyIsName_ = copyIsDue_ = isUnsynced_ = nameIsUnsynced_ = false;
+  syncAt_.reset();
 }
 
 void QueueJournal::add(const Item& item) {
@@ -205,7 +207,7 @@ void QueueJournal::finishChange(std::string frames) noexcept {
   const bool isWritten = guarded(
       [&] {
         mutex_.assumeHeld();
-        write(isReplacement ? replacement() : frames);
+        write(isReplacement ? replacementBy(items_, live_) : frames);
       },
       [](const Exception&) {});
   isReleased_ = false;
@@ -218,14 +220,14 @@ void QueueJournal::finishChange(std::string frames) noexcept {
       [](const Exception&) {});
 }
 
-// All items, in place of those in the file.
-std::string QueueJournal::replacement() {
+// These items, in place of those in the file, and how many bytes they take.
+std::string QueueJournal::replacementBy(std::deque<JournalItem>& next, std::uint64_t& size) {
   std::string items;
   std::uint64_t count = 0;
-  live_ = 0;
-  for (JournalItem& each : items_) {
+  size = 0;
+  for (JournalItem& each : next) {
     count += putItem(items, id_, End::tail, each) ? 1 : 0;
-    live_ += each.size;
+    size += each.size;
   }
   std::string frames;
   putReplacement(frames, id_, count);
@@ -315,16 +317,11 @@ bool QueueJournal::saveFile(const std::vector<Item>& items) {
   startAnewInChild();
   if (!file_) create();
   if (!file_) return false;
-  std::string frames;
-  std::string kept;
-  std::uint64_t count = 0;
-  for (const Item& each : items) {
-    JournalItem made{each, ++lastKey_, 0};
-    count += putItem(kept, id_, End::tail, made) ? 1 : 0;
-  }
-  putReplacement(frames, id_, count);
+  std::deque<JournalItem> made;
+  for (const Item& each : items) made.push_back({each, ++lastKey_, 0});
+  std::uint64_t size = 0;
   lostRecord_ = true;
-  write(frames.append(kept));
+  write(replacementBy(made, size));
   wake(true);
   return !isIncomplete();
 }

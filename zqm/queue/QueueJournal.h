@@ -82,7 +82,8 @@ class QueueJournal {
   bool createIn(const std::string& directory) ZQM_REQUIRES(mutex_);
   bool takeName(JournalFile& file, const std::string& directory) ZQM_REQUIRES(mutex_);
   void addCopy() ZQM_REQUIRES(mutex_);
-  std::string replacement() ZQM_REQUIRES(mutex_);
+  std::string replacementBy(std::deque<JournalItem>& next, std::uint64_t& size)
+      ZQM_REQUIRES(mutex_);
 
   // QueueJournalWork.cpp: the thread, and writing the file anew.
   enum class Task { retry, compact, sync, copy, leave };
