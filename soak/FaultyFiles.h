@@ -60,6 +60,9 @@ class FaultyJournals : public Journals {
     opened.file = faulty(std::move(opened.file));
     return opened;
   }
+  Bytes begin(const std::string& path) override {
+    return disk_->isUnreadable ? Bytes() : real_->begin(path);
+  }
   std::unique_ptr<JournalFile> create(const std::string& directory, bool locks) override {
     return disk_->isFull ? nullptr : faulty(real_->create(directory, locks));
   }

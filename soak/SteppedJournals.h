@@ -79,6 +79,7 @@ class SteppedJournals : public Journals {
 
   Turn takeTurn(const std::string& directory, std::shared_ptr<void>& token) override;
   std::vector<std::string> names(const std::string& directory) override;
+  Bytes begin(const std::string& path) override { return real_->begin(path); }
   Opened open(const std::string& path, bool locks) override;
   std::unique_ptr<JournalFile> create(const std::string& directory, bool locks) override;
   bool sync(const std::string& directory) override;

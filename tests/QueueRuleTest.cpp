@@ -1,11 +1,14 @@
 // The queue: its order, what survives, and what several processes do with it.
 #include "zqm/queue/ZQMQueueRule.h"
 
+#include <algorithm>
+#include <set>
 #include <tuple>
 
 #include "tests/support/FakePlatform.h"
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMCore.h"
+#include "zqm/queue/JournalForm.h"
 
 namespace zqm {
 namespace {
@@ -207,6 +210,44 @@ TEST_F(QueueRuleTest, TwoProcessesHaveFilesOfTheirOwnAndTheSurvivorTakesTheOther
       1);
   relaunch();
   EXPECT_EQ(urls(), (Urls{"q", "p", "a", "c", "b"}));
+}
+
+// An adopter was killed before it could remove a file whose item it holds in another.
+TEST_F(QueueRuleTest, WhatAnUnfinishedAdoptionLeftIsInOneProcessOnce) {
+  const auto put = [this](const std::string& name, std::uint64_t id, const Urls& items,
+                          const std::set<std::uint64_t>& adopted) {
+    std::string file;
+    putBegin(file, id, adopted);
+    for (const std::string& url : items) {
+      JournalItem item{std::make_shared<const ZQMQueueDataModel>(kNow, Bytes(), url, "POST", false),
+                       items.size(), 0};
+      putItem(file, id, End::tail, item);
+    }
+    fakes.files->put("/groups/group.example/" + name, toBytes(file));
+  };
+  const auto files = [this] {
+    return std::ranges::count_if(fakes.files->contents, [](const auto& file) {
+      return file.first.starts_with("/groups/group.example/ZQMQueueModel");
+    });
+  };
+  put("ZQMQueueModel.plist", 7, {"a", "b"}, {8});
+  put("ZQMQueueModel-x.plist", 8, {"b"}, {});
+  EXPECT_EQ(urls(), (Urls{"a", "b"}));
+  {
+    Process other(fakes.platform());
+    const Process::Scope inOther(other);
+    rule().adoptQueues();
+    EXPECT_EQ(urls(), Urls()) << "the owner does not hold that file, but its own tells of it";
+    EXPECT_EQ(files(), 1);
+  }
+  relaunch();
+  put("ZQMQueueModel.plist", 8, {"b"}, {});
+  put("ZQMQueueModel-x.plist", 7, {"a", "b"}, {8});
+  enqueue("c");
+  EXPECT_EQ(urls(), (Urls{"c"})) << "the first name's item is in the other file";
+  rule().adoptQueues();
+  EXPECT_EQ(urls(), (Urls{"c", "a", "b"}));
+  EXPECT_EQ(files(), 1);
 }
 
 TEST_F(QueueRuleTest, WhileAnotherProcessLooksAQueueStartsEmptyAndLooksAtItsNextStart) {

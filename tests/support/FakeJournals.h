@@ -106,6 +106,7 @@ struct FakeJournals : Journals {
     if (!owned.insert(path).second && locks) return {Access::taken, nullptr, ""};
     return {Access::owned, std::make_unique<File>(*this, path, *std::move(content)), ""};
   }
+  Bytes begin(const std::string& path) override { return files->read(path).value_or(Bytes()); }
   std::unique_ptr<JournalFile> create(const std::string&, bool) override {
     return files->readOnly ? nullptr : std::make_unique<File>(*this, "", Bytes());
   }

@@ -69,6 +69,10 @@ class Journals {
   // A regular file, without following a link, and its lock; without `locks` it counts as owned.
   virtual Opened open(const std::string& path, bool locks) = 0;
 
+  // What a file begins with, whoever owns it: at most 64 KiB; empty where it cannot be
+  // read.
+  virtual Bytes begin(const std::string& path) = 0;
+
   // An empty file in that directory, owned, without a name that others look for. Null where that
   // cannot be.
   virtual std::unique_ptr<JournalFile> create(const std::string& directory, bool locks) = 0;

@@ -198,6 +198,7 @@ JournalContent readJournal(std::string_view file) {
     at += frame->size();
   }
   reader.finish(at);
+  content.hasRest = content.size < file.size();
   if (at < file.size() && !isTorn) content.state = JournalContent::State::damaged;
   return content;
 }

@@ -54,8 +54,9 @@ struct JournalContent {
   std::set<std::uint64_t> adopted;
   std::vector<JournalItem> items;
   std::uint64_t lastKey = 0;
-  // How many bytes are sound.
+  // How many bytes are sound, and whether others stand behind them.
   std::size_t size = 0;
+  bool hasRest = false;
 };
 
 // Of a damaged file, what stands before the damage. Time and memory in proportion to the bytes,

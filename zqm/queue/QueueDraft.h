@@ -16,7 +16,6 @@ struct QueueJournal::Draft {
   // Without locks: the file that has the only name.
   JournalFile* inPlaceOf = nullptr;
 
-  bool hasLocks = true;
   std::uint64_t id = 0;
   // Own items with a larger key came later.
   std::uint64_t lastKey = 0;

@@ -87,8 +87,7 @@ void QueueJournal::attach() {
   loaded_ = items_.size();
 }
 
-void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent content,
-                        std::uint64_t fileSize) {
+void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent content) {
   std::deque<JournalItem> items;
   std::uint64_t live = 0;
   std::size_t bytes = 0;
@@ -106,7 +105,7 @@ void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent conten
   ++version_;
   lastKey_ = std::max(lastKey_, content.lastKey);
   // What a power cut left behind the sound frames.
-  mustRewrite_ = content.size < fileSize && !held->cut(content.size);
+  mustRewrite_ = content.hasRest && !held->cut(content.size);
   file_.swap(held);
   id_ = content.file;
   size_ = content.size;

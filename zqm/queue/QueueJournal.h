@@ -1,6 +1,7 @@
 // QueueJournal: the pending items of this process, in memory and in a file of its own.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -72,8 +73,7 @@ class QueueJournal {
   struct Draft;
 
   // QueueJournal.cpp: the changes, and their frames.
-  void hold(std::unique_ptr<JournalFile> file, JournalContent content, std::uint64_t fileSize)
-      ZQM_REQUIRES(mutex_);
+  void hold(std::unique_ptr<JournalFile> file, JournalContent content) ZQM_REQUIRES(mutex_);
   void startAnewInChild() ZQM_REQUIRES(mutex_);
   void finishChange(std::string frames) noexcept ZQM_REQUIRES(mutex_);
   void write(const std::string& frames) ZQM_REQUIRES(mutex_);
@@ -105,11 +105,14 @@ class QueueJournal {
 
   // QueueJournalLook.cpp: what other processes left.
   void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, rewriting_);
-  std::vector<Found> findFiles(const std::string& directory, std::vector<std::string>& reports)
-      ZQM_REQUIRES(looking_);
+  bool takeTurn(const std::string& directory, std::shared_ptr<void>& token) ZQM_REQUIRES(looking_)
+      ZQM_EXCLUDES(mutex_);
+  std::vector<std::string> queueFiles(const std::string& directory);
+  std::vector<Found> findFiles(const std::string& directory, std::set<std::uint64_t>& adopted,
+                               std::vector<std::string>& reports) ZQM_REQUIRES(looking_);
   bool takeOver(Found& found, const std::string& directory) ZQM_EXCLUDES(mutex_, rewriting_);
   bool adopt(const std::vector<Found*>& found) ZQM_EXCLUDES(mutex_, rewriting_);
-  bool putAway(Found& found, std::vector<std::string>& reports);
+  bool putAway(const std::vector<Found*>& files, std::vector<std::string>& reports);
 
   const Platform& platform_ = platform();
   Process& process_ = Process::current();
@@ -118,8 +121,6 @@ class QueueJournal {
   // change.
   Mutex looking_;
   std::set<std::string> reported_ ZQM_GUARDED_BY(looking_);
-  // For the next look to answer.
-  std::vector<std::string> reports_ ZQM_GUARDED_BY(looking_);
   Mutex rewriting_;
   Mutex mutex_;
   std::deque<JournalItem> items_ ZQM_GUARDED_BY(mutex_);
@@ -142,7 +143,7 @@ class QueueJournal {
   std::set<std::uint64_t> adopted_ ZQM_GUARDED_BY(mutex_);
   // Of these, those that could not be removed: nobody else may take them.
   std::vector<std::shared_ptr<JournalFile>> unremoved_ ZQM_GUARDED_BY(mutex_);
-  bool hasLocks_ ZQM_GUARDED_BY(mutex_) = true;
+  std::atomic<bool> hasLocks_ = true;
   std::uint64_t generation_ ZQM_GUARDED_BY(mutex_);
 
   // What is not in the file: frames, or all items where it has to be written anew.

@@ -8,6 +8,8 @@
 namespace zqm {
 namespace {
 
+std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
 // A damaged file would lose its rest.
 bool isWorthAdopting(const JournalContent& content) {
   return content.state == JournalContent::State::sound && !content.items.empty();
@@ -16,44 +18,25 @@ bool isWorthAdopting(const JournalContent& content) {
 }  // namespace
 
 struct QueueJournal::Found {
-  std::string name;
   std::string path;
   std::unique_ptr<JournalFile> file;
   JournalContent content;
-  std::uint64_t size = 0;
 };
 
-// Not without what a process that was killed amid an adoption has left: the file may hold items of
-// others that are still there, as others may hold its items.
+// Not a file whose items another one has adopted: its adopter was killed before it could remove it.
 void QueueJournal::load(const std::string& directory) {
   const MutexLock one(looking_);
-  std::shared_ptr<void> token;
-  const Journals::Turn turn = platform_.journals->takeTurn(directory, token);
-  const bool hasLocks = turn != Journals::Turn::noLocks;
-  {
-    const MutexLock lock(mutex_);
-    hasLocks_ = hasLocks;
-  }
-  if (turn == Journals::Turn::others) return;
+  std::shared_ptr<void> turn;
+  if (!takeTurn(directory, turn)) return;
   const std::string first = firstQueueFile(directory);
-  Journals::Opened opened = platform_.journals->open(first, hasLocks);
+  Journals::Opened opened = platform_.journals->open(first, hasLocks_);
   const auto bytes = opened.file ? opened.file->read() : std::nullopt;
   if (!bytes) return;
-  Found own{first.substr(directory.size() + 1), first, std::move(opened.file),
-            readJournal(asText(*bytes)), bytes->size()};
-  if (own.content.state != JournalContent::State::sound) return;
-  std::vector<Found> others = findFiles(directory, reports_);
-  std::vector<Found*> away;
-  bool isAdopted = false;
-  for (Found& each : others) {
-    isAdopted |= each.content.adopted.contains(own.content.file);
-    if (own.content.adopted.contains(each.content.file)) away.push_back(&each);
-  }
-  if (isAdopted) away = {&own};
-  // Not before the file that holds their items has its name for certain.
-  if (!away.empty() && !platform_.journals->sync(directory)) return;
-  for (Found* const each : away) putAway(*each, reports_);
-  if (!isAdopted) takeOver(own, directory);
+  Found own{first, std::move(opened.file), readJournal(asText(*bytes))};
+  const auto hasItsItems = [&](const std::string& path) {
+    return readJournal(asText(platform_.journals->begin(path))).adopted.contains(own.content.file);
+  };
+  if (!std::ranges::any_of(queueFiles(directory), hasItsItems)) takeOver(own, directory);
 }
 
 // One file becomes this process's own, and the others are adopted; what has been adopted goes away.
@@ -62,23 +45,10 @@ std::vector<std::string> QueueJournal::look() {
   const MutexLock one(looking_);
   std::vector<std::string> reports;
   const auto directory = queueDirectory();
-  if (!directory) return reports;
-  std::shared_ptr<void> token;
-  const Journals::Turn turn = platform_.journals->takeTurn(*directory, token);
-  if (turn == Journals::Turn::others) return reports;
+  std::shared_ptr<void> turn;
+  if (!directory || !takeTurn(*directory, turn)) return reports;
   std::set<std::uint64_t> adopted;
-  {
-    const MutexLock lock(mutex_);
-    startAnewInChild();
-    if (isReleased_) return reports;
-    hasLocks_ = turn == Journals::Turn::ours;
-    adopted = adopted_;
-  }
-  reports = std::exchange(reports_, {});
-  std::vector<Found> found = findFiles(*directory, reports);
-  for (const Found& each : found) {
-    adopted.insert(each.content.adopted.begin(), each.content.adopted.end());
-  }
+  std::vector<Found> found = findFiles(*directory, adopted, reports);
   std::vector<Found*> left;
   std::vector<Found*> away;
   for (Found& each : found) {
@@ -88,19 +58,14 @@ std::vector<std::string> QueueJournal::look() {
       left.push_back(&each);
     }
   }
-  bool isAllAway = true;
-  const auto putAllAway = [&](const std::vector<Found*>& files) {
-    for (Found* const each : files) isAllAway = putAway(*each, reports) && isAllAway;
-  };
   // Without locks there is one name only, and what is not worth adopting gives it up first.
-  if (turn == Journals::Turn::noLocks && !left.empty() && !isWorthAdopting(left.front()->content)) {
-    putAllAway(left);
-  }
+  const bool givesNameUp = !hasLocks_ && !left.empty() && !isWorthAdopting(left.front()->content);
+  bool isAllAway = !givesNameUp || putAway(left, reports);
   if (!adopt(left)) return reports;
-  if (turn == Journals::Turn::ours) away.insert(away.end(), left.begin(), left.end());
+  if (hasLocks_) away.insert(away.end(), left.begin(), left.end());
   // Not before the file that holds their items has its name for certain.
   if (!away.empty() && !platform_.journals->sync(*directory)) return reports;
-  putAllAway(away);
+  isAllAway = putAway(away, reports) && isAllAway;
   // The ids go along until the files are gone from the disk.
   if (!found.empty() && platform_.journals->sync(*directory) && isAllAway) {
     const MutexLock lock(mutex_);
@@ -110,40 +75,56 @@ std::vector<std::string> QueueJournal::look() {
   return reports;
 }
 
-// Those that nobody owns, the first name first. Without locks nobody but this process is taken to
-// exist.
+bool QueueJournal::takeTurn(const std::string& directory, std::shared_ptr<void>& token) {
+  const Journals::Turn turn = platform_.journals->takeTurn(directory, token);
+  if (turn == Journals::Turn::others) return false;
+  hasLocks_ = turn == Journals::Turn::ours;
+  const MutexLock lock(mutex_);
+  startAnewInChild();
+  return !isReleased_;
+}
+
+// The first name first. Without locks there is no other.
+std::vector<std::string> QueueJournal::queueFiles(const std::string& directory) {
+  std::vector<std::string> paths;
+  for (const std::string& name : platform_.journals->names(directory)) {
+    const std::string path = directory + "/" + name;
+    const bool isFirst = path == firstQueueFile(directory);
+    if (isQueueFileName(name) && (hasLocks_ || isFirst)) paths.push_back(path);
+  }
+  std::ranges::sort(paths, {},
+                    [](const std::string& path) { return std::pair(path.size(), path); });
+  return paths;
+}
+
+// Those that nobody owns, and the ids that any file names as adopted. Without locks nobody but this
+// process is taken to exist.
 std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& directory,
+                                                         std::set<std::uint64_t>& adopted,
                                                          std::vector<std::string>& reports) {
-  bool hasLocks = true;
-  bool hasFile = false;
   std::uint64_t own = 0;
   {
     const MutexLock lock(mutex_);
-    hasLocks = hasLocks_;
-    hasFile = file_ != nullptr;
-    own = hasFile ? id_ : 0;
+    own = file_ ? id_ : 0;
   }
-  const std::string first = firstQueueFile(directory);
   std::vector<Found> found;
-  for (const std::string& name : platform_.journals->names(directory)) {
-    const std::string path = directory + "/" + name;
-    if (!isQueueFileName(name) || (!hasLocks && (hasFile || path != first))) continue;
-    Journals::Opened opened = platform_.journals->open(path, hasLocks);
-    const auto bytes = opened.file ? opened.file->read() : std::nullopt;
-    JournalContent content = bytes ? readJournal(asText(*bytes)) : JournalContent();
+  if (!hasLocks_ && own != 0) return found;
+  for (const std::string& path : queueFiles(directory)) {
+    Journals::Opened opened = platform_.journals->open(path, hasLocks_);
+    const auto bytes =
+        opened.file ? opened.file->read() : std::optional(platform_.journals->begin(path));
+    JournalContent content = readJournal(bytes ? asText(*bytes) : std::string_view());
+    adopted.insert(content.adopted.begin(), content.adopted.end());
     std::string reason;
     if (opened.access == Journals::Access::unreadable) reason = opened.reason;
     if (opened.file && !bytes) reason = "an input or output error";
     if (content.state == JournalContent::State::newer) reason = "it is of a later version";
-    if (!reason.empty() && reported_.insert(name).second) {
-      reports.push_back("The queue's file " + name + " is left as it is: " + reason);
+    if (!reason.empty() && reported_.insert(path).second) {
+      reports.push_back("The queue's file " + nameOf(path) + " is left as it is: " + reason);
     }
     if (!reason.empty() || !opened.file || (own != 0 && content.file == own)) continue;
-    found.push_back({name, path, std::move(opened.file), std::move(content), bytes->size()});
+    found.push_back({path, std::move(opened.file), std::move(content)});
   }
-  std::ranges::sort(found, [&](const Found& one, const Found& other) {
-    return std::pair(one.path != first, one.name) < std::pair(other.path != first, other.name);
-  });
   return found;
 }
 
@@ -156,7 +137,7 @@ bool QueueJournal::takeOver(Found& found, const std::string& directory) {
   if (!isFree || found.content.state != JournalContent::State::sound) return false;
   const std::string first = firstQueueFile(directory);
   if (found.path != first) found.file->takeName(first);
-  hold(std::move(found.file), std::move(found.content), found.size);
+  hold(std::move(found.file), std::move(found.content));
   return true;
 }
 
@@ -177,21 +158,23 @@ bool QueueJournal::adopt(const std::vector<Found*>& found) {
   return !isWorthIt || rewrite(std::move(draft));
 }
 
-// A damaged file is kept under a name that no look takes.
-bool QueueJournal::putAway(Found& found, std::vector<std::string>& reports) {
-  const bool isDamaged = found.content.state == JournalContent::State::damaged;
-  const std::string suffix = "-damaged-" + makeUuid();
-  const bool isAway =
-      isDamaged ? found.file->takeName(found.path + suffix) : found.file->removeName();
-  if (isAway && isDamaged) {
-    reports.push_back("The queue's file could not be read to its end; it is kept as " + found.name +
-                      suffix);
-  }
-  if (!isAway) {
+// Whether all are away. A damaged file is kept under a name that no look takes; one that stays is
+// held, so that nobody else takes it.
+bool QueueJournal::putAway(const std::vector<Found*>& files, std::vector<std::string>& reports) {
+  bool isAllAway = true;
+  for (Found* const each : files) {
+    const bool isDamaged = each->content.state == JournalContent::State::damaged;
+    const std::string kept = each->path + "-damaged-" + makeUuid();
+    const bool isAway = isDamaged ? each->file->takeName(kept) : each->file->removeName();
+    if (isAway && isDamaged) {
+      reports.push_back("The queue's file could not be read to its end; it is kept as " +
+                        nameOf(kept));
+    }
+    isAllAway = isAllAway && isAway;
     const MutexLock lock(mutex_);
-    unremoved_.push_back(std::move(found.file));
+    if (!isAway) unremoved_.push_back(std::move(each->file));
   }
-  return isAway;
+  return isAllAway;
 }
 
 }  // namespace zqm

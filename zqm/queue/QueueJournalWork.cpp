@@ -207,7 +207,7 @@ bool QueueJournal::rewriteAlone(Draft& draft) {
     piece.clear();
     return true;
   };
-  draft.file = platform_.journals->create(*directory, draft.hasLocks);
+  draft.file = platform_.journals->create(*directory, hasLocks_);
   if (!draft.file) return false;
   putBegin(piece, draft.id, draft.adopted);
   for (auto* const items : {&draft.front, &draft.own, &draft.back}) {
@@ -233,7 +233,6 @@ bool QueueJournal::begin(Draft& draft) {
   const MutexLock lock(mutex_);
   startAnewInChild();
   if (isReleased_) return false;
-  draft.hasLocks = hasLocks_;
   draft.id = makeFileId();
   draft.own.assign(items_.begin(), items_.end());
   for (auto* const adopted : {&draft.front, &draft.back}) {

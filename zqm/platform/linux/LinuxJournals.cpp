@@ -21,6 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kPathInterval{1};
+constexpr std::size_t kMostOfBegin = 64 << 10;
 
 int lock(int number) {
   return retryInterrupted([&] { return flock(number, LOCK_EX | LOCK_NB); });
@@ -34,6 +35,22 @@ bool moveWithoutReplacing(const std::string& from, const std::string& to) {
   if (link(from.c_str(), to.c_str()) != 0) return false;
   unlink(from.c_str());
   return true;
+}
+
+// The first `size` bytes, or what there is of them.
+std::optional<Bytes> readBegin(int number, std::size_t size) {
+  Bytes content(size);
+  std::size_t filled = 0;
+  while (filled < size) {
+    const auto count = retryInterrupted([&] {
+      return pread(number, content.data() + filled, size - filled, static_cast<off_t>(filled));
+    });
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  content.resize(filled);
+  return content;
 }
 
 class LinuxJournalFile : public JournalFile {
@@ -55,19 +72,7 @@ class LinuxJournalFile : public JournalFile {
     struct stat found {};
     const int number = file_->get();
     if (number < 0 || fstat(number, &found) != 0) return std::nullopt;
-    Bytes content(static_cast<std::size_t>(found.st_size));
-    std::size_t filled = 0;
-    while (filled < content.size()) {
-      const auto count = retryInterrupted([&] {
-        return pread(number, content.data() + filled, content.size() - filled,
-                     static_cast<off_t>(filled));
-      });
-      if (count < 0) return std::nullopt;
-      if (count == 0) break;
-      filled += static_cast<std::size_t>(count);
-    }
-    content.resize(filled);
-    return content;
+    return readBegin(number, static_cast<std::size_t>(found.st_size));
   }
 
   Append append(std::string_view piece) override {
@@ -205,6 +210,11 @@ Journals::Opened LinuxJournals::open(const std::string& path, bool locks) {
   auto opened = std::make_unique<LinuxJournalFile>(path, true, locks, std::move(file),
                                                    static_cast<std::uint64_t>(found.st_size));
   return {Access::owned, std::move(opened), ""};
+}
+
+Bytes LinuxJournals::begin(const std::string& path) {
+  const Descriptor file = openFile(path, O_RDONLY | O_NOFOLLOW);
+  return file ? readBegin(file.get(), kMostOfBegin).value_or(Bytes()) : Bytes();
 }
 
 std::unique_ptr<JournalFile> LinuxJournals::create(const std::string& directory, bool locks) {
