@@ -14,11 +14,10 @@ struct Answer : Record<Answer> {
   std::optional<ZQMOptInModel> consent;
   ZQMConfigModel limits;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("consent", self.consent);
-    visit("limits", self.limits);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("consent", &Self::consent),
+      member("limits", &Self::limits),
+  };
 };
 
 class ObjectModelTest : public Fixture {};

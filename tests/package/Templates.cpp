@@ -20,12 +20,11 @@ struct Visit : zqm::Record<Visit> {
   zqm::ZQMOptInModel consent;
   std::optional<zqm::ZQMOptInModel> earlierConsent;
 
-  template <class Self, class Each>
-  static void fields(Self& self, Each each) {
-    each("date", self.date);
-    each("consent", self.consent);
-    each("earlierConsent", self.earlierConsent);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("date", &Self::date),
+      member("consent", &Self::consent),
+      member("earlierConsent", &Self::earlierConsent),
+  };
 };
 
 }  // namespace

@@ -38,31 +38,30 @@ class ZQM_EXPORT ZQMConfigModel : public Record<ZQMConfigModel> {
   std::int32_t hoursBeforeSendQueueNonWifi = 6;
   std::int32_t minutesBeforeRetryQueue = 60;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("lastUpdateDate", self.lastUpdateDate);
-    visit("daysToUpdateConfig", self.daysToUpdateConfig);
-    visit("daysToUpdateAdClusters", self.daysToUpdateAdClusters);
-    visit("hoursToCallStartDevicebehavior", self.hoursToCallStartDevicebehavior);
-    visit("daysToSendDatabehavior", self.daysToSendDatabehavior);
-    visit("hoursToCallStartAppbehavior", self.hoursToCallStartAppbehavior);
-    visit("daysToSendAppbehavior", self.daysToSendAppbehavior);
-    visit("titlePermissionAppBehavior", self.titlePermissionAppBehavior);
-    visit("messagePermissionAppBehavior", self.messagePermissionAppBehavior);
-    visit("positivePermissionAppBehavior", self.positivePermissionAppBehavior);
-    visit("negativePermissionAppBehavior", self.negativePermissionAppBehavior);
-    visit("metersToSendGeobehavior", self.metersToSendGeobehavior);
-    visit("minutesToStartVisitForGeobehavior", self.minutesToStartVisitForGeobehavior);
-    visit("topWifiListGeobehavior", self.topWifiListGeobehavior);
-    visit("minutesToCallServiceGeobehavior", self.minutesToCallServiceGeobehavior);
-    visit("hoursToCallStartGeobehavior", self.hoursToCallStartGeobehavior);
-    visit("minutesToSendLocationGeobehavior", self.minutesToSendLocationGeobehavior);
-    visit("minutesToSendActivityGeobehavior", self.minutesToSendActivityGeobehavior);
-    visit("hoursToPostponeInAppNotification", self.hoursToPostponeInAppNotification);
-    visit("attemptsToSendQueueItem", self.attemptsToSendQueueItem);
-    visit("hoursBeforeSendQueueNonWifi", self.hoursBeforeSendQueueNonWifi);
-    visit("minutesBeforeRetryQueue", self.minutesBeforeRetryQueue);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("lastUpdateDate", &Self::lastUpdateDate),
+      member("daysToUpdateConfig", &Self::daysToUpdateConfig),
+      member("daysToUpdateAdClusters", &Self::daysToUpdateAdClusters),
+      member("hoursToCallStartDevicebehavior", &Self::hoursToCallStartDevicebehavior),
+      member("daysToSendDatabehavior", &Self::daysToSendDatabehavior),
+      member("hoursToCallStartAppbehavior", &Self::hoursToCallStartAppbehavior),
+      member("daysToSendAppbehavior", &Self::daysToSendAppbehavior),
+      member("titlePermissionAppBehavior", &Self::titlePermissionAppBehavior),
+      member("messagePermissionAppBehavior", &Self::messagePermissionAppBehavior),
+      member("positivePermissionAppBehavior", &Self::positivePermissionAppBehavior),
+      member("negativePermissionAppBehavior", &Self::negativePermissionAppBehavior),
+      member("metersToSendGeobehavior", &Self::metersToSendGeobehavior),
+      member("minutesToStartVisitForGeobehavior", &Self::minutesToStartVisitForGeobehavior),
+      member("topWifiListGeobehavior", &Self::topWifiListGeobehavior),
+      member("minutesToCallServiceGeobehavior", &Self::minutesToCallServiceGeobehavior),
+      member("hoursToCallStartGeobehavior", &Self::hoursToCallStartGeobehavior),
+      member("minutesToSendLocationGeobehavior", &Self::minutesToSendLocationGeobehavior),
+      member("minutesToSendActivityGeobehavior", &Self::minutesToSendActivityGeobehavior),
+      member("hoursToPostponeInAppNotification", &Self::hoursToPostponeInAppNotification),
+      member("attemptsToSendQueueItem", &Self::attemptsToSendQueueItem),
+      member("hoursBeforeSendQueueNonWifi", &Self::hoursBeforeSendQueueNonWifi),
+      member("minutesBeforeRetryQueue", &Self::minutesBeforeRetryQueue),
+  };
 };
 
 }  // namespace zqm

@@ -14,11 +14,10 @@ class ZQM_EXPORT ZQMStartResponse : public Record<ZQMStartResponse> {
   Text euid;
   ZQMEndpointsModel endpoints;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("euid", self.euid);
-    visit("endpoints", self.endpoints);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("euid", &Self::euid),
+      member("endpoints", &Self::endpoints),
+  };
 };
 
 }  // namespace zqm

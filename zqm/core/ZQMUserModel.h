@@ -21,16 +21,15 @@ class ZQM_EXPORT ZQMUserModel : public Record<ZQMUserModel> {
   Text startedSdkVersion;
   Text startedAppVersion;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("advertisingId", self.advertisingId);
-    visit("appId", self.appId);
-    visit("euid", self.euid);
-    visit("started", self.started);
-    visit("startedDate", self.startedDate);
-    visit("startedSdkVersion", self.startedSdkVersion);
-    visit("startedAppVersion", self.startedAppVersion);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("advertisingId", &Self::advertisingId),
+      member("appId", &Self::appId),
+      member("euid", &Self::euid),
+      member("started", &Self::started),
+      member("startedDate", &Self::startedDate),
+      member("startedSdkVersion", &Self::startedSdkVersion),
+      member("startedAppVersion", &Self::startedAppVersion),
+  };
 };
 
 }  // namespace zqm

@@ -30,22 +30,21 @@ class ZQM_EXPORT ZQMDeviceModel : public Record<ZQMDeviceModel> {
   Text timezone;
   Text locale;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("isStarted", self.isStarted);
-    visit("dateStart", self.dateStart);
-    visit("updated", self.updated);
-    visit("dateTime", self.dateTime);
-    visit("platform", self.platform);
-    visit("systemVersion", self.systemVersion);
-    visit("isRooted", self.isRooted);
-    visit("manufacturer", self.manufacturer);
-    visit("codename", self.codename);
-    visit("carrier", self.carrier);
-    visit("enabledAccessibilityServices", self.enabledAccessibilityServices);
-    visit("timezone", self.timezone);
-    visit("locale", self.locale);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("isStarted", &Self::isStarted),
+      member("dateStart", &Self::dateStart),
+      member("updated", &Self::updated),
+      member("dateTime", &Self::dateTime),
+      member("platform", &Self::platform),
+      member("systemVersion", &Self::systemVersion),
+      member("isRooted", &Self::isRooted),
+      member("manufacturer", &Self::manufacturer),
+      member("codename", &Self::codename),
+      member("carrier", &Self::carrier),
+      member("enabledAccessibilityServices", &Self::enabledAccessibilityServices),
+      member("timezone", &Self::timezone),
+      member("locale", &Self::locale),
+  };
 };
 
 }  // namespace zqm

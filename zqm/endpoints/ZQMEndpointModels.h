@@ -19,10 +19,7 @@ struct ZQM_EXPORT ZQMAdEndpointModel : EndpointRecord<ZQMAdEndpointModel> {
 
   Text clusters;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("clusters", self.clusters);
-  }
+  static constexpr auto kFields = std::tuple{member("clusters", &Self::clusters)};
 };
 
 struct ZQM_EXPORT ZQMAppEndpointModel : EndpointRecord<ZQMAppEndpointModel> {
@@ -32,12 +29,11 @@ struct ZQM_EXPORT ZQMAppEndpointModel : EndpointRecord<ZQMAppEndpointModel> {
   Text installed;
   Text optIn;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("initialize", self.initialize);
-    visit("installed", self.installed);
-    visit("optIn", self.optIn);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("initialize", &Self::initialize),
+      member("installed", &Self::installed),
+      member("optIn", &Self::optIn),
+  };
 };
 
 struct ZQM_EXPORT ZQMConfigEndpointModel : EndpointRecord<ZQMConfigEndpointModel> {
@@ -45,10 +41,7 @@ struct ZQM_EXPORT ZQMConfigEndpointModel : EndpointRecord<ZQMConfigEndpointModel
 
   Text config;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("config", self.config);
-  }
+  static constexpr auto kFields = std::tuple{member("config", &Self::config)};
 };
 
 struct ZQM_EXPORT ZQMDataEndpointModel : EndpointRecord<ZQMDataEndpointModel> {
@@ -56,10 +49,7 @@ struct ZQM_EXPORT ZQMDataEndpointModel : EndpointRecord<ZQMDataEndpointModel> {
 
   Text behavior;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("behavior", self.behavior);
-  }
+  static constexpr auto kFields = std::tuple{member("behavior", &Self::behavior)};
 };
 
 struct ZQM_EXPORT ZQMDeviceEndpointModel : EndpointRecord<ZQMDeviceEndpointModel> {
@@ -68,11 +58,10 @@ struct ZQM_EXPORT ZQMDeviceEndpointModel : EndpointRecord<ZQMDeviceEndpointModel
   Text initialize;
   Text behavior;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("initialize", self.initialize);
-    visit("behavior", self.behavior);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("initialize", &Self::initialize),
+      member("behavior", &Self::behavior),
+  };
 };
 
 struct ZQM_EXPORT ZQMGeoEndpointModel : EndpointRecord<ZQMGeoEndpointModel> {
@@ -83,13 +72,12 @@ struct ZQM_EXPORT ZQMGeoEndpointModel : EndpointRecord<ZQMGeoEndpointModel> {
   Text behavior;
   Text optIn;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("initialize", self.initialize);
-    visit("live", self.live);
-    visit("behavior", self.behavior);
-    visit("optIn", self.optIn);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("initialize", &Self::initialize),
+      member("live", &Self::live),
+      member("behavior", &Self::behavior),
+      member("optIn", &Self::optIn),
+  };
 };
 
 struct ZQM_EXPORT ZQMNotificationEndpointModel : EndpointRecord<ZQMNotificationEndpointModel> {
@@ -108,21 +96,20 @@ struct ZQM_EXPORT ZQMNotificationEndpointModel : EndpointRecord<ZQMNotificationE
   Text inAppText;
   Text coupon;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("token", self.token);
-    visit("optIn", self.optIn);
-    visit("deliver", self.deliver);
-    visit("open", self.open);
-    visit("interaction", self.interaction);
-    visit("inBoxStatus", self.inBoxStatus);
-    visit("inBoxShare", self.inBoxShare);
-    visit("inBoxDelete", self.inBoxDelete);
-    visit("inAppSingle", self.inAppSingle);
-    visit("inAppMultiple", self.inAppMultiple);
-    visit("inAppText", self.inAppText);
-    visit("coupon", self.coupon);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("token", &Self::token),
+      member("optIn", &Self::optIn),
+      member("deliver", &Self::deliver),
+      member("open", &Self::open),
+      member("interaction", &Self::interaction),
+      member("inBoxStatus", &Self::inBoxStatus),
+      member("inBoxShare", &Self::inBoxShare),
+      member("inBoxDelete", &Self::inBoxDelete),
+      member("inAppSingle", &Self::inAppSingle),
+      member("inAppMultiple", &Self::inAppMultiple),
+      member("inAppText", &Self::inAppText),
+      member("coupon", &Self::coupon),
+  };
 };
 
 struct ZQM_EXPORT ZQMGraylogEndpointModel : EndpointRecord<ZQMGraylogEndpointModel> {
@@ -130,10 +117,7 @@ struct ZQM_EXPORT ZQMGraylogEndpointModel : EndpointRecord<ZQMGraylogEndpointMod
 
   Text gelf;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("gelf", self.gelf);
-  }
+  static constexpr auto kFields = std::tuple{member("gelf", &Self::gelf)};
 };
 
 struct ZQM_EXPORT ZQMEndpointsModel : EndpointRecord<ZQMEndpointsModel> {
@@ -148,17 +132,16 @@ struct ZQM_EXPORT ZQMEndpointsModel : EndpointRecord<ZQMEndpointsModel> {
   ZQMNotificationEndpointModel notification;
   ZQMGraylogEndpointModel graylog;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("ad", self.ad);
-    visit("app", self.app);
-    visit("config", self.config);
-    visit("data", self.data);
-    visit("device", self.device);
-    visit("geo", self.geo);
-    visit("notification", self.notification);
-    visit("graylog", self.graylog);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("ad", &Self::ad),
+      member("app", &Self::app),
+      member("config", &Self::config),
+      member("data", &Self::data),
+      member("device", &Self::device),
+      member("geo", &Self::geo),
+      member("notification", &Self::notification),
+      member("graylog", &Self::graylog),
+  };
 };
 
 }  // namespace zqm

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <tuple>
 
 #include "zqm/model/Coder.h"
 #include "zqm/model/ZQMObjectModel.h"
@@ -145,18 +147,76 @@ void decode(const Coder& coder, std::string_view key, std::optional<S>& sequence
 
 }  // namespace field
 
-// The base of a concrete record `R`, which has plain data members, a `kClassName` and
-//   template <class Self, class Visit> static void fields(Self& self, Visit visit)
-// that calls visit(name, member) for each field in order.
+// One row of a record: a member and its name.
+template <class R, class T>
+struct Field {
+  std::string_view name;
+  T R::*member;
+};
+
+// Gives the members of a record as many names as it has rows. Where that is one too many or too
+// few, a row or a member was forgotten, and this does not compile.
+template <std::size_t kRows, class R>
+constexpr void bindMembers(const R& record) {
+  static_assert(0 < kRows && kRows <= 26, "A larger record needs another line here.");
+#define ZQM_BIND(count, ...)                             \
+  if constexpr (kRows == (count)) {                      \
+    [[maybe_unused]] const auto& [__VA_ARGS__] = record; \
+  }
+  ZQM_BIND(1, a);
+  ZQM_BIND(2, a, b);
+  ZQM_BIND(3, a, b, c);
+  ZQM_BIND(4, a, b, c, d);
+  ZQM_BIND(5, a, b, c, d, e);
+  ZQM_BIND(6, a, b, c, d, e, f);
+  ZQM_BIND(7, a, b, c, d, e, f, g);
+  ZQM_BIND(8, a, b, c, d, e, f, g, h);
+  ZQM_BIND(9, a, b, c, d, e, f, g, h, i);
+  ZQM_BIND(10, a, b, c, d, e, f, g, h, i, j);
+  ZQM_BIND(11, a, b, c, d, e, f, g, h, i, j, k);
+  ZQM_BIND(12, a, b, c, d, e, f, g, h, i, j, k, l);
+  ZQM_BIND(13, a, b, c, d, e, f, g, h, i, j, k, l, m);
+  ZQM_BIND(14, a, b, c, d, e, f, g, h, i, j, k, l, m, n);
+  ZQM_BIND(15, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o);
+  ZQM_BIND(16, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p);
+  ZQM_BIND(17, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q);
+  ZQM_BIND(18, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r);
+  ZQM_BIND(19, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s);
+  ZQM_BIND(20, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t);
+  ZQM_BIND(21, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u);
+  ZQM_BIND(22, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u, v);
+  ZQM_BIND(23, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u, v, w);
+  ZQM_BIND(24, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u, v, w, x);
+  ZQM_BIND(25, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u, v, w, x, y);
+  ZQM_BIND(26, a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s, t, u, v, w, x, y, z);
+#undef ZQM_BIND
+}
+
+// The base of a concrete record `R`, which has plain data members, a `kClassName` and one row for
+// each member, in the order of its dictionary:
+//   static constexpr auto kFields = std::tuple{member("date", &Self::date), ...};
 template <class R>
 class Record : public ZQMObjectModel {
  public:
   // Whether an absent dictionary gives an empty record in place of none.
   static constexpr bool kEmptyWhenAbsent = false;
 
+  // Calls visit(row) for each row.
+  template <class Visit>
+  static void forEachRow(Visit visit) {
+    std::apply([&](const auto&... row) { (visit(row), ...); }, R::kFields);
+  }
+
+  // Calls visit(name, member) for each member of `record`.
+  template <class Object, class Visit>
+  static void fields(Object& record, Visit visit) {
+    bindMembers<std::tuple_size_v<decltype(R::kFields)>>(record);
+    forEachRow([&](const auto& row) { visit(row.name, record.*row.member); });
+  }
+
   Dictionary toDictionary() const override {
     Dictionary dictionary;
-    R::fields(static_cast<const R&>(*this), [&](std::string_view key, const auto& member) {
+    fields(static_cast<const R&>(*this), [&](std::string_view key, const auto& member) {
       dictionary.set(key, field::inDictionary(member));
     });
     return dictionary;
@@ -169,22 +229,29 @@ class Record : public ZQMObjectModel {
     const Dictionary none;
     const Dictionary& entries = dictionary.dictionary() ? *dictionary.dictionary() : none;
     R record;
-    R::fields(record, [&](std::string_view key, auto& member) {
+    fields(record, [&](std::string_view key, auto& member) {
       field::fromDictionary(entries[key], member);
     });
     return record;
   }
 
   void encodeWithCoder(Coder& coder) const {
-    R::fields(static_cast<const R&>(*this),
-              [&](std::string_view key, const auto& member) { field::encode(coder, key, member); });
+    fields(static_cast<const R&>(*this),
+           [&](std::string_view key, const auto& member) { field::encode(coder, key, member); });
   }
 
   static R initWithCoder(const Coder& coder) {
     R record;
-    R::fields(record,
-              [&](std::string_view key, auto& member) { field::decode(coder, key, member); });
+    fields(record, [&](std::string_view key, auto& member) { field::decode(coder, key, member); });
     return record;
+  }
+
+ protected:
+  using Self = R;
+
+  template <class T>
+  static constexpr Field<R, T> member(std::string_view name, T R::*member) {
+    return {name, member};
   }
 };
 

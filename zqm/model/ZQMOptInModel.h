@@ -31,14 +31,13 @@ class ZQM_EXPORT ZQMOptInModel : public Record<ZQMOptInModel> {
     return model;
   }
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("type", self.type);
-    visit("permission", self.permission);
-    visit("level", self.level);
-    visit("date", self.date);
-    visit("sdkVersion", self.sdkVersion);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("type", &Self::type),
+      member("permission", &Self::permission),
+      member("level", &Self::level),
+      member("date", &Self::date),
+      member("sdkVersion", &Self::sdkVersion),
+  };
 };
 
 }  // namespace zqm

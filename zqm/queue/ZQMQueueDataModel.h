@@ -26,15 +26,15 @@ class ZQM_EXPORT ZQMQueueDataModel : public Record<ZQMQueueDataModel> {
   // Kept, but every delivery is a POST.
   Text method;
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("qId", self.qId);
-    visit("date", self.date);
-    visit("data", self.data);
-    visit("url", self.url);
-    visit("method", self.method);
-    visit("priority", self.priority);
-  }
+  static constexpr auto kFields = std::tuple{
+      member("qId", &Self::qId),
+      member("date", &Self::date),
+      member("data", &Self::data),
+      member("url", &Self::url),
+      member("method", &Self::method),
+      // Last in what is written, whatever its place above.
+      member("priority", &Self::priority),
+  };
 };
 
 }  // namespace zqm

@@ -28,10 +28,7 @@ class ZQM_EXPORT ZQMQueueModel : public Record<ZQMQueueModel> {
   void removeData(const ZQMQueueItems::Item& record);
   static void logRemoval();
 
-  template <class Self, class Visit>
-  static void fields(Self& self, Visit visit) {
-    visit("data", self.data);
-  }
+  static constexpr auto kFields = std::tuple{member("data", &Self::data)};
 
   // The store keeps this record in a journal of the process.
   struct File {
