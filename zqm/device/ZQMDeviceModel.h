@@ -2,9 +2,20 @@
 // registration.
 #pragma once
 
+#include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/model/Record.h"
 
 namespace zqm {
+
+// A row whose member the device tells.
+template <class R, class T, class Answer>
+struct Fact : Field<R, T> {
+  Answer (*probe)();
+};
+template <class R, class T, class Answer>
+constexpr Fact<R, T, Answer> fact(std::string_view name, T R::*member, Answer (*probe)()) {
+  return {{name, member}, probe};
+}
 
 class ZQM_EXPORT ZQMDeviceModel : public Record<ZQMDeviceModel> {
  public:
@@ -30,20 +41,22 @@ class ZQM_EXPORT ZQMDeviceModel : public Record<ZQMDeviceModel> {
   Text timezone;
   Text locale;
 
+  // The facts are compared in this order.
   static constexpr auto kFields = std::tuple{
       member("isStarted", &Self::isStarted),
       member("dateStart", &Self::dateStart),
       member("updated", &Self::updated),
       member("dateTime", &Self::dateTime),
-      member("platform", &Self::platform),
-      member("systemVersion", &Self::systemVersion),
-      member("isRooted", &Self::isRooted),
-      member("manufacturer", &Self::manufacturer),
-      member("codename", &Self::codename),
-      member("carrier", &Self::carrier),
-      member("enabledAccessibilityServices", &Self::enabledAccessibilityServices),
-      member("timezone", &Self::timezone),
-      member("locale", &Self::locale),
+      fact("platform", &Self::platform, ZQMDeviceInfo::getPlatform),
+      fact("systemVersion", &Self::systemVersion, ZQMDeviceInfo::systemVersion),
+      fact("isRooted", &Self::isRooted, ZQMDeviceInfo::isJailbreak),
+      fact("manufacturer", &Self::manufacturer, ZQMDeviceInfo::deviceManufacturer),
+      fact("codename", &Self::codename, ZQMDeviceInfo::deviceCode),
+      fact("carrier", &Self::carrier, ZQMDeviceInfo::getCarrier),
+      fact("enabledAccessibilityServices", &Self::enabledAccessibilityServices,
+           ZQMDeviceInfo::getCapabilitiesAccessibility),
+      fact("timezone", &Self::timezone, ZQMDeviceInfo::getTimeZone),
+      fact("locale", &Self::locale, ZQMDeviceInfo::getLocale),
   };
 };
 

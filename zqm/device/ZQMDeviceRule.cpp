@@ -3,7 +3,6 @@
 
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/device/DeviceDecision.h"
-#include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/device/ZQMDeviceModel.h"
 #include "zqm/device/ZQMDeviceRequest.h"
 #include "zqm/log/ZQMLogHandler.h"
@@ -47,29 +46,10 @@ void saveAnswered(const ZQMDeviceModel& device) {
   }
 }
 
-Value accessibilityServices() {
-  List names;
-  for (std::string& name : ZQMDeviceInfo::getCapabilitiesAccessibility()) {
-    names.emplace_back(std::move(name));
-  }
-  return names;
-}
-
-// Calls visit(field, probe) for each fact of the profile, in the order of the comparison.
-template <class Visit>
-void visitFacts(Visit visit) {
-  using Model = ZQMDeviceModel;
-  using Info = ZQMDeviceInfo;
-  visit(&Model::platform, [] { return Text(Info::getPlatform()); });
-  visit(&Model::systemVersion, [] { return Text(Info::systemVersion()); });
-  visit(&Model::isRooted, [] { return Info::isJailbreak(); });
-  visit(&Model::manufacturer, [] { return Text(Info::deviceManufacturer()); });
-  visit(&Model::codename, [] { return Text(Info::deviceCode()); });
-  visit(&Model::carrier, [] { return Text(Info::getCarrier()); });
-  visit(&Model::enabledAccessibilityServices, accessibilityServices);
-  visit(&Model::timezone, [] { return Text(Info::getTimeZone()); });
-  visit(&Model::locale, [] { return Text(Info::getLocale()); });
-}
+// A probe's answer as the profile holds it.
+bool held(bool flag) { return flag; }
+Text held(Text text) { return text; }
+Value held(const std::vector<std::string>& names) { return List(names.begin(), names.end()); }
 
 bool differs(bool fresh, bool stored) { return fresh != stored; }
 
@@ -121,11 +101,14 @@ void ZQMDeviceRule::updatedInfo() {
   auto device = ZQMDatabase::readRecord<ZQMDeviceModel>();
   if (!device) return;
   device->dateTime = platform().clock->now();
-  visitFacts([&](auto field, auto probe) {
-    if (!differs(probe(), (*device).*field)) return;
-    // Probed once more: a fact that is just changing is stored as it is last seen.
-    (*device).*field = probe();
-    device->updated = true;
+  ZQMDeviceModel::forEachRow([&](const auto& row) {
+    if constexpr (requires { row.probe; }) {
+      auto& stored = (*device).*row.member;
+      if (!differs(held(row.probe()), stored)) return;
+      // Probed once more: a fact that is just changing is stored as it is last seen.
+      stored = held(row.probe());
+      device->updated = true;
+    }
   });
   ZQMDatabase::saveObject<ZQMDeviceModel>(*device);
 }
