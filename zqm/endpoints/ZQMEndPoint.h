@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "zqm/base/Export.h"
+#include "zqm/endpoints/ZQMEndpointsRule.h"
 
 namespace zqm {
 
@@ -12,30 +12,54 @@ namespace zqm {
 // absent base address reads as "(null)", which no request accepts.
 class ZQM_EXPORT ZQMEndPoint {
  public:
-  static std::string adClusters();
-  static std::string appInit();
-  static std::string appInstalled();
-  static std::string appOptIn();
-  static std::string config();
+  static std::string adClusters() { return find(&Rule::adClusters, kAd, "clusters"); }
+  static std::string appInit() { return find(&Rule::appInit, kApp, "init"); }
+  static std::string appInstalled() { return find(&Rule::appInstalled, kApp, "installed"); }
+  // The paths are lower case where the table's keys are not.
+  static std::string appOptIn() { return find(&Rule::appOptIn, kApp, "optin"); }
+  // The base alone.
+  static std::string config() { return find(&Rule::config, kConfig, ""); }
   // Never from the table, which does not exist before the first start.
   static std::string coreInit();
-  static std::string dataBehavior();
-  static std::string deviceInit();
-  static std::string deviceBehavior();
-  static std::string geoInit();
-  static std::string geoLive();
-  static std::string geoBehavior();
-  static std::string geoOptIn();
-  static std::string notificationToken();
-  static std::string notificationOptIn();
-  static std::string reportOpen();
-  static std::string reportDeliver();
-  static std::string reportInteraction();
-  static std::string reportCoupon();
-  static std::string reportInboxStatus();
-  static std::string reportInboxShare();
-  static std::string reportInboxDelete();
-  static std::string graylogGelf();
+  static std::string dataBehavior() { return find(&Rule::dataBehavior, kData, "behavior"); }
+  static std::string deviceInit() { return find(&Rule::deviceInit, kDevice, "init"); }
+  static std::string deviceBehavior() { return find(&Rule::deviceBehavior, kDevice, "behavior"); }
+  static std::string geoInit() { return find(&Rule::geoInit, kGeo, "init"); }
+  static std::string geoLive() { return find(&Rule::geoLive, kGeo, "live"); }
+  static std::string geoBehavior() { return find(&Rule::geoBehavior, kGeo, "behavior"); }
+  static std::string geoOptIn() { return find(&Rule::geoOptIn, kGeo, "optin"); }
+  static std::string notificationToken() {
+    return find(&Rule::notificationToken, kNotification, "token");
+  }
+  static std::string notificationOptIn() {
+    return find(&Rule::notificationOptIn, kNotification, "optin");
+  }
+  static std::string reportOpen() { return find(&Rule::reportOpen, kReport, "open"); }
+  static std::string reportDeliver() { return find(&Rule::reportDeliver, kReport, "deliver"); }
+  static std::string reportInteraction() {
+    return find(&Rule::reportInteraction, kReport, "interaction");
+  }
+  // Shares the interaction report's path on purpose.
+  static std::string reportCoupon() { return find(&Rule::reportCoupon, kReport, "interaction"); }
+  static std::string reportInboxStatus() {
+    return find(&Rule::reportInBoxStatus, kInbox, "status");
+  }
+  static std::string reportInboxShare() { return find(&Rule::reportInBoxShare, kInbox, "share"); }
+  static std::string reportInboxDelete() {
+    return find(&Rule::reportInBoxDelete, kInbox, "delete");
+  }
+  static std::string graylogGelf() { return find(&Rule::graylogGelf, kGraylog, "gelf"); }
+
+ private:
+  using Rule = ZQMEndpointsRule;
+  using Lookup = Rule::Address (Rule::*)() const;
+  using Base = Text (*)();
+
+  // Where the settings have the base addresses.
+  static const Base kAd, kApp, kConfig, kData, kDevice, kGeo, kNotification, kReport, kInbox,
+      kGraylog;
+
+  static std::string find(Lookup lookup, Base base, const char* path);
 };
 
 }  // namespace zqm

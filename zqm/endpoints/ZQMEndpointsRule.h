@@ -19,34 +19,43 @@ class ZQM_EXPORT ZQMEndpointsRule {
   const std::optional<ZQMEndpointsModel>& endpoints() const { return endpoints_; }
   void setEndpoints(std::optional<ZQMEndpointsModel> endpoints);
 
-  // Complete addresses; none where the table has no such entry or it does not decrypt.
-  std::optional<std::string> adClusters() const;
-  std::optional<std::string> appInit() const;
-  std::optional<std::string> appInstalled() const;
-  std::optional<std::string> appOptIn() const;
-  std::optional<std::string> config() const;
-  std::optional<std::string> dataBehavior() const;
-  std::optional<std::string> deviceInit() const;
-  std::optional<std::string> deviceBehavior() const;
-  std::optional<std::string> geoInit() const;
-  std::optional<std::string> geoLive() const;
-  std::optional<std::string> geoBehavior() const;
-  std::optional<std::string> geoOptIn() const;
-  std::optional<std::string> notificationToken() const;
-  std::optional<std::string> notificationOptIn() const;
-  std::optional<std::string> reportOpen() const;
-  std::optional<std::string> reportDeliver() const;
-  std::optional<std::string> reportInteraction() const;
-  std::optional<std::string> reportCoupon() const;
-  std::optional<std::string> reportInBoxStatus() const;
-  std::optional<std::string> reportInBoxShare() const;
-  std::optional<std::string> reportInBoxDelete() const;
-  std::optional<std::string> reportInAppSingle() const;
-  std::optional<std::string> reportInAppMultiple() const;
-  std::optional<std::string> reportInAppText() const;
-  std::optional<std::string> graylogGelf() const;
+  // A complete address; none where the table has no such entry or it does not decrypt.
+  using Address = std::optional<std::string>;
+  Address adClusters() const { return find(&ZQMAdEndpointModel::clusters); }
+  Address appInit() const { return find(&ZQMAppEndpointModel::initialize); }
+  Address appInstalled() const { return find(&ZQMAppEndpointModel::installed); }
+  Address appOptIn() const { return find(&ZQMAppEndpointModel::optIn); }
+  Address config() const { return find(&ZQMConfigEndpointModel::config); }
+  Address dataBehavior() const { return find(&ZQMDataEndpointModel::behavior); }
+  Address deviceInit() const { return find(&ZQMDeviceEndpointModel::initialize); }
+  Address deviceBehavior() const { return find(&ZQMDeviceEndpointModel::behavior); }
+  Address geoInit() const { return find(&ZQMGeoEndpointModel::initialize); }
+  Address geoLive() const { return find(&ZQMGeoEndpointModel::live); }
+  Address geoBehavior() const { return find(&ZQMGeoEndpointModel::behavior); }
+  Address geoOptIn() const { return find(&ZQMGeoEndpointModel::optIn); }
+  Address notificationToken() const { return find(&ZQMNotificationEndpointModel::token); }
+  Address notificationOptIn() const { return find(&ZQMNotificationEndpointModel::optIn); }
+  Address reportOpen() const { return find(&ZQMNotificationEndpointModel::open); }
+  Address reportDeliver() const { return find(&ZQMNotificationEndpointModel::deliver); }
+  Address reportInteraction() const { return find(&ZQMNotificationEndpointModel::interaction); }
+  Address reportCoupon() const { return find(&ZQMNotificationEndpointModel::coupon); }
+  Address reportInBoxStatus() const { return find(&ZQMNotificationEndpointModel::inBoxStatus); }
+  Address reportInBoxShare() const { return find(&ZQMNotificationEndpointModel::inBoxShare); }
+  Address reportInBoxDelete() const { return find(&ZQMNotificationEndpointModel::inBoxDelete); }
+  Address reportInAppSingle() const { return find(&ZQMNotificationEndpointModel::inAppSingle); }
+  Address reportInAppMultiple() const { return find(&ZQMNotificationEndpointModel::inAppMultiple); }
+  Address reportInAppText() const { return find(&ZQMNotificationEndpointModel::inAppText); }
+  Address graylogGelf() const { return find(&ZQMGraylogEndpointModel::gelf); }
 
  private:
+  // Each kind of group stands in the table once.
+  template <class Group>
+  Address find(Text Group::*entry) const {
+    constexpr auto kGroup = std::get<Field<ZQMEndpointsModel, Group>>(ZQMEndpointsModel::kFields);
+    return decrypted(endpoints_ ? (*endpoints_).*kGroup.member.*entry : Text());
+  }
+  static Address decrypted(const Text& entry);
+
   std::optional<ZQMEndpointsModel> endpoints_;
 };
 
