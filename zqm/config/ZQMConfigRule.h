@@ -36,29 +36,48 @@ class ZQM_EXPORT ZQMConfigRule {
   // It replaces what is stored, read or not, once it is saved.
   void setConfigModel(ZQMConfigModel model);
 
-  std::int32_t getDaysToUpdateAdClusters() const;
-  std::int32_t getHoursToCallStartDevicebehavior() const;
-  std::int32_t getDaysToSendDatabehavior() const;
-  std::int32_t getHoursToCallStartAppbehavior() const;
-  std::int32_t getDaysToSendAppbehavior() const;
-  Text getTitlePermissionAppBehavior() const;
-  Text getMessagePermissionAppBehavior() const;
-  Text getPositivePermissionAppBehavior() const;
-  Text getNegativePermissionAppBehavior() const;
-  std::int32_t getMetersToSendGeobehavior() const;
-  std::int32_t getMinutesToStartVisitForGeobehavior() const;
-  std::int32_t getTopWifiListGeobehavior() const;
-  std::int32_t getMinutesToCallServiceGeobehavior() const;
-  std::int32_t getHoursToCallStartGeobehavior() const;
-  std::int32_t getMinutesToSendLocationGeobehavior() const;
-  std::int32_t getMinutesToSendActivityGeobehavior() const;
-  std::int32_t getHoursToPostponeInAppNotification() const;
-  std::int32_t getAttemptsToSendQueueItem() const;
-  std::int32_t getHoursBeforeSendQueueNonWifi() const;
-  std::int32_t getMinutesBeforeRetryQueue() const;
+  std::int32_t getDaysToUpdateAdClusters() const { return get()->daysToUpdateAdClusters; }
+  std::int32_t getHoursToCallStartDevicebehavior() const {
+    return get()->hoursToCallStartDevicebehavior;
+  }
+  std::int32_t getDaysToSendDatabehavior() const { return get()->daysToSendDatabehavior; }
+  std::int32_t getHoursToCallStartAppbehavior() const { return get()->hoursToCallStartAppbehavior; }
+  std::int32_t getDaysToSendAppbehavior() const { return get()->daysToSendAppbehavior; }
+  Text getTitlePermissionAppBehavior() const { return present(get()->titlePermissionAppBehavior); }
+  Text getMessagePermissionAppBehavior() const {
+    return present(get()->messagePermissionAppBehavior);
+  }
+  Text getPositivePermissionAppBehavior() const {
+    return present(get()->positivePermissionAppBehavior);
+  }
+  Text getNegativePermissionAppBehavior() const {
+    return present(get()->negativePermissionAppBehavior);
+  }
+  std::int32_t getMetersToSendGeobehavior() const { return get()->metersToSendGeobehavior; }
+  std::int32_t getMinutesToStartVisitForGeobehavior() const {
+    return get()->minutesToStartVisitForGeobehavior;
+  }
+  std::int32_t getTopWifiListGeobehavior() const { return get()->topWifiListGeobehavior; }
+  std::int32_t getMinutesToCallServiceGeobehavior() const {
+    return get()->minutesToCallServiceGeobehavior;
+  }
+  std::int32_t getHoursToCallStartGeobehavior() const { return get()->hoursToCallStartGeobehavior; }
+  std::int32_t getMinutesToSendLocationGeobehavior() const {
+    return get()->minutesToSendLocationGeobehavior;
+  }
+  std::int32_t getMinutesToSendActivityGeobehavior() const {
+    return get()->minutesToSendActivityGeobehavior;
+  }
+  std::int32_t getHoursToPostponeInAppNotification() const {
+    return get()->hoursToPostponeInAppNotification;
+  }
+  std::int32_t getAttemptsToSendQueueItem() const { return get()->attemptsToSendQueueItem; }
+  std::int32_t getHoursBeforeSendQueueNonWifi() const { return get()->hoursBeforeSendQueueNonWifi; }
+  std::int32_t getMinutesBeforeRetryQueue() const { return get()->minutesBeforeRetryQueue; }
 
  private:
-  Text textOf(Text ZQMConfigModel::*field) const;
+  std::shared_ptr<const ZQMConfigModel> get() const { return current_.get(); }
+  static Text present(const Text& text) { return text.isNull() ? Text() : text; }
   // Takes the stored record over, if there is one.
   void look() ZQM_REQUIRES(changes_);
   Saved persist() const ZQM_REQUIRES(changes_);
