@@ -105,10 +105,11 @@ class Builder {
 
   bool begin(bool isList, std::uint64_t count) {
     if (isDate_ || ++values_ > kMostCborValues || !mayStandHere()) return false;
+    // An empty one is a level too: what is accepted can be written.
+    if (open_.size() == kMostCborLevels) return false;
     if (count == 0) return place(isList ? Value(List()) : Value(Dictionary()));
     // Each element takes a byte at least, so sound bytes never claim more than there are.
-    if (open_.size() == kMostCborLevels || count > std::min(budget_, kMostCborValues - values_))
-      return false;
+    if (count > std::min(budget_, kMostCborValues - values_)) return false;
     budget_ -= count;
     open_.emplace_back(isList, count);
     if (isList) open_.back().list.reserve(count);
