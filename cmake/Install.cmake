@@ -18,7 +18,7 @@ endforeach()
 install(DIRECTORY zqm DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING
     REGEX "/zqm/(zqm|(base|platform|util|model|core)/[^/]+|[^/]+/(ZQM[^/]+|[^/]+Decision)|platform/linux/LinuxPlatform)\\.h$"
-    REGEX "/(OpenSslGate|Pin|Icu|Numbers|Patterns|PropertyListFault|ZoneNames|Cbor|Frame|RecordFile|StoreReport)\\.h$" EXCLUDE)
+    REGEX "/(OpenSslGate|Pin|Icu|Numbers|Patterns|PropertyListFault|Cbor|Frame|RecordFile|StoreReport)\\.h$" EXCLUDE)
 
 configure_package_config_file(cmake/zqm-config.cmake.in zqm-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm

@@ -13,10 +13,9 @@ void tryOne(const Bytes& input) {
   const auto root = readCbor(asText(input));
   if (!root || !root->dictionary()) return;
   const Fakes fakes;
-  fakes.packages->main->info = *root->dictionary();
-  Dictionary& library = fakes.packages->loaded.front().info;
-  library = *root->dictionary();
-  library.set("CFBundleIdentifier", kOwnPackageIdentifier);
+  fakes.packages->main->info = testing::shared(*root->dictionary());
+  fakes.packages->loaded.front().info = fakes.packages->main->info;
+  testing::setInfo(fakes.packages->loaded.front(), "CFBundleIdentifier", kLibraryIdentifier);
   const Launch launch(fakes);
   const Value id = ZQMEnvironmentUtil::kelpoId();
   require(id.isAbsent() || id.integer() || id.real(), "the identifier is a number or none");

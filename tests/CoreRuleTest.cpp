@@ -52,7 +52,7 @@ class CoreRuleTest : public Fixture {
     answer(FakeHttp::answered(200, acceptance("e-1")));
   }
 
-  void updateApplication() { fakes.packages->main->info.set("CFBundleShortVersionString", "3.2"); }
+  void updateApplication() { setInfo(*fakes.packages->main, "CFBundleShortVersionString", "3.2"); }
 
   // Starts and waits for the end of all that follows; answers how often the handler ran.
   int start(const Text& appId = protectedText("app-7")) {
@@ -290,20 +290,23 @@ TEST_F(CoreRuleTest, AcceptedStartRestsWhileIdentifierAndVersionsStay) {
   for (const Text& plainAppId : {Text("app"), Text("another"), Text()}) {
     facts.plainAppId = plainAppId.string();
     EXPECT_EQ(reason(), StartReason::accepted);
-    EXPECT_EQ(startDecision(facts).outcome, StartDecision::Outcome::notDue);
+    EXPECT_EQ(startDecision(facts).outcome(), StartDecision::Outcome::notDue);
   }
   facts.appVersion = "3.2";
   EXPECT_EQ(reason(), StartReason::appVersionChanged);
-  EXPECT_EQ(startDecision(facts).outcome, StartDecision::Outcome::due);
-  // Two absent versions are not the same one.
+  EXPECT_EQ(startDecision(facts).outcome(), StartDecision::Outcome::due);
+  // Two absent versions are not the same one, and a request cannot be sent without one.
   facts.user->startedSdkVersion = facts.sdkVersion = Text();
+  EXPECT_EQ(startDecision(facts).outcome(), StartDecision::Outcome::unsendable);
+  EXPECT_EQ(startDecision(facts).missing, "sdkVersion");
+  facts.sdkVersion = "1.2.3";
   EXPECT_EQ(reason(), StartReason::sdkVersionChanged);
   facts.deviceAdvertisingId = "changed";
   EXPECT_EQ(reason(), StartReason::advertisingIdChanged);
   // Given in plain text, an identifier is refused even for an accepted installation.
   facts.plainAppId = facts.appId.string();
   EXPECT_EQ(reason(), StartReason::appIdNotProtected);
-  EXPECT_EQ(startDecision(facts).outcome, StartDecision::Outcome::impossible);
+  EXPECT_EQ(startDecision(facts).outcome(), StartDecision::Outcome::impossible);
 }
 
 TEST_F(CoreRuleTest, StoredIdentifiersStandInForMissingOnes) {
@@ -316,8 +319,8 @@ TEST_F(CoreRuleTest, StoredIdentifiersStandInForMissingOnes) {
   EXPECT_EQ(decision.appId, Text("app"));
   // An identifier that does not decrypt is absent, not empty: nothing stands in for it.
   facts.plainAppId.reset();
-  EXPECT_EQ(startDecision(facts).reason, StartReason::neverAttempted);
-  EXPECT_TRUE(startDecision(facts).appId.isAbsent());
+  EXPECT_EQ(startDecision(facts).outcome(), StartDecision::Outcome::unsendable);
+  EXPECT_EQ(startDecision(facts).missing, "appId");
   facts.user->advertisingId = Text();
   EXPECT_EQ(startDecision(facts).reason, StartReason::noAdvertisingId);
   facts.user.reset();

@@ -172,7 +172,7 @@ TEST_F(DatabaseTest, APlainValueOfTheQueueGoesIntoItsJournal) {
 }
 
 TEST_F(DatabaseTest, WithoutAContainerNothingIsWrittenButTheSideCopyOfTheQueue) {
-  fakes.packages->main->info.set("NSGroupIdentifier", Value());
+  setInfo(*fakes.packages->main, "NSGroupIdentifier", Value());
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
   EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
   EXPECT_FALSE(ZQMDatabase::saveObject<ZQMQueueModel>(ZQMQueueModel()));

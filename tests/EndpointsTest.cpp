@@ -93,7 +93,7 @@ TEST_F(EndpointsTest, FallsBackWhereAnEntryIsUnusableAndSeesEachSavedTable) {
 TEST_F(EndpointsTest, TellsAMissingBaseFromMissingSettings) {
   fakes.setSetting("START_ENVIRONMENT_URI", Value());
   EXPECT_EQ(ZQMEndPoint::coreInit(), "(null)init");
-  fakes.packages->loaded.front().info.set("Environments", Value());
+  setInfo(fakes.packages->loaded.front(), "Environments", Value());
   EXPECT_EQ(ZQMEndPoint::coreInit(), "init");
 }
 

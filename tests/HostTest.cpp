@@ -104,7 +104,7 @@ TEST_F(HostTest, HostileAnswersOfAllServicesLeaveTheNextLaunchHealthy) {
   for (int launch = 0; launch < 32; ++launch) {
     relaunch();
     fakes.clock->advance(std::chrono::hours(48));
-    fakes.packages->main->info.set("CFBundleShortVersionString", std::to_string(launch));
+    setInfo(*fakes.packages->main, "CFBundleShortVersionString", std::to_string(launch));
     const bool isHealthy = launch % 2 == 1;
     answer(isHealthy ? 200 : statuses[launch / 2 % 4], isHealthy ? healthy : bodies[launch / 8]);
     enqueue(0);

@@ -34,8 +34,8 @@ class HttpFaultTest : public ::testing::TestWithParam<Fault> {
  protected:
   HttpFaultTest() {
     installKey(fakes);
-    fakes.packages->loaded.front().info.set(
-        "Environments", tools::sandboxEnvironments(backend.url(), integrator().password));
+    setInfo(fakes.packages->loaded.front(), "Environments",
+            tools::sandboxEnvironments(backend.url(), integrator().password));
     fakes.files->put("/app/ZQMCore.bundle/Devices.plist", toBytes("<plist><dict/></plist>"));
   }
 

@@ -67,7 +67,7 @@ TEST_F(LinuxPackagesTest, ADamagedDescriptionIsNoPackageAndAChangeIsSeenAtOnce) 
   // Of the same length, within the same tick of the clock.
   for (const char* identifier : {"a", "b"}) {
     put("app", identifier);
-    EXPECT_EQ(packages.mainPackage().value().info["CFBundleIdentifier"], Value(identifier));
+    EXPECT_EQ(packages.mainPackage().value()["CFBundleIdentifier"], Value(identifier));
   }
 }
 
@@ -109,10 +109,7 @@ TEST_F(LinuxPackagesTest, ADescriptionThatCannotBeReadForAMomentIsReadLater) {
 
 TEST_F(LinuxPackagesTest, TheHostsCopyOfTheLibraryGoesFirstAndAloneGivesSettings) {
   const auto settings = [this] {
-    return LinuxPackages(places, log)
-        .packageWithIdentifier("org.zqm.core")
-        .value()
-        .info["Environments"];
+    return LinuxPackages(places, log).packageWithIdentifier("org.zqm.core").value()["Environments"];
   };
   EXPECT_EQ(frameworks(), "installed ");
   EXPECT_TRUE(settings().isAbsent());

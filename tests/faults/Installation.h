@@ -29,29 +29,6 @@ inline Names namesIn(const ZQMQueueModel& queue) {
   return names;
 }
 
-// Its copies of dictionaries are most of the memory that a launch asks for, and not the library's.
-struct SparedPackages : Packages {
-  explicit SparedPackages(std::shared_ptr<Packages> packages) : inner(std::move(packages)) {}
-  std::optional<Package> mainPackage() override {
-    return spared([&] { return inner->mainPackage(); });
-  }
-  std::optional<Package> packageWithIdentifier(std::string_view identifier) override {
-    return spared([&] { return inner->packageWithIdentifier(identifier); });
-  }
-  std::vector<Package> frameworks() override {
-    return spared([&] { return inner->frameworks(); });
-  }
-  std::optional<std::string> resource(const Package& package, std::string_view name,
-                                      std::string_view type) override {
-    return spared([&] { return inner->resource(package, name, type); });
-  }
-  std::string localizedString(std::string_view key) override {
-    return spared([&] { return inner->localizedString(key); });
-  }
-
-  std::shared_ptr<Packages> inner;
-};
-
 struct TreeDirectories : Directories {
   explicit TreeDirectories(std::string directory) : root(std::move(directory)) {}
   std::optional<std::string> groupContainer(std::string_view identifier) override {
@@ -101,7 +78,6 @@ struct Installation {
     made.files = std::make_shared<LinuxFiles>();
     made.journals = std::make_shared<LinuxJournals>();
     made.directories = std::make_shared<TreeDirectories>(tree->root());
-    made.packages = std::make_shared<SparedPackages>(made.packages);
     return made;
   }
 

@@ -75,6 +75,7 @@ int main() {
   const int made = Lazy<int>().get([] { return 1; });
   const Value values[] = {made, true, std::optional<std::string>("text"),
                           OptionalText(std::string("text"))};
-  guarded(Process::current().bind(std::function<void()>([] {})), [](const Exception&) {});
+  guarded(Process::current().bind([] {}), reportAs(kCoreModule, 4));
+  guarded([] {});
   return areCopied && values[0].intValue() == 1 && count == 0 && *number == 0 ? 0 : 1;
 }

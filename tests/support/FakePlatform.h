@@ -46,11 +46,22 @@ struct FakeDirectories : Directories {
   std::string temporary() override { return "/temporary"; }
 };
 
+inline std::shared_ptr<const Dictionary> shared(Dictionary info) {
+  return std::make_shared<const Dictionary>(std::move(info));
+}
+
+// Changes or, with an absent value, removes an entry of a package's information.
+inline void setInfo(Package& package, std::string_view key, Value value) {
+  Dictionary info = *package.info;
+  info.set(key, std::move(value));
+  package.info = shared(std::move(info));
+}
+
 struct FakePackages : Packages {
   std::optional<Package> mainPackage() override { return main; }
   std::optional<Package> packageWithIdentifier(std::string_view identifier) override {
     for (const Package& package : loaded) {
-      if (package.info["CFBundleIdentifier"] == Value(identifier)) return package;
+      if (package["CFBundleIdentifier"] == Value(identifier)) return package;
     }
     return std::nullopt;
   }
@@ -244,11 +255,10 @@ struct Fakes {
     packages->files = files;
     // An ordinary application cannot write outside its directories.
     systemFiles->readOnly = true;
-    packages->main = Package{"/app",
-                             {{"CFBundleIdentifier", "org.example.host"},
-                              {"CFBundleShortVersionString", "3.1"},
-                              {"CFBundleVersion", "310"},
-                              {"NSGroupIdentifier", "group.example"}}};
+    packages->main = Package{"/app", shared({{"CFBundleIdentifier", "org.example.host"},
+                                             {"CFBundleShortVersionString", "3.1"},
+                                             {"CFBundleVersion", "310"},
+                                             {"NSGroupIdentifier", "group.example"}})};
     Dictionary settings = {{"KELPO_ID", "42"},
                            {"FILE_NAME_CERTS_P12", "integrator"},
                            {"FILE_PASSWORD_CERTS_P12", "secret"}};
@@ -258,19 +268,19 @@ struct Fakes {
       for (const char* c = service; *c; ++c) base += static_cast<char>(*c | 0x20);
       settings.set(std::string(service) + "_ENVIRONMENT_URI", base + "/");
     }
-    packages->loaded = {Package{"/app/ZQMCore.bundle",
-                                {{"CFBundleIdentifier", "org.zqm.core"},
-                                 {"CFBundleName", "ZQMCore"},
-                                 {"CFBundleShortVersionString", "1.2.3"},
-                                 {"Environments", settings}}}};
+    packages->loaded = {
+        Package{"/app/ZQMCore.bundle", shared({{"CFBundleIdentifier", kLibraryIdentifier},
+                                               {"CFBundleName", "ZQMCore"},
+                                               {"CFBundleShortVersionString", "1.2.3"},
+                                               {"Environments", settings}})}};
   }
 
   // Changes or, with an absent value, removes one of the library's settings.
   void setSetting(std::string_view key, Value value) {
-    Dictionary& info = packages->loaded.front().info;
-    Dictionary settings = *info["Environments"].dictionary();
+    Package& library = packages->loaded.front();
+    Dictionary settings = *library["Environments"].dictionary();
     settings.set(key, std::move(value));
-    info.set("Environments", settings);
+    setInfo(library, "Environments", settings);
   }
 
   Platform platform() const {

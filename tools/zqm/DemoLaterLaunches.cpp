@@ -40,7 +40,7 @@ void showWhatWasNotDue(DemoStage& stage, const Launch& launch, Date now) {
   const DeviceInitDecision init =
       deviceInitDecision({device, config.hoursToCallStartDevicebehavior, now});
   stage.checkDecision("no registration", launch.to("start").empty(),
-                      start.outcome != StartDecision::Outcome::due, describe(start.reason));
+                      start.outcome() != StartDecision::Outcome::due, describe(start));
   stage.checkDecision("no fetch of the configuration", launch.to("config/config").empty(),
                       !fetch.due, describe(fetch.reason));
   stage.checkDecision("no registration of the device", launch.to("device/initialize").empty(),
@@ -178,8 +178,7 @@ void showReset(DemoStage& stage) {
                                       .plainAppId = stage.options().applicationId,
                                       .sdkVersion = versionString,
                                       .appVersion = stage.options().applicationVersion,
-                                      .now = now})
-                           .reason),
+                                      .now = now})),
               8));
   stage.checkEqual("it is started again", "true", again.run.value("isStarted-after"));
 }

@@ -33,6 +33,10 @@ std::vector<std::string> callStackSymbols() {
   return symbols;
 }
 
+std::string callStackText(const std::vector<std::string>& symbols) {
+  return Value(List(symbols.begin(), symbols.end())).textForm();
+}
+
 bool guardedCall(const std::function<void()>& body,
                  const std::function<void(const Exception&)>& report) noexcept {
   try {

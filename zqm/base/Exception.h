@@ -39,6 +39,9 @@ ZQM_EXPORT Exception mustOverride(const std::string& operation);
 // One line for each frame of the calling thread, innermost first.
 ZQM_EXPORT std::vector<std::string> callStackSymbols();
 
+// These lines as a report shows them.
+std::string callStackText(const std::vector<std::string>& symbols);
+
 // For `guarded` alone.
 ZQM_EXPORT bool guardedCall(const std::function<void()>& body,
                             const std::function<void(const Exception&)>& report) noexcept;
@@ -48,6 +51,17 @@ ZQM_EXPORT bool guardedCall(const std::function<void()>& body,
 template <class Body, class Report>
 bool guarded(const Body& body, const Report& report) noexcept {
   return guardedCall(std::cref(body), std::cref(report));
+}
+
+// The same where nobody is told.
+template <class Body>
+bool guarded(const Body& body) noexcept {
+  try {
+    body();
+    return true;
+  } catch (...) {
+    return false;
+  }
 }
 
 }  // namespace zqm

@@ -5,12 +5,13 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -49,6 +50,8 @@ class ZQM_EXPORT Dictionary {
 
   // An absent value removes the key; a key that is set again keeps its place.
   void set(std::string_view key, Value value);
+  // Makes room for so many entries in all.
+  void reserve(std::size_t count) { entries_.reserve(count); }
 
   std::size_t size() const;
   bool empty() const;
@@ -58,7 +61,8 @@ class ZQM_EXPORT Dictionary {
   bool operator==(const Dictionary& other) const;
 
  private:
-  using Index = std::unordered_map<std::string, std::size_t>;
+  // No hash table, whose keys a server could choose so that all of them meet.
+  using Index = std::map<std::string, std::size_t, std::less<>>;
 
   std::optional<std::size_t> find(std::string_view key) const;
 
@@ -91,13 +95,14 @@ class ZQM_EXPORT Value {
   // A null pointer is an absent value: what getenv answers for a variable that is not set.
   Value(const char* value);
   Value(std::nullptr_t) {}
+  Value(std::nullopt_t) {}
   Value(std::string_view value) : data_(std::string(value)) {}
   Value(std::string value) : data_(std::move(value)) {}
   Value(Bytes value) : data_(std::move(value)) {}
   Value(Date value) : data_(value) {}
   Value(List value);
   Value(Dictionary value);
-  template <class T>
+  template <std::convertible_to<Value> T>
   Value(std::optional<T> value) {
     if (value) *this = Value(std::move(*value));
   }

@@ -136,13 +136,11 @@ void WorkerPool::submit(std::function<void()> task) {
     ++state_->threads;
   }
   bool started = false;
-  guarded(
-      [&] {
-        started = startThread(state_->name, [state = state_] {
-          while (const auto run = state->next()) runQuietly(run);
-        });
-      },
-      [](const Exception&) {});
+  guarded([&] {
+    started = startThread(state_->name, [state = state_] {
+      while (const auto run = state->next()) runQuietly(run);
+    });
+  });
   if (started) return;
   {
     const MutexLock lock(state_->mutex);

@@ -7,7 +7,6 @@
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMBlockOperation.h"
 #include "zqm/queue/ZQMExecutorOperation.h"
 
 namespace zqm {
@@ -22,18 +21,17 @@ void ZQMConfig::start() {
       [] {
         if (ZQMConfigRule::sharedInstance().isUpdateConfig()) loadRemoteConfig();
       },
-      [](const Exception& exception) { ZQMLogHandler::logException(exception, kConfigModule, 4); });
+      reportAs(kConfigModule, 4));
 }
 
 void ZQMConfig::loadRemoteConfig() {
   if (isRunning->exchange(true)) return;
-  ZQMExecutorOperation::sharedInstance().execute(
-      ZQMBlockOperation::initWithModuleName(kConfigModule, [] {
-        ZQMConfigRule::sharedInstance().startModule();
-        // The request is under way, not answered: the flag keeps two from being issued at once,
-        // nothing more.
-        *isRunning = false;
-      }));
+  execute(kConfigModule, [] {
+    ZQMConfigRule::sharedInstance().startModule();
+    // The request is under way, not answered: the flag keeps two from being issued at once,
+    // nothing more.
+    *isRunning = false;
+  });
 }
 
 }  // namespace zqm

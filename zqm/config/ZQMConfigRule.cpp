@@ -30,9 +30,7 @@ Dictionary valuesOf(const std::optional<std::string>& text) {
   Dictionary values;
   if (!isNotEmpty(text)) return values;
   guarded([&] { values = ZQMUtils::stringToDictionary(*text); },
-          [](const Exception& exception) {
-            ZQMLogHandler::logException(exception, kConfigModule, kLogLevel);
-          });
+          reportAs(kConfigModule, kLogLevel));
   return values;
 }
 

@@ -1,6 +1,7 @@
 // Whether a start request is due.
 #include "zqm/core/StartDecision.h"
 
+#include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/util/Date.h"
 #include "zqm/util/Strings.h"
 
@@ -28,43 +29,74 @@ StartReason reasonFor(const ZQMUserModel& user, const Text& advertisingId,
   return StartReason::accepted;
 }
 
+// The key of the first value that is absent or no text: without it, a request must not be sent.
+std::string missingIn(const Dictionary& body) {
+  for (const char* key : {"advertisingId", "appId", "platform", "sdkVersion", "appVersion"}) {
+    const std::string* text = body[key].text();
+    if (!text || !isValidUtf8(*text)) return key;
+  }
+  return {};
+}
+
 }  // namespace
 
+StartDecision::Outcome StartDecision::outcome() const {
+  switch (reason) {
+    case StartReason::recordUnreadable:
+    case StartReason::noAdvertisingId:
+    case StartReason::appIdNotDecryptable:
+    case StartReason::appIdNotProtected:
+      return Outcome::impossible;
+    case StartReason::valueMissing:
+      return Outcome::unsendable;
+    case StartReason::accepted:
+    case StartReason::attemptedWithinADay:
+      return Outcome::notDue;
+    default:
+      return Outcome::due;
+  }
+}
+
 StartDecision startDecision(const StartFacts& facts) {
-  using Outcome = StartDecision::Outcome;
   StartDecision decision;
   decision.advertisingId = facts.deviceAdvertisingId;
   decision.appId = facts.plainAppId;
   const bool unprotected = equal(decision.appId, facts.appId);
-  const auto impossible = [&](StartReason reason) {
-    decision.outcome = Outcome::impossible;
+  const auto because = [&](StartReason reason) {
     decision.reason = reason;
     return decision;
   };
 
-  if (!facts.isUserKnown) return impossible(StartReason::recordUnreadable);
+  if (!facts.isUserKnown) return because(StartReason::recordUnreadable);
   if (!facts.user) {
-    if (isMissing(decision.advertisingId)) return impossible(StartReason::noAdvertisingId);
-    if (decision.appId.isAbsent()) return impossible(StartReason::appIdNotDecryptable);
+    if (isMissing(decision.advertisingId)) return because(StartReason::noAdvertisingId);
+    if (decision.appId.isAbsent()) return because(StartReason::appIdNotDecryptable);
     decision.user.advertisingId = decision.advertisingId;
     decision.user.appId = decision.appId;
   } else {
     decision.user = *facts.user;
     if (isMissing(decision.advertisingId)) decision.advertisingId = decision.user.advertisingId;
-    if (isMissing(decision.advertisingId)) return impossible(StartReason::noAdvertisingId);
+    if (isMissing(decision.advertisingId)) return because(StartReason::noAdvertisingId);
   }
-  if (unprotected) return impossible(StartReason::appIdNotProtected);
+  if (unprotected) return because(StartReason::appIdNotProtected);
   if (isEmpty(decision.appId)) decision.appId = decision.user.appId;
 
   decision.reason = reasonFor(decision.user, decision.advertisingId, facts);
-  const bool rests = decision.reason == StartReason::accepted ||
-                     decision.reason == StartReason::attemptedWithinADay;
-  decision.outcome = rests ? Outcome::notDue : Outcome::due;
-  return decision;
+  if (decision.outcome() != StartDecision::Outcome::due) return decision;
+  decision.missing = missingIn(startBody(facts, decision));
+  return decision.missing.empty() ? decision : because(StartReason::valueMissing);
 }
 
-std::string describe(StartReason reason) {
-  switch (reason) {
+Dictionary startBody(const StartFacts& facts, const StartDecision& decision) {
+  return {{"advertisingId", decision.advertisingId},
+          {"appId", decision.appId},
+          {"platform", ZQMDeviceInfo::getPlatform()},
+          {"sdkVersion", facts.sdkVersion},
+          {"appVersion", facts.appVersion}};
+}
+
+std::string describe(const StartDecision& decision) {
+  switch (decision.reason) {
     case StartReason::recordUnreadable:
       return "the stored record cannot be read at the moment";
     case StartReason::noAdvertisingId:
@@ -73,6 +105,8 @@ std::string describe(StartReason reason) {
       return "the application identifier does not decrypt with the integrator's key";
     case StartReason::appIdNotProtected:
       return "the application identifier was given in plain text";
+    case StartReason::valueMissing:
+      return "the start request has no value for " + decision.missing;
     case StartReason::accepted:
       return "the backend accepted this advertising identifier, library version and application "
              "version before";

@@ -24,12 +24,17 @@ struct StartFacts {
 };
 
 enum class StartReason {
+  // Nothing can be sent, and the installation counts as not started.
   recordUnreadable,
   noAdvertisingId,
   appIdNotDecryptable,
   appIdNotProtected,
+  // A request is due, but would lack a value.
+  valueMissing,
+  // The stored state holds.
   accepted,
   attemptedWithinADay,
+  // A request is due.
   neverAttempted,
   advertisingIdChanged,
   sdkVersionChanged,
@@ -38,27 +43,26 @@ enum class StartReason {
 };
 
 struct StartDecision {
-  enum class Outcome {
-    // Nothing can be sent, and the installation counts as not started.
-    impossible,
-    // The stored state holds.
-    notDue,
-    due,
-  };
+  enum class Outcome { impossible, unsendable, notDue, due };
 
-  Outcome outcome = Outcome::impossible;
+  Outcome outcome() const;
+
   StartReason reason = StartReason::noAdvertisingId;
+  // The key of the value that a due request would lack.
+  std::string missing = {};
   // The record to go on with: the stored one or, before the first attempt, a new one.
-  ZQMUserModel user;
-  // What a request that is due carries. The identifier is absent where the host's does not
-  // decrypt; such a request cannot be built.
-  Text advertisingId;
-  Text appId;
+  ZQMUserModel user = {};
+  // What a request that is due carries. The identifier is absent where the host's does not decrypt.
+  Text advertisingId = {};
+  Text appId = {};
 };
 
 ZQM_EXPORT StartDecision startDecision(const StartFacts& facts);
 
-// The reason as a sentence for an integrator.
-ZQM_EXPORT std::string describe(StartReason reason);
+// The body of a request that is due.
+ZQM_EXPORT Dictionary startBody(const StartFacts& facts, const StartDecision& decision);
+
+// The decision as a sentence for an integrator.
+ZQM_EXPORT std::string describe(const StartDecision& decision);
 
 }  // namespace zqm

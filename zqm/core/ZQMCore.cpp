@@ -10,7 +10,6 @@
 #include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMBlockOperation.h"
 #include "zqm/queue/ZQMExecutorOperation.h"
 
 namespace zqm {
@@ -18,7 +17,7 @@ namespace {
 
 PerProcess<std::atomic<bool>> debugMode;
 
-void report(const Exception& exception) { ZQMLogHandler::logException(exception, kCoreModule, 4); }
+constexpr auto report = reportAs(kCoreModule, 4);
 
 }  // namespace
 
@@ -42,19 +41,9 @@ void ZQMCore::startWithAppId(const Text& appId,
 void ZQMCore::start(const Text& appId, std::function<void()> startHandler) {
   guarded(
       [&] {
-        ZQMCoreRule& rule = ZQMCoreRule::sharedInstance();
-        ZQMExecutorOperation& executor = ZQMExecutorOperation::sharedInstance();
-        // A call without a handler never occupies the list, hence the one entry that still counts
-        // as "no start pending".
-        if (rule.startHandlers().append(std::move(startHandler)) > 1) return;
-        try {
-          executor.execute(ZQMBlockOperation::initWithModuleName(
-              kCoreModule, [appId] { ZQMCoreRule::sharedInstance().startCore(appId); }));
-        } catch (...) {
-          // Nothing would ever empty the list.
-          rule.startHandlers().clear();
-          throw;
-        }
+        ZQMCoreRule::sharedInstance().startHandlers().join(std::move(startHandler), [&] {
+          execute(kCoreModule, [appId] { ZQMCoreRule::sharedInstance().startCore(appId); });
+        });
       },
       report);
 }
@@ -65,12 +54,7 @@ void ZQMCore::restart() {
 
 bool ZQMCore::isStarted() {
   bool started = false;
-  guarded(
-      [&] {
-        const ZQMUserRule& user = ZQMUserRule::sharedInstance();
-        started = user.hasUser() && user.isStarted();
-      },
-      report);
+  guarded([&] { started = ZQMUserRule::sharedInstance().isStarted(); }, report);
   return started;
 }
 

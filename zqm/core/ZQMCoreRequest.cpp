@@ -22,7 +22,7 @@ std::optional<ZQMStartResponse> startResponse(const ZQMHttpResult& result) {
         response =
             ZQMStartResponse::initWithDictionary(ZQMUtils::stringToDictionary(text.value_or("")));
       },
-      [](const Exception& exception) { ZQMLogHandler::logException(exception, kCoreModule, 4); });
+      reportAs(kCoreModule, 4));
   return response;
 }
 
@@ -76,9 +76,6 @@ bool ZQMCoreRequest::sendQueueWithUrl(std::string_view url, const std::optional<
   const auto delivery = std::make_shared<Delivery>();
   // Only the callbacks own it: where they are dropped uncalled, the wait ends.
   std::shared_ptr<void> callbacks(nullptr, [delivery](void*) { delivery->end(); });
-  const auto report = [](const Exception& exception) {
-    ZQMLogHandler::logException(exception, kCoreModule, 4);
-  };
   guarded(
       [&] {
         ZQMHttpRequest::dataTaskWithUrl(
@@ -88,7 +85,7 @@ bool ZQMCoreRequest::sendQueueWithUrl(std::string_view url, const std::optional<
             },
             [callbacks](const Error& error) { ZQMLogHandler::logError(error, kCoreModule, 4); });
       },
-      report);
+      reportAs(kCoreModule, 4));
   callbacks.reset();
   return delivery->wait();
 }

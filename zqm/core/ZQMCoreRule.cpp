@@ -15,7 +15,6 @@
 #include "zqm/model/StoreReport.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMBlockOperation.h"
 #include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/queue/ZQMQueueRule.h"
 #include "zqm/util/Strings.h"
@@ -27,25 +26,7 @@ PerProcess<ZQMCoreRule> shared;
 
 constexpr const char* kRefusedDomain = "Could not ask backend permission to Start service.";
 
-void report(const Exception& exception) { ZQMLogHandler::logException(exception, kCoreModule, 4); }
-
-// Throws where a value is absent or no text: a request that lacks one must not be sent.
-Dictionary startBody(const StartDecision& decision) {
-  Dictionary body;
-  const auto put = [&](std::string_view key, const Text& value) {
-    if (!value.text() || !isValidUtf8(*value.text())) {
-      throw Exception(kInvalidArgumentException,
-                      "The start request has no value for " + std::string(key) + ".");
-    }
-    body.set(key, value);
-  };
-  put("advertisingId", decision.advertisingId);
-  put("appId", decision.appId);
-  put("platform", ZQMDeviceInfo::getPlatform());
-  put("sdkVersion", ZQMDebugInfo::getSdkVersion());
-  put("appVersion", ZQMDebugInfo::getAppVersionName());
-  return body;
-}
+constexpr auto report = reportAs(kCoreModule, 4);
 
 // The table without what no file holds, such as null: no lookup uses that, and the rest is kept.
 ZQMEndpointsModel storable(ZQMEndpointsModel table) {
@@ -69,16 +50,18 @@ void reportSaves(const Saved& table, const Saved& user, bool isAccepted) {
 }
 
 // Every answer is recorded as an attempt, so that a refusal is asked again after a day at most.
-ZQMUserModel recordAnswer(const StartDecision& decision,
+ZQMUserModel recordAnswer(const StartFacts& facts, const StartDecision& decision,
                           const std::optional<ZQMStartResponse>& response,
                           const std::optional<Error>& error) {
   ZQMUserModel user = decision.user;
+  user.started = false;
+  user.startedDate = facts.now;
   const bool isAccepted = response && isNotEmpty(response->euid);
   Saved table{true};
   if (isAccepted) {
     user.started = true;
-    user.startedSdkVersion = ZQMDebugInfo::getSdkVersion();
-    user.startedAppVersion = ZQMDebugInfo::getAppVersionName();
+    user.startedSdkVersion = facts.sdkVersion;
+    user.startedAppVersion = facts.appVersion;
     user.euid = response->euid;
     user.advertisingId = decision.advertisingId;
     user.appId = decision.appId;
@@ -95,13 +78,12 @@ ZQMUserModel recordAnswer(const StartDecision& decision,
   return user;
 }
 
-void ask(StartDecision decision, Date now, const std::function<void(bool)>& isStarted) {
-  decision.user.started = false;
-  decision.user.startedDate = now;
+void ask(const StartFacts& facts, const StartDecision& decision,
+         const std::function<void(bool)>& isStarted) {
   ZQMCoreRequest::initWithDictionary(
-      startBody(decision), [decision, isStarted](const std::optional<ZQMStartResponse>& response,
-                                                 const std::optional<Error>& error) {
-        guarded([&] { isStarted(recordAnswer(decision, response, error).started); }, report);
+      startBody(facts, decision),
+      [=](const std::optional<ZQMStartResponse>& response, const std::optional<Error>& error) {
+        guarded([&] { isStarted(recordAnswer(facts, decision, response, error).started); }, report);
       });
 }
 
@@ -128,13 +110,15 @@ void ZQMCoreRule::coreIsStarted(const Text& appId, std::function<void(bool)> isS
       [&] {
         const StartFacts facts = currentStartFacts(appId);
         const StartDecision decision = startDecision(facts);
-        if (decision.outcome == StartDecision::Outcome::due) {
-          return ask(decision, facts.now, isStarted);
+        const StartDecision::Outcome outcome = decision.outcome();
+        if (outcome == StartDecision::Outcome::due) return ask(facts, decision, isStarted);
+        if (outcome == StartDecision::Outcome::unsendable) {
+          throw Exception(kInvalidArgumentException, describe(decision));
         }
         if (!facts.isUserKnown) {
           reportUnreadable(ZQMUserModel::kClassName, "nothing is started", kCoreModule);
         }
-        isStarted(decision.outcome == StartDecision::Outcome::notDue && decision.user.started);
+        isStarted(outcome == StartDecision::Outcome::notDue && decision.user.started);
       },
       report);
 }
@@ -144,8 +128,7 @@ void ZQMCoreRule::restartCore() {
   // Saving nothing writes nothing: the endpoint table stays until the next accepted start.
   ZQMDatabase::saveObject<ZQMEndpointsModel>(Value());
   // The check ends in a report, which is nothing for the host's thread.
-  ZQMExecutorOperation::sharedInstance().execute(ZQMBlockOperation::initWithModuleName(
-      kCoreModule, [this] { coreIsStarted(Text(), [](bool) {}); }));
+  execute(kCoreModule, [this] { coreIsStarted(Text(), [](bool) {}); });
 }
 
 StartFacts currentStartFacts(const Text& appId) {

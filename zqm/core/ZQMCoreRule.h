@@ -29,6 +29,9 @@ class ZQM_EXPORT ZQMCoreRule {
 
   // The callbacks that wait for the end of the current attempt.
   HandlerList<>& startHandlers() { return startHandlers_; }
+  void setStartHandlers(HandlerList<>::Handlers handlers) {
+    startHandlers_.setHandlers(std::move(handlers));
+  }
 
  private:
   HandlerList<> startHandlers_;

@@ -27,8 +27,8 @@ bool truthOf(const Value& value) {
 }  // namespace
 
 std::optional<Dictionary> ZQMEnvironmentUtil::environment() {
-  const auto package = platform().packages->packageWithIdentifier(kOwnPackageIdentifier);
-  const Dictionary* settings = package ? package->info["Environments"].dictionary() : nullptr;
+  const auto package = platform().packages->packageWithIdentifier(kLibraryIdentifier);
+  const Dictionary* settings = package ? (*package)["Environments"].dictionary() : nullptr;
   return settings ? std::optional(*settings) : std::nullopt;
 }
 

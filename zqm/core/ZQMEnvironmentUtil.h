@@ -8,9 +8,6 @@
 
 namespace zqm {
 
-// The library's own package.
-inline constexpr std::string_view kOwnPackageIdentifier = "org.zqm.core";
-
 // Reads the settings afresh at each call. Without any settings a text is "" and a number 1; where
 // the settings lack just that key, the result is absent. A value of another kind is answered as it
 // stands.

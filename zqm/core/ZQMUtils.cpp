@@ -32,15 +32,9 @@ Dictionary requiredPlist(const std::optional<Package>& package, std::string_view
                       "the framework settings.");
 }
 
-std::string callStackText() {
-  List frames;
-  for (const std::string& frame : callStackSymbols()) frames.emplace_back(frame);
-  return Value(std::move(frames)).textForm();
-}
-
 Value mainPackageEntry(std::string_view key) {
   const auto package = platform().packages->mainPackage();
-  return package ? package->info[key] : Value();
+  return package ? (*package)[key] : Value();
 }
 
 }  // namespace
@@ -56,7 +50,7 @@ Dictionary ZQMUtils::loadPlistWithPlistName(std::string_view plistName,
 
 std::optional<std::string> ZQMUtils::loadFileResource(std::string_view name,
                                                       std::string_view type) {
-  const auto package = platform().packages->packageWithIdentifier(kOwnPackageIdentifier);
+  const auto package = platform().packages->packageWithIdentifier(kLibraryIdentifier);
   return package ? platform().packages->resource(*package, name, type) : std::nullopt;
 }
 
@@ -85,9 +79,9 @@ std::optional<std::string> ZQMUtils::decryptoString(const Text& secureText) {
 
 Text ZQMUtils::getVersionName() {
   for (const Package& framework : platform().packages->frameworks()) {
-    const Value& name = framework.info["CFBundleName"];
+    const Value& name = framework["CFBundleName"];
     if (name == Value("ZQMCore") || name == Value("ZQMBundle")) {
-      return framework.info["CFBundleShortVersionString"];
+      return framework["CFBundleShortVersionString"];
     }
   }
   return "";
@@ -102,7 +96,7 @@ Dictionary ZQMUtils::stringToDictionary(std::string_view text) {
       json.error ? json.error->localizedDescription() : "The JSON text holds no object.";
   const Text reason = json.error ? json.error->userInfo[kLocalizedFailureReasonKey] : Text();
   throw Exception(description, reason.text() ? *reason.text() : description,
-                  {{"NSUnderlyingError", callStackText()}});
+                  {{"NSUnderlyingError", callStackText(callStackSymbols())}});
 }
 
 std::string ZQMUtils::mutableDictionaryToJson(const Dictionary& dictionary) {

@@ -9,7 +9,6 @@
 #include "zqm/device/ZQMDeviceRule.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMBlockOperation.h"
 #include "zqm/queue/ZQMExecutorOperation.h"
 
 namespace zqm {
@@ -17,14 +16,7 @@ namespace {
 
 PerProcess<std::atomic<bool>> verifying;
 
-void report(const Exception& exception) {
-  ZQMLogHandler::logException(exception, kDeviceBehaviorModule, 3);
-}
-
-void execute(std::function<void()> work) {
-  ZQMExecutorOperation::sharedInstance().execute(
-      ZQMBlockOperation::initWithModuleName(kDeviceBehaviorModule, std::move(work)));
-}
+constexpr auto report = reportAs(kDeviceBehaviorModule, 3);
 
 void goOn(std::int64_t status) {
   if (status == kDeviceUnauthorized) return ZQMCore::restart();
@@ -41,14 +33,14 @@ void verify() {
   // The flag stays set on purpose: a device that is not registered has nothing to verify until
   // the application is launched again.
   if (!ZQMDeviceRule::sharedInstance().isDeviceStarted()) return;
-  platform().mainThread->post(Process::current().bind(std::function<void()>([] {
+  platform().mainThread->post(Process::current().bind([] {
     guarded(
         [] {
           ZQMDeviceRule::sharedInstance().updatedInfo();
-          execute(send);
+          execute(kDeviceBehaviorModule, send);
         },
         report);
-  })));
+  }));
 }
 
 }  // namespace
@@ -58,10 +50,9 @@ void ZQMDeviceBehavior::start() { start(goOn); }
 void ZQMDeviceBehavior::start(std::function<void(std::int64_t)> handler) {
   guarded(
       [&] {
-        // A call without a handler never occupies the list, hence the one entry that still counts
-        // as "no start pending".
-        if (ZQMDeviceRule::sharedInstance().startHandlers().append(std::move(handler)) > 1) return;
-        execute([] { ZQMDeviceRule::sharedInstance().startModule(); });
+        ZQMDeviceRule::sharedInstance().startHandlers().join(std::move(handler), [] {
+          execute(kDeviceBehaviorModule, [] { ZQMDeviceRule::sharedInstance().startModule(); });
+        });
       },
       report);
 }
@@ -69,7 +60,7 @@ void ZQMDeviceBehavior::start(std::function<void(std::int64_t)> handler) {
 void ZQMDeviceBehavior::verifyUpdate() {
   guarded(
       [] {
-        if (!verifying->exchange(true)) execute(verify);
+        if (!verifying->exchange(true)) execute(kDeviceBehaviorModule, verify);
       },
       report);
 }

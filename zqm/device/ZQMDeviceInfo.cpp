@@ -9,7 +9,7 @@
 #include "zqm/core/ZQMEnvironmentUtil.h"
 #include "zqm/core/ZQMUtils.h"
 #include "zqm/platform/Process.h"
-#include "zqm/util/ZoneNames.h"
+#include "zqm/util/Date.h"
 
 namespace zqm {
 namespace {
@@ -88,8 +88,7 @@ std::string ZQMDeviceInfo::deviceCode() { return platform().surroundings->machin
 
 std::optional<std::string> ZQMDeviceInfo::deviceModel() {
   try {
-    return ZQMUtils::loadPlistWithPlistName("Devices", kOwnPackageIdentifier)[deviceCode()]
-        .string();
+    return ZQMUtils::loadPlistWithPlistName("Devices", kLibraryIdentifier)[deviceCode()].string();
   } catch (const Exception&) {
     return std::nullopt;
   }

@@ -31,6 +31,9 @@ class ZQM_EXPORT ZQMDeviceRule {
 
   // The callbacks that wait for the end of the current start.
   HandlerList<std::int64_t>& startHandlers() { return startHandlers_; }
+  void setStartHandlers(HandlerList<std::int64_t>::Handlers handlers) {
+    startHandlers_.setHandlers(std::move(handlers));
+  }
 
  private:
   void finish(std::int64_t status);

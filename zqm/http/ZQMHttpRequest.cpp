@@ -4,17 +4,22 @@
 #include <chrono>
 
 #include "zqm/core/ZQMCore.h"
-#include "zqm/core/ZQMUserRule.h"
+#include "zqm/core/ZQMUserModel.h"
 #include "zqm/core/ZQMUtils.h"
 #include "zqm/log/ZQMLogHandler.h"
+#include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Encoding.h"
 
 namespace zqm {
 namespace {
 
-void reportFromCompletion(const Exception& exception) {
-  ZQMLogHandler::logException(exception, kCoreModule, 3);
+// What the transport calls, on a thread of its own: `finished`, whose failure is reported.
+template <class Outcome, class Finished>
+std::function<void(Outcome)> completion(Finished finished) {
+  return Process::current().bind([finished = std::move(finished)](const Outcome& outcome) {
+    guarded([&] { finished(outcome); }, reportAs(kCoreModule, 3));
+  });
 }
 
 template <class Callback, class... Args>
@@ -37,12 +42,12 @@ std::string lastPathComponent(std::string_view path) {
   return std::string(path.substr(path.rfind('/') + 1));
 }
 
-void finish(const std::string& url, const HttpRequest& request, Date start,
-            const HttpExchange& exchange, const std::function<void(const ZQMHttpResult&)>& success,
+void finish(const HttpRequest& request, Date start, const HttpExchange& exchange,
+            const std::function<void(const ZQMHttpResult&)>& success,
             const std::function<void(const Error&)>& error) {
   const std::chrono::duration<double> elapsed = platform().clock->now() - start;
-  if (isLogged(url)) {
-    ZQMLogHandler::logHttpRequestToFile(url, request, exchange.response, exchange.body,
+  if (isLogged(request.url)) {
+    ZQMLogHandler::logHttpRequestToFile(request.url, request, exchange.response, exchange.body,
                                         elapsed.count(), exchange.error);
   }
   if (exchange.error) return call(error, *exchange.error);
@@ -67,11 +72,9 @@ HttpRequest ZQMHttpRequest::setRequestWithData(std::string_view url, std::string
   request.url = url;
   request.method = method;
   request.headers = {{"Accept", "application/json"}, {"Content-Type", "application/json"}};
-  const ZQMUserRule& user = ZQMUserRule::sharedInstance();
-  if (const auto euid = user.getEuid().string()) request.headers.push_back({"euid", *euid, true});
-  if (const auto appId = user.getAppId().string()) {
-    request.headers.push_back({"apid", *appId, true});
-  }
+  const auto user = ZQMDatabase::readRecord<ZQMUserModel>().value_or(ZQMUserModel());
+  if (user.euid.text()) request.headers.push_back({"euid", *user.euid.text(), true});
+  if (user.appId.text()) request.headers.push_back({"apid", *user.appId.text(), true});
   // Bodies are text on their way: what is not UTF-8 is no body at all.
   if (ZQMUtils::dataToString(data)) request.body = data;
   return request;
@@ -89,13 +92,11 @@ void ZQMHttpRequest::dataTaskWithUrl(std::string_view url, std::string_view meth
                                      std::function<void(const Error&)> error) {
   const Date start = platform().clock->now();
   const HttpRequest request = setRequestWithData(url, method, data);
-  std::function<void(HttpExchange)> completion = [url = std::string(url), request, start,
-                                                  success = std::move(success),
-                                                  error = std::move(error)](
-                                                     const HttpExchange& exchange) {
-    guarded([&] { finish(url, request, start, exchange, success, error); }, reportFromCompletion);
+  const auto finished = [request, start, success = std::move(success),
+                         error = std::move(error)](const HttpExchange& exchange) {
+    finish(request, start, exchange, success, error);
   };
-  getSession()->send(request, Process::current().bind(std::move(completion)));
+  getSession()->send(request, completion<HttpExchange>(finished));
 }
 
 void ZQMHttpRequest::downloadWithUrl(
@@ -112,10 +113,7 @@ void ZQMHttpRequest::downloadWithUrl(
   };
   HttpRequest request;
   request.url = url;
-  std::function<void(HttpDownload)> completion = [finished](const HttpDownload& download) {
-    guarded([&] { finished(download); }, reportFromCompletion);
-  };
-  getSession()->download(request, Process::current().bind(std::move(completion)));
+  getSession()->download(request, completion<HttpDownload>(finished));
 }
 
 void ZQMHttpRequest::getAbsoluteUrl(std::string_view url,
@@ -133,10 +131,7 @@ void ZQMHttpRequest::getAbsoluteUrl(std::string_view url,
   };
   HttpRequest request;
   request.url = url;
-  std::function<void(HttpExchange)> completion = [finished](const HttpExchange& exchange) {
-    guarded([&] { finished(exchange); }, reportFromCompletion);
-  };
-  getSession()->send(request, Process::current().bind(std::move(completion)));
+  getSession()->send(request, completion<HttpExchange>(finished));
 }
 
 void ZQMHttpRequest::extractResponse(const ZQMHttpResult& result,

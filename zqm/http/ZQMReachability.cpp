@@ -14,8 +14,6 @@ namespace {
 
 using namespace reachability;
 
-constexpr std::int32_t kLogLevel = 3;
-
 // Stops the notifiers that still run when their Process ends.
 class Notifiers {
  public:
@@ -41,11 +39,7 @@ class Notifiers {
 
 const PerProcess<Notifiers> notifiers;
 
-void callHost(const std::function<void()>& call) {
-  guarded(call, [](const Exception& exception) {
-    ZQMLogHandler::logException(exception, kCoreModule, kLogLevel);
-  });
-}
+void callHost(const std::function<void()>& call) { guarded(call, reportAs(kCoreModule, 3)); }
 
 SocketAddress ipv4(std::array<std::uint8_t, 4> bytes) {
   SocketAddress address;
@@ -175,9 +169,9 @@ void ZQMReachability::reachabilityChanged(std::uint32_t flags) {
   const Block& outcome = isReachableWithFlags(flags) ? blocks.reachable : blocks.unreachable;
   if (outcome) callHost([&] { outcome(self); });
   if (blocks.reachability) callHost([&] { blocks.reachability(self, flags); });
-  platform().mainThread->post(Process::current().bind(std::function<void()>([self] {
+  platform().mainThread->post(Process::current().bind([self] {
     callHost([&] { platform().mainThread->notify(kReachabilityChangedNotification, self); });
-  })));
+  }));
 }
 
 bool ZQMReachability::isReachable() const { return isReachableWithFlags(reachabilityFlags()); }

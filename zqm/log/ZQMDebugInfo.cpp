@@ -14,7 +14,7 @@ namespace {
 
 Text appInfo(std::string_view key) {
   const auto package = platform().packages->mainPackage();
-  return package ? package->info[key] : Text();
+  return package ? (*package)[key] : Text();
 }
 
 }  // namespace

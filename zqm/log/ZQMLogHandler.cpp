@@ -36,13 +36,11 @@ void report(std::string_view message, std::string_view stacktrace, std::string_v
             std::int32_t level) {
   if (reporting) return;
   reporting = true;
-  guarded(
-      [&] {
-        if (!ZQMUtils::isWWANConnected() && !ZQMUtils::isWifiConnected()) return;
-        ZQMCoreRequest::sendGraylogInDictionary(
-            ZQMLogHandler::requestMessage(message, stacktrace, module, level));
-      },
-      [](const Exception&) {});
+  guarded([&] {
+    if (!ZQMUtils::isWWANConnected() && !ZQMUtils::isWifiConnected()) return;
+    ZQMCoreRequest::sendGraylogInDictionary(
+        ZQMLogHandler::requestMessage(message, stacktrace, module, level));
+  });
   reporting = false;
 }
 
@@ -119,16 +117,14 @@ void ZQMLogHandler::logToDebugWithText(std::string_view) {}
 
 void ZQMLogHandler::logToFile(const std::string& fileName, std::string_view text) {
   if (!ZQMCore::isInDebugMode()) return;
-  guarded(
-      [&] {
-        if (!appendEntry(fileName, text)) return;
-        logException(Exception(kInternalInconsistencyException,
-                               "The log file " + fileName +
-                                   " is at its bound; its oldest entries go first, and an entry "
-                                   "that is larger by itself is not written."),
-                     kCoreModule, 4);
-      },
-      [](const Exception&) {});
+  guarded([&] {
+    if (!appendEntry(fileName, text)) return;
+    logException(Exception(kInternalInconsistencyException,
+                           "The log file " + fileName +
+                               " is at its bound; its oldest entries go first, and an entry "
+                               "that is larger by itself is not written."),
+                 kCoreModule, 4);
+  });
 }
 
 void ZQMLogHandler::setFileBound(std::size_t bytes) { *fileBound = bytes; }
@@ -162,9 +158,7 @@ void ZQMLogHandler::logError(const Error& error, std::string_view moduleName,
 
 void ZQMLogHandler::logException(const Exception& exception, std::string_view moduleName,
                                  std::int32_t logLevel) {
-  List frames;
-  for (const std::string& frame : exception.callStackSymbols()) frames.emplace_back(frame);
-  report(exception.reason(), Value(std::move(frames)).textForm(), moduleName, logLevel);
+  report(exception.reason(), callStackText(exception.callStackSymbols()), moduleName, logLevel);
 }
 
 Dictionary ZQMLogHandler::requestMessage(std::string_view message, std::string_view stacktrace,

@@ -49,4 +49,11 @@ class ZQM_EXPORT ZQMLogHandler {
                                    std::string_view module, std::int32_t level);
 };
 
+// For `guarded`: reports an exception under a module, whose name has to last, at a level.
+constexpr auto reportAs(std::string_view module, std::int32_t level) {
+  return [module, level](const Exception& exception) {
+    ZQMLogHandler::logException(exception, module, level);
+  };
+}
+
 }  // namespace zqm

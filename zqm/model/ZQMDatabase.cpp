@@ -25,10 +25,9 @@ std::optional<std::string> ZQMDatabase::pathOf(std::string_view className) {
   return *container + "/" + fileName(className);
 }
 
-Saved ZQMDatabase::save(std::string_view className, const std::function<Value()>& convert) {
-  const RecursiveMutexLock guard(storeLock());
+Saved ZQMDatabase::saveFile(std::string_view className, const Value& value) {
   const auto path = pathOf(className);
-  const auto content = writeRecordFile(convert());
+  const auto content = writeRecordFile(value);
   if (!content || !path) return {};
   Saved saved;
   if (read(*path).state == FileState::damaged) {

@@ -1,7 +1,6 @@
 // ZQMDatabase: the store of records, one file for each record class in the group container.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -70,23 +69,27 @@ class ZQM_EXPORT ZQMDatabase {
   }
   template <class Type, std::derived_from<ZQMObjectModel> R>
   static bool saveObject(const std::vector<R>& records) {
-    const auto convert = [&] {
-      List list;
-      for (const R& record : records) list.emplace_back(record.toDictionary());
-      return Value(std::move(list));
-    };
-    return saveValue<Type>(convert).isDone;
+    const RecursiveMutexLock lock(storeLock());
+    List list;
+    for (const R& record : records) list.emplace_back(record.toDictionary());
+    return save<Type>(std::move(list)).isDone;
+  }
+  template <class Type, std::derived_from<ZQMObjectModel> R>
+  static bool saveObject(const std::optional<R>& record) {
+    return record && saveObject<Type>(*record);
   }
   // A plain value; an absent one writes nothing. Throws for a list, whose elements would have to
   // be records.
   template <class Type>
   static bool saveObject(const Value& plain) {
-    return saveValue<Type>([&] { return requireNoElements(plain); }).isDone;
+    const RecursiveMutexLock lock(storeLock());
+    return save<Type>(requireNoElements(plain)).isDone;
   }
   // `saveObject` for those who report what it met.
   template <class Type>
   static Saved saveRecord(const ZQMObjectModel& record) {
-    return saveValue<Type>([&] { return Value(record.toDictionary()); });
+    const RecursiveMutexLock lock(storeLock());
+    return save<Type>(record.toDictionary());
   }
 
   // None as well where the file cannot be read at the moment.
@@ -142,16 +145,15 @@ class ZQM_EXPORT ZQMDatabase {
   };
 
   template <class Type>
-  static Saved saveValue(const std::function<Value()>& convert) {
+  static Saved save(const Value& value) {
     if constexpr (BringsFile<Type>) {
-      const RecursiveMutexLock lock(storeLock());
-      const auto record = Type::initWithDictionary(convert());
+      const auto record = Type::initWithDictionary(value);
       return {record && Type::File::save(*record)};
     } else {
-      return save(Type::kClassName, convert);
+      return saveFile(Type::kClassName, value);
     }
   }
-  static Saved save(std::string_view className, const std::function<Value()>& convert);
+  static Saved saveFile(std::string_view className, const Value& value);
   static Reading read(const std::string& path);
   static FileState stateWithoutPlace();
   static void removeFile(std::string_view className);

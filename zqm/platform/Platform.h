@@ -24,10 +24,16 @@ class Clock {
   virtual Date now() = 0;
 };
 
+// The "CFBundleIdentifier" of the library's own package.
+inline constexpr std::string_view kLibraryIdentifier = "org.zqm.core";
+
 // A package of the application: a directory with an information dictionary and resources.
 struct Package {
   std::string directory;
-  Dictionary info;
+  // Shared, since a host's can be large; never null.
+  std::shared_ptr<const Dictionary> info;
+
+  const Value& operator[](std::string_view key) const { return (*info)[key]; }
 };
 
 class Packages {
@@ -35,7 +41,7 @@ class Packages {
   virtual ~Packages() = default;
   // The host application's main package; none when it has no readable information dictionary.
   virtual std::optional<Package> mainPackage() = 0;
-  // The package with this "CFBundleIdentifier", the library's own ("org.zqm.core") included.
+  // The package with this "CFBundleIdentifier", the library's own included.
   virtual std::optional<Package> packageWithIdentifier(std::string_view identifier) = 0;
   // The framework packages loaded in the process, in the platform's order.
   virtual std::vector<Package> frameworks() = 0;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <concepts>
 #include <functional>
 #include <map>
 #include <memory>
@@ -46,10 +47,10 @@ class ZQM_EXPORT Process {
     Process* before_;
   };
 
-  // Wraps a function that another thread will call: it runs with this Process as its current one,
+  // Wraps a callable that another thread will call: it runs with this Process as its current one,
   // and counts as work under way until the wrapper is gone.
-  template <class... Args>
-  std::function<void(Args...)> bind(std::function<void(Args...)> function);
+  template <class Callable>
+  auto bind(Callable callable);
 
   // Blocks until no work is under way.
   void drain();
@@ -112,18 +113,17 @@ class PerProcess {
   mutable std::atomic<std::size_t> slot_ = 0;
 };
 
-template <class... Args>
-std::function<void(Args...)> Process::bind(std::function<void(Args...)> function) {
-  if (!function) return {};
-  // The token is destroyed last, after what the function holds.
+template <class Callable>
+auto Process::bind(Callable callable) {
+  // The token is destroyed last, after what the callable holds.
   struct Bound {
     std::shared_ptr<void> token;
-    std::function<void(Args...)> function;
+    Callable callable;
   };
-  auto bound = std::make_shared<Bound>(Bound{beginWork(), std::move(function)});
-  return [this, bound = std::move(bound)](Args... args) {
+  return [ this, bound = std::make_shared<Bound>(Bound{beginWork(), std::move(callable)}) ](
+      auto&&... args) requires std::invocable<Callable&, decltype(args)...> {
     const Scope scope(*this);
-    bound->function(std::forward<Args>(args)...);
+    bound->callable(std::forward<decltype(args)>(args)...);
   };
 }
 

@@ -57,11 +57,9 @@ QueueJournal::QueueJournal() {
     const MutexLock lock(mutex_);
     generation_ = platform_.journals->generation();
   }
-  guarded(
-      [this] {
-        if (const auto directory = queueDirectory()) load(*directory);
-      },
-      [](const Exception&) {});
+  guarded([this] {
+    if (const auto directory = queueDirectory()) load(*directory);
+  });
 }
 
 QueueJournal::~QueueJournal() {
@@ -72,12 +70,10 @@ QueueJournal::~QueueJournal() {
   const bool isParent = generation_ == platform_.journals->generation();
   const bool hasWork = isIncomplete() || isUnsynced_ || copyIsDue_;
   if (isParent && hasWork && !isRunning_) {
-    guarded(
-        [&] {
-          mutex_.assumeHeld();
-          wake(true);
-        },
-        [](const Exception&) {});
+    guarded([&] {
+      mutex_.assumeHeld();
+      wake(true);
+    });
   }
   while (isParent && isRunning_) changed_.wait(mutex_);
 }
@@ -203,20 +199,16 @@ void QueueJournal::finishChange(std::string frames) noexcept {
   const bool wasUrgent = isIncomplete() || isLarge();
   const bool isReplacement = isReleased_;
   lostRecord_ |= isReplacement;
-  const bool isWritten = guarded(
-      [&] {
-        mutex_.assumeHeld();
-        write(isReplacement ? replacementBy(items_, live_) : frames);
-      },
-      [](const Exception&) {});
+  const bool isWritten = guarded([&] {
+    mutex_.assumeHeld();
+    write(isReplacement ? replacementBy(items_, live_) : frames);
+  });
   isReleased_ = false;
   if (!isWritten) lostRecord_ = mustRewrite_ = true;
-  guarded(
-      [&] {
-        mutex_.assumeHeld();
-        wake(!wasUrgent && (isIncomplete() || isLarge()));
-      },
-      [](const Exception&) {});
+  guarded([&] {
+    mutex_.assumeHeld();
+    wake(!wasUrgent && (isIncomplete() || isLarge()));
+  });
 }
 
 // These items, in place of those in the file, and how many bytes they take.

@@ -46,13 +46,11 @@ void QueueJournal::run() {
   for (;;) {
     const Task task = nextTask();
     if (task == Task::leave) return;
-    guarded(
-        [&] {
-          if (task == Task::retry || task == Task::compact) retry();
-          if (task == Task::sync) sync();
-          if (task == Task::copy) renewCopy();
-        },
-        [](const Exception&) {});
+    guarded([&] {
+      if (task == Task::retry || task == Task::compact) retry();
+      if (task == Task::sync) sync();
+      if (task == Task::copy) renewCopy();
+    });
   }
 }
 
@@ -182,12 +180,10 @@ void QueueJournal::renewCopy() {
 bool QueueJournal::rewrite(Draft draft) {
   const MutexLock one(rewriting_);
   bool isDone = false;
-  guarded(
-      [&] {
-        rewriting_.assumeHeld();
-        isDone = rewriteAlone(draft);
-      },
-      [](const Exception&) {});
+  guarded([&] {
+    rewriting_.assumeHeld();
+    isDone = rewriteAlone(draft);
+  });
   const MutexLock lock(mutex_);
   isRecording_ = false;
   since_ = {};

@@ -5,12 +5,6 @@
 #include "zqm/log/ZQMLogHandler.h"
 
 namespace zqm {
-namespace {
-
-constexpr std::int32_t kLogLevel = 2;
-
-}  // namespace
-
 ZQMBlockOperation::ZQMBlockOperation(std::string moduleName, std::function<void()> block)
     : name_(moduleName), moduleName_(std::move(moduleName)), block_(std::move(block)) {}
 
@@ -22,9 +16,7 @@ std::shared_ptr<ZQMBlockOperation> ZQMBlockOperation::initWithModuleName(
 
 void ZQMBlockOperation::start() {
   if (!block_) return;
-  guarded(block_, [this](const Exception& exception) {
-    ZQMLogHandler::logException(exception, moduleName_, kLogLevel);
-  });
+  guarded(block_, reportAs(moduleName_, 2));
 }
 
 }  // namespace zqm

@@ -44,8 +44,7 @@ bool ZQMExecutorOperation::executeUnlessListed(const Item& item) {
 void ZQMExecutorOperation::run(const Entry& entry) {
   // The operation is listed for as long as its task is there, be it that no thread is to be had.
   const std::shared_ptr<void> listed(nullptr, [this, entry](void*) { finish(entry); });
-  pool_.submit(Process::current().bind(
-      std::function<void()>([this, entry, listed] { executorOperation(entry->item); })));
+  pool_.submit(Process::current().bind([this, entry, listed] { executorOperation(entry->item); }));
 }
 
 void ZQMExecutorOperation::finish(const Entry& entry) {
@@ -66,6 +65,11 @@ std::vector<ZQMExecutorOperation::Operation> ZQMExecutorOperation::operations() 
   std::vector<Operation> listed;
   for (const Entry& entry : operations_) listed.push_back(*entry);
   return listed;
+}
+
+void execute(std::string moduleName, std::function<void()> work) {
+  ZQMExecutorOperation::sharedInstance().execute(
+      ZQMBlockOperation::initWithModuleName(std::move(moduleName), std::move(work)));
 }
 
 }  // namespace zqm

@@ -51,4 +51,7 @@ class ZQM_EXPORT ZQMExecutorOperation {
   WorkerPool pool_{"zqm-executor", 64};
 };
 
+// Hands a piece of work of a module to the shared executor.
+void execute(std::string moduleName, std::function<void()> work);
+
 }  // namespace zqm

@@ -11,7 +11,6 @@
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
 #include "zqm/queue/SendDecision.h"
-#include "zqm/queue/ZQMBlockOperation.h"
 #include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/queue/ZQMQueueRule.h"
 
@@ -66,14 +65,9 @@ void run() {
 }  // namespace
 
 void ZQMQueueOperation::start() {
-  ZQMExecutorOperation::sharedInstance().execute(
-      ZQMBlockOperation::initWithModuleName(kCoreModule, [] {
-        // Under the name of the configuration, of all modules: filters of the remote log rely on
-        // it.
-        guarded(run, [](const Exception& exception) {
-          ZQMLogHandler::logException(exception, kConfigModule, 4);
-        });
-      }));
+  // Reported under the name of the configuration, of all modules: filters of the remote log rely
+  // on it.
+  execute(kCoreModule, [] { guarded(run, reportAs(kConfigModule, 4)); });
 }
 
 }  // namespace zqm

@@ -20,17 +20,16 @@ PerProcess<ZQMQueueRule> shared;
 
 constexpr const char* kRunName = "block-queue";
 
-void report(const Exception& exception) { ZQMLogHandler::logException(exception, kCoreModule, 4); }
+constexpr auto report = reportAs(kCoreModule, 4);
 
 // A report takes milliseconds, which are not the caller's to pay.
 void reportRefusalLater() {
   guarded(
       [] {
-        ZQMExecutorOperation::sharedInstance().execute(
-            ZQMBlockOperation::initWithModuleName(kCoreModule, [] {
-              report(Exception(kInternalInconsistencyException,
-                               "The queue is at its bound; items beyond it are refused."));
-            }));
+        execute(kCoreModule, [] {
+          report(Exception(kInternalInconsistencyException,
+                           "The queue is at its bound; items beyond it are refused."));
+        });
       },
       report);
 }

@@ -108,11 +108,12 @@ class Builder {
     // An empty one is a level too: what is accepted can be written.
     if (open_.size() == kMostCborLevels) return false;
     if (count == 0) return place(isList ? Value(List()) : Value(Dictionary()));
-    // Each element takes a byte at least, so sound bytes never claim more than there are.
-    if (count > std::min(budget_, kMostCborValues - values_)) return false;
-    budget_ -= count;
+    // An element takes a byte at least, a pair two: sound bytes never claim more than there are.
+    const std::uint64_t most = std::min(budget_, kMostCborValues - values_);
+    if (count > (isList ? most : most / 2)) return false;
+    budget_ -= isList ? count : 2 * count;
     open_.emplace_back(isList, count);
-    if (isList) open_.back().list.reserve(count);
+    isList ? open_.back().list.reserve(count) : open_.back().dictionary.reserve(count);
     return true;
   }
 

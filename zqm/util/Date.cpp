@@ -247,4 +247,14 @@ std::int64_t differenceInMinutesToDate(Date self, Date other) {
   return difference<minutes>(self, other);
 }
 
+std::string localizedZoneName(std::string_view zoneIdentifier, std::string_view localeIdentifier) {
+  const std::unique_ptr<icu::TimeZone> zone(
+      icu::TimeZone::createTimeZone(toUnicode(zoneIdentifier)));
+  icu::Locale locale(std::string(localeIdentifier).c_str());
+  if (locale.isBogus()) locale = icu::Locale::getRoot();
+  icu::UnicodeString name;
+  zone->getDisplayName(false, icu::TimeZone::LONG, locale, name);
+  return toUtf8(name);
+}
+
 }  // namespace zqm

@@ -63,4 +63,8 @@ ZQM_EXPORT std::int64_t differenceInDaysToDate(Date self, Date other);
 ZQM_EXPORT std::int64_t differenceInHoursToDate(Date self, Date other);
 ZQM_EXPORT std::int64_t differenceInMinutesToDate(Date self, Date other);
 
+// The standard long name of a zone of the time-zone database in the language of a locale; for a
+// zone that has no name there, its offset, such as "GMT-03:00".
+std::string localizedZoneName(std::string_view zoneIdentifier, std::string_view localeIdentifier);
+
 }  // namespace zqm

@@ -1,12 +1,10 @@
 // Hexadecimal, base64 and UUIDs.
 #include "zqm/util/Encoding.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 
 #include "zqm/base/Exception.h"
 
@@ -37,31 +35,6 @@ std::string toHex(const std::uint8_t* bytes, std::size_t size, const char* digit
 }
 
 constexpr char kUpperDigits[] = "0123456789ABCDEF";
-
-// How often this process was forked off: what a thread kept from before is its parent's too.
-std::atomic<unsigned> forks{0};
-const bool countsForks = pthread_atfork(nullptr, nullptr, [] { ++forks; }) == 0;
-
-using Uuid = std::array<std::uint8_t, 16>;
-
-// Random numbers of one thread, fetched for several UUIDs at once.
-struct Reserve {
-  std::array<Uuid, 16> uuids;
-  std::size_t left;
-  unsigned forks;
-};
-
-Uuid randomUuid() {
-  static thread_local Reserve reserve{};
-  if (reserve.left == 0 || !countsForks || reserve.forks != forks) {
-    if (getentropy(reserve.uuids.data(), sizeof reserve.uuids) != 0) {
-      throw Exception(kInternalInconsistencyException, "The system gives no random numbers.");
-    }
-    reserve.left = reserve.uuids.size();
-    reserve.forks = forks;
-  }
-  return reserve.uuids[--reserve.left];
-}
 
 }  // namespace
 
@@ -111,7 +84,10 @@ std::optional<Bytes> fromBase64(std::string_view text) {
 }
 
 std::string makeUuid() {
-  Uuid uuid = randomUuid();
+  std::array<std::uint8_t, 16> uuid;
+  if (getentropy(uuid.data(), uuid.size()) != 0) {
+    throw Exception(kInternalInconsistencyException, "The system gives no random numbers.");
+  }
   uuid[6] = static_cast<std::uint8_t>((uuid[6] & 0x0F) | 0x40);
   uuid[8] = static_cast<std::uint8_t>((uuid[8] & 0x3F) | 0x80);
   std::string text = toHex(uuid.data(), uuid.size(), kUpperDigits);

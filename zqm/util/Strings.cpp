@@ -3,8 +3,6 @@
 
 #include <unicode/utf8.h>
 
-#include <cstring>
-
 #include "zqm/crypto/OpenSsl.h"
 #include "zqm/util/Encoding.h"
 
@@ -27,13 +25,7 @@ std::optional<std::string> MD5Hash(const Text& self) {
 }
 
 bool isValidUtf8(std::string_view text) {
-  std::size_t i = 0;
-  // Most texts are ASCII: eight at a time, as far as they go.
-  for (std::uint64_t group = 0; text.size() - i >= sizeof group; i += sizeof group) {
-    std::memcpy(&group, text.data() + i, sizeof group);
-    if ((group & 0x8080808080808080) != 0) break;
-  }
-  while (i < text.size()) {
+  for (std::size_t i = 0; i < text.size();) {
     UChar32 character = 0;
     U8_NEXT(text.data(), i, text.size(), character);
     if (character < 0) return false;

@@ -14,29 +14,25 @@ CurlHttp::CurlHttp(CurlHttpOptions options)
 
 CurlHttp::~CurlHttp() { loop_->close(); }
 
-// A request for which there is no memory goes with its completion, uncalled.
 void CurlHttp::send(HttpRequest request, std::function<void(HttpExchange)> completion) {
-  guarded(
-      [&] {
-        auto receiver =
-            std::make_unique<CurlBodyReceiver>(options_->bodyLimit, std::move(completion));
-        loop_->submit(std::make_unique<CurlHttpTransfer>(
-            std::move(request), std::move(receiver), options_,
-            CurlHttpDeadline(options_->exchangeLimit, CurlHttpDeadline::Renewal::never)));
-      },
-      [](const Exception&) {});
+  submit<CurlBodyReceiver>(std::move(request), options_->bodyLimit, std::move(completion),
+                           {options_->exchangeLimit, CurlHttpDeadline::Renewal::never});
 }
 
 void CurlHttp::download(HttpRequest request, std::function<void(HttpDownload)> completion) {
-  guarded(
-      [&] {
-        auto receiver =
-            std::make_unique<CurlFileReceiver>(options_->downloadDirectory, std::move(completion));
-        loop_->submit(std::make_unique<CurlHttpTransfer>(
-            std::move(request), std::move(receiver), options_,
-            CurlHttpDeadline(options_->stallLimit, CurlHttpDeadline::Renewal::withProgress)));
-      },
-      [](const Exception&) {});
+  submit<CurlFileReceiver>(std::move(request), options_->downloadDirectory, std::move(completion),
+                           {options_->stallLimit, CurlHttpDeadline::Renewal::withProgress});
+}
+
+// A request for which there is no memory goes with its completion, uncalled.
+template <class Receiver, class Place, class Completion>
+void CurlHttp::submit(HttpRequest request, const Place& place, Completion completion,
+                      CurlHttpDeadline deadline) {
+  guarded([&] {
+    loop_->submit(std::make_unique<CurlHttpTransfer>(
+        std::move(request), std::make_unique<Receiver>(place, std::move(completion)), options_,
+        deadline));
+  });
 }
 
 }  // namespace zqm

@@ -9,6 +9,7 @@
 
 namespace zqm {
 
+class CurlHttpDeadline;
 class CurlHttpLoop;
 
 // Does the I/O of all requests on one thread. Destruction waits for nothing: what is in flight
@@ -24,6 +25,10 @@ class CurlHttp : public Http {
   void download(HttpRequest request, std::function<void(HttpDownload)> completion) override;
 
  private:
+  template <class Receiver, class Place, class Completion>
+  void submit(HttpRequest request, const Place& place, Completion completion,
+              CurlHttpDeadline deadline);
+
   const std::shared_ptr<const CurlHttpOptions> options_;
   const std::shared_ptr<CurlHttpLoop> loop_;
 };

@@ -32,7 +32,7 @@ void initialiseLibcurl() {
 template <class Step>
 bool attempt(CurlHttpTransfer& transfer, const Step& step) {
   bool goesOn = false;
-  if (!guarded([&] { goesOn = step(); }, [](const Exception&) {})) transfer.abandon(std::nullopt);
+  if (!guarded([&] { goesOn = step(); })) transfer.abandon(std::nullopt);
   return goesOn;
 }
 
@@ -63,8 +63,7 @@ void CurlHttpLoop::submit(std::unique_ptr<CurlHttpTransfer> transfer) {
   }
   if (running) return wake();
   bool started = false;
-  guarded([&] { started = startThread("zqm-http", [self = shared_from_this()] { self->run(); }); },
-          [](const Exception&) {});
+  guarded([&] { started = startThread("zqm-http", [self = shared_from_this()] { self->run(); }); });
   if (started) return;
   refuse([] { return transportError(httpError::kNoThread, "The system has no thread left."); });
 }
@@ -100,20 +99,18 @@ void CurlHttpLoop::refuse(Error (*error)()) {
 // A transfer for which there is no memory goes with its callback, uncalled.
 void CurlHttpLoop::complete(Transfers transfers) {
   for (auto& transfer : transfers) {
-    guarded(
-        [&] {
-          completions_.submit([shared = std::shared_ptr(std::move(transfer))] {
-            // A callback that throws has reported it by itself: nobody else knows what it was for.
-            guarded([&] { shared->complete(); }, [](const Exception&) {});
-          });
-        },
-        [](const Exception&) {});
+    guarded([&] {
+      completions_.submit([shared = std::shared_ptr(std::move(transfer))] {
+        // A callback that throws has reported it by itself: nobody else knows what it was for.
+        guarded([&] { shared->complete(); });
+      });
+    });
   }
 }
 
 void CurlHttpLoop::run() {
   // The gate and libcurl are set up first; what follows takes no memory but for a transfer.
-  if (!multi_ && !guarded([this] { makeMulti(); }, [](const Exception&) {})) {
+  if (!multi_ && !guarded([this] { makeMulti(); })) {
     return refuse([] { return curlError(CURLE_OUT_OF_MEMORY); });
   }
   bool busy = true;

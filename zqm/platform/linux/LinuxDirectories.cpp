@@ -64,6 +64,6 @@ std::optional<std::string> LinuxDirectories::documents() {
 
 std::string LinuxDirectories::temporary() { return P_tmpdir; }
 
-std::optional<std::string> LinuxDirectories::own() { return place("org.zqm.core", ""); }
+std::optional<std::string> LinuxDirectories::own() { return place(kLibraryIdentifier, ""); }
 
 }  // namespace zqm

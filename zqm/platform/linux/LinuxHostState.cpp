@@ -10,7 +10,7 @@ namespace {
 template <class T>
 T ask(const std::function<T()>& source, T value) {
   if (source) {
-    guarded([&] { value = source(); }, [](const Exception&) {});
+    guarded([&] { value = source(); });
   }
   return value;
 }
@@ -22,7 +22,7 @@ std::int32_t LinuxHostState::applicationState() { return ask(sources_.applicatio
 Value LinuxHostState::backgroundModes() {
   const auto declared = [this] {
     const auto main = packages_->mainPackage();
-    return main ? main->info["UIBackgroundModes"] : Value();
+    return main ? (*main)["UIBackgroundModes"] : Value();
   };
   return sources_.backgroundModes ? ask(sources_.backgroundModes, Value()) : declared();
 }

@@ -93,12 +93,10 @@ std::string LinuxIdentity::keptIdentifier() {
 
 std::string LinuxIdentity::advertisingIdentifier() {
   std::string identifier;
-  guarded(
-      [&] {
-        identifier =
-            sources_.advertisingIdentifier ? sources_.advertisingIdentifier() : keptIdentifier();
-      },
-      [](const Exception&) {});
+  guarded([&] {
+    identifier =
+        sources_.advertisingIdentifier ? sources_.advertisingIdentifier() : keptIdentifier();
+  });
   return isValidUtf8(identifier) ? identifier : std::string();
 }
 

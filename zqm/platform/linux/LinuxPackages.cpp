@@ -1,5 +1,8 @@
-// Finds packages anew at each question, since a host may change them; only parsing is saved.
+// Finds packages anew at each question, since a host may change them; parsing is saved, and listing
+// a directory that has not changed.
 #include "zqm/platform/linux/LinuxPackages.h"
+
+#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -8,11 +11,10 @@
 namespace zqm {
 namespace {
 
-constexpr const char* kLibraryIdentifier = "org.zqm.core";
 constexpr const char* kInfoFile = "Info.plist";
 
 bool hasIdentifier(const Package& package, std::string_view identifier) {
-  const std::string* own = package.info["CFBundleIdentifier"].text();
+  const std::string* own = package["CFBundleIdentifier"].text();
   return own && *own == identifier;
 }
 
@@ -31,17 +33,32 @@ std::string LinuxPackages::mainDirectory() const {
 }
 
 std::optional<Package> LinuxPackages::package(const std::string& directory) {
-  const auto info = files_.read(joinPath(directory, kInfoFile));
-  return info ? std::optional(Package{directory, *info}) : std::nullopt;
+  auto info = files_.read(joinPath(directory, kInfoFile));
+  return info ? std::optional(Package{directory, std::move(info)}) : std::nullopt;
 }
 
 std::vector<Package> LinuxPackages::besideMain() {
   std::vector<Package> found;
-  const std::string directory = mainDirectory();
-  for (const std::string& name : entriesOf(directory)) {
-    if (auto one = package(joinPath(directory, name))) found.push_back(std::move(*one));
+  for (const std::string& directory : directoriesIn(mainDirectory())) {
+    if (auto one = package(directory)) found.push_back(std::move(*one));
   }
   return found;
+}
+
+// What is no plain file. Listed again only when the parent has changed: hosts keep thousands of
+// files there.
+std::vector<std::string> LinuxPackages::directoriesIn(const std::string& parent) {
+  const FileStamp stamp(parent);
+  const MutexLock lock(mutex_);
+  if (stamp.hasNotChangedSince(listed_)) return directories_;
+  directories_.clear();
+  for (const std::string& name : entriesOf(parent)) {
+    const std::string path = joinPath(parent, name);
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) directories_.push_back(path);
+  }
+  listed_ = stamp;
+  return directories_;
 }
 
 std::optional<Package> LinuxPackages::library() {
@@ -52,9 +69,21 @@ std::optional<Package> LinuxPackages::library() {
     if (hasIdentifier(one, kLibraryIdentifier)) return std::move(one);
   }
   auto installed = package(places_.installedLibrary);
-  // Settings are the host's alone to give.
-  if (installed) installed->info.set("Environments", Value());
+  if (installed) installed->info = withoutSettings(installed->info);
   return installed;
+}
+
+// Settings are the host's alone to give.
+std::shared_ptr<const Dictionary> LinuxPackages::withoutSettings(
+    const std::shared_ptr<const Dictionary>& info) {
+  const MutexLock lock(mutex_);
+  if (info != installed_) {
+    Dictionary copy = *info;
+    copy.set("Environments", Value());
+    withoutSettings_ = std::make_shared<const Dictionary>(std::move(copy));
+    installed_ = info;
+  }
+  return withoutSettings_;
 }
 
 std::optional<Package> LinuxPackages::mainPackage() { return package(mainDirectory()); }

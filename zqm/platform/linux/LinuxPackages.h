@@ -41,10 +41,19 @@ class LinuxPackages : public Packages {
   std::string mainDirectory() const;
   std::optional<Package> package(const std::string& directory);
   std::vector<Package> besideMain();
+  std::vector<std::string> directoriesIn(const std::string& parent);
   std::optional<Package> library();
+  std::shared_ptr<const Dictionary> withoutSettings(const std::shared_ptr<const Dictionary>& info);
 
   const Places places_;
   PropertyListFiles files_;
+  Mutex mutex_;
+  // The main package's directory when it was listed, and what was found.
+  FileStamp listed_ ZQM_GUARDED_BY(mutex_);
+  std::vector<std::string> directories_ ZQM_GUARDED_BY(mutex_);
+  // The information of the installed package, as it stands there and as it is handed out.
+  std::shared_ptr<const Dictionary> installed_ ZQM_GUARDED_BY(mutex_);
+  std::shared_ptr<const Dictionary> withoutSettings_ ZQM_GUARDED_BY(mutex_);
 };
 
 // The file of the running program; empty when the system does not say.

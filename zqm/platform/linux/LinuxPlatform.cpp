@@ -29,7 +29,7 @@ class LinuxClock : public Clock {
 std::function<std::optional<std::string>()> bundleIdentifier(std::shared_ptr<Packages> packages) {
   return [packages = std::move(packages)] {
     const auto main = packages->mainPackage();
-    return main ? main->info["CFBundleIdentifier"].string() : std::nullopt;
+    return main ? (*main)["CFBundleIdentifier"].string() : std::nullopt;
   };
 }
 

@@ -105,7 +105,7 @@ void NetworkMonitor::look(Watch& watch) {
     if (!now || !before || *before == *now) return;
   }
   if (watch.isCancelled) return;
-  guarded([&] { watch.changed(*now); }, [](const Exception&) {});
+  guarded([&] { watch.changed(*now); });
 }
 
 }  // namespace zqm

@@ -1,8 +1,6 @@
 // Property-list files as dictionaries, parsed again only after a change.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <map>
 #include <memory>
 #include <string>
@@ -10,6 +8,7 @@
 #include "zqm/base/Mutex.h"
 #include "zqm/base/Value.h"
 #include "zqm/platform/Platform.h"
+#include "zqm/platform/linux/FileStamp.h"
 
 namespace zqm {
 
@@ -23,12 +22,10 @@ class PropertyListFiles {
 
  private:
   struct Entry {
-    struct stat status {};
-    // False while another change could leave the status as it is.
-    bool settled = false;
-    std::shared_ptr<const Dictionary> content;
+    FileStamp stamp = {};
+    std::shared_ptr<const Dictionary> content = {};
     // Why there is none.
-    std::string fault;
+    std::string fault = {};
   };
 
   const std::shared_ptr<SystemLog> log_;
