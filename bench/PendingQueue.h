@@ -64,10 +64,19 @@ inline ZQMQueueItems::Item firstPending() {
   [[maybe_unused]] const ZQMQueueDataModel read = *item;
   return item;
 }
+inline ZQMQueueItems::Item midmostPending() {
+  const auto queue = ZQMQueueRule::sharedInstance().getQueue();
+  return queue->data->at(queue->count() / 2);
+}
 
 inline void remove(const ZQMQueueItems::Item& item) {
   ZQMQueueRule::sharedInstance().removeDelivered(item);
 }
+
+// As the first argument of this program: to enqueue for ever, in the container of a package and a
+// data directory.
+inline constexpr const char* kEnqueueOption = "--enqueue";
+void enqueueForEver(const char* package, const char* dataDirectory);
 
 inline void enqueueOne() { enqueue(nextHanded()); }
 inline void removeFirst() { remove(firstPending()); }

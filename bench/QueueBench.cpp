@@ -2,10 +2,14 @@
 // burst and once per millisecond. System calls and bytes are counted by calls.cpp.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 
 #include "bench/Installation.h"
@@ -23,6 +27,7 @@ constexpr std::size_t kCalls = 500;
 constexpr std::size_t kCallsOfABatch = 50;
 constexpr int kRewritings = 5;
 constexpr std::chrono::milliseconds kPace{1};
+constexpr std::chrono::microseconds kPaceOfOthers{200};
 // By then a queue that was made at once is on the disk.
 constexpr std::chrono::milliseconds kRest{1500};
 
@@ -59,6 +64,36 @@ double interruptions(double length, Clock::duration pace) {
   }
   return quantile(times, 0.99);
 }
+
+// Processes over the same container that enqueue and remove until they are killed.
+class OtherProcesses {
+ public:
+  OtherProcesses(std::size_t count, const Sandboxed& place) {
+    const std::string package = place.sandbox.hostPackage();
+    const std::string data = place.root / "data";
+    const char* const arguments[] = {"zqm_bench", kEnqueueOption, package.c_str(), data.c_str(),
+                                     nullptr};
+    for (std::size_t made = 0; made < count; ++made) {
+      pid_t process = -1;
+      if (posix_spawn(&process, "/proc/self/exe", nullptr, nullptr,
+                      const_cast<char* const*>(arguments), environ) != 0) {
+        throw std::runtime_error("no process");
+      }
+      processes_.push_back(process);
+    }
+  }
+  ~OtherProcesses() {
+    for (const pid_t process : processes_) {
+      ::kill(process, SIGKILL);
+      ::waitpid(process, nullptr, 0);
+    }
+  }
+  OtherProcesses(const OtherProcesses&) = delete;
+  OtherProcesses& operator=(const OtherProcesses&) = delete;
+
+ private:
+  std::vector<pid_t> processes_;
+};
 
 // The row's time is the median of the single calls. `undo` takes one of them back, unmeasured.
 template <class Make, class Call, class Undo>
@@ -121,6 +156,44 @@ void Remove(benchmark::State& state) {
 }
 void RemoveFloor(benchmark::State& state) { appendAtPace(state, {}); }
 
+void RemoveInTheMidst(benchmark::State& state) {
+  const Process::Scope scope(*queueInstallation().process);
+  fillQueue(state);
+  measure(state, {}, midmostPending, remove, enqueueOne);
+  state.counters["limit"] = 30e-6;
+}
+void RemoveInTheMidstFloor(benchmark::State& state) { appendAtPace(state, {}); }
+
+void EnqueueBesideThreeProcesses(benchmark::State& state) {
+  const Process::Scope scope(*queueInstallation().process);
+  fillQueue(state);
+  const OtherProcesses others(3, queueInstallation());
+  std::this_thread::sleep_for(kRest);
+  measure(state, {}, nextHanded, enqueue, removeFirst);
+  state.counters["limit"] = 10e-6;
+}
+void EnqueueBesideThreeProcessesFloor(benchmark::State& state) { appendAtPace(state, {}); }
+
+// What the first use of the queue in a process costs its thread.
+void LoadQueue(benchmark::State& state) {
+  const Sandboxed place;
+  {
+    Process process(place.platform());
+    const Process::Scope scope(process);
+    ZQMQueueRule::sharedInstance().refreshQueue(
+        pendingQueue(static_cast<std::size_t>(state.range(0))));
+  }
+  std::vector<double> times(kRewritings);
+  for (auto _ : state) {
+    for (double& each : times) {
+      Process process(place.platform());
+      const Process::Scope scope(process);
+      each = timed({}, Clock::now, [](Clock::time_point) { ZQMQueueRule::sharedInstance(); });
+    }
+    state.SetIterationTime(quantile(times, 0.5));
+  }
+}
+
 // What a program pays that encodes the whole queue and replaces one file at every change.
 void RewriteQueue(benchmark::State& state) {
   const Process::Scope scope(*queueInstallation().process);
@@ -146,12 +219,33 @@ void atEachLength(benchmark::internal::Benchmark* row) {
   samples(row->Arg(0)->Arg(1000)->Arg(10000));
 }
 
+}  // namespace
+
+void enqueueForEver(const char* package, const char* dataDirectory) {
+  Process process(makeLinuxPlatform({.mainPackage = package, .userDataDirectory = dataDirectory}));
+  const Process::Scope scope(process);
+  for (;;) {
+    for (std::size_t i = 0; i < kCallsOfABatch; ++i) {
+      enqueueOne();
+      std::this_thread::sleep_for(kPaceOfOthers);
+    }
+    for (std::size_t i = 0; i < kCallsOfABatch; ++i) removeFirst();
+  }
+}
+
+namespace {
+
 BENCHMARK(Enqueue)->Apply(atEachLength);
 BENCHMARK(EnqueueFloor)->Apply(samples);
 BENCHMARK(EnqueuePaced)->Apply(atEachLength);
 BENCHMARK(EnqueuePacedFloor)->Apply(samples);
 BENCHMARK(Remove)->Apply(atEachLength);
 BENCHMARK(RemoveFloor)->Apply(samples);
+BENCHMARK(RemoveInTheMidst)->Apply(samples)->Arg(10000);
+BENCHMARK(RemoveInTheMidstFloor)->Apply(samples);
+BENCHMARK(EnqueueBesideThreeProcesses)->Apply(samples)->Arg(0);
+BENCHMARK(EnqueueBesideThreeProcessesFloor)->Apply(samples);
+BENCHMARK(LoadQueue)->Apply(samples)->Arg(10000);
 BENCHMARK(RewriteQueue)->Apply(atEachLength);
 
 }  // namespace

@@ -7,9 +7,11 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "bench/PendingQueue.h"
 #include "bench/Row.h"
 
 namespace zqm::bench {
@@ -118,8 +120,12 @@ class Rows : public benchmark::BenchmarkReporter {
 }  // namespace zqm::bench
 
 int main(int count, char** arguments) {
+  using namespace zqm::bench;
+  if (count == 4 && std::string_view(arguments[1]) == kEnqueueOption) {
+    enqueueForEver(arguments[2], arguments[3]);
+  }
   benchmark::Initialize(&count, arguments);
   if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 1;
-  zqm::bench::Rows rows;
+  Rows rows;
   benchmark::RunSpecifiedBenchmarks(&rows);
 }
