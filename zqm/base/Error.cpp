@@ -1,4 +1,4 @@
-// The texts of an error.
+// Descriptions of an error.
 #include "zqm/base/Error.h"
 
 namespace zqm {

@@ -1,4 +1,4 @@
-// Error: what a callback receives when something did not work.
+// Error: the failure that a callback receives.
 #pragma once
 
 #include <cstdint>
@@ -9,25 +9,25 @@
 
 namespace zqm {
 
-// The key of an error's details under which its localized description stands.
+// The `userInfo` key of an error's localized description.
 inline constexpr std::string_view kLocalizedDescriptionKey = "NSLocalizedDescription";
 
-// The domain of transport errors and of HTTP statuses turned into errors.
+// The domain of transport errors and of HTTP statuses that are treated as errors.
 inline constexpr std::string_view kRequestExceptionDomain = "RequestException";
 
 struct ZQM_EXPORT Error {
   std::string domain;
-  // An HTTP status (positive), a transport's own code (negative) or a caller's number.
+  // An HTTP status (positive), the transport's own code (negative), or a number set by the caller.
   std::int64_t code = 0;
   Dictionary userInfo;
-  // The text of the error that this one wraps; empty for an original error.
+  // The description of the wrapped error; empty for an original error.
   std::string wrappedDescription;
 
-  // The details' localized description, or a sentence made of domain and code; of a rewrapped
-  // error its own domain, a blank, and that text.
+  // The localized description in `userInfo`, or a sentence made from domain and code. For a
+  // rewrapped error: its domain, a space, and the description of the error it wraps.
   std::string localizedDescription() const;
 
-  // The same code and details under another domain.
+  // Returns an error that wraps this one: the same code and details under another domain.
   Error rewrapped(std::string newDomain) const;
 };
 

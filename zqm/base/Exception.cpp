@@ -1,4 +1,4 @@
-// Exceptions, their call stacks and the one place that catches all of them.
+// Exceptions, their call stacks, and the function that catches all of them.
 #include "zqm/base/Exception.h"
 
 #include <cstdlib>
@@ -27,7 +27,7 @@ std::vector<std::string> callStackSymbols() {
   const int count = backtrace(frames, 64);
   const std::unique_ptr<char*, decltype(&std::free)> lines(backtrace_symbols(frames, count),
                                                            &std::free);
-  // The first frame is this one.
+  // Skips the first frame, which is this function.
   for (int i = 1; lines && i < count; ++i) symbols.emplace_back(lines.get()[i]);
 #endif
   return symbols;
@@ -51,7 +51,7 @@ bool guardedCall(const std::function<void()>& body,
       report(Exception("unknown", "An exception of an unknown type was thrown."));
     }
   } catch (...) {
-    // A failure while reporting has nobody left to hear of it.
+    // There is nowhere left to report a failure of `report`.
   }
   return false;
 }

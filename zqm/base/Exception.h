@@ -12,7 +12,7 @@ namespace zqm {
 
 class ZQM_EXPORT Exception : public std::exception {
  public:
-  // Records the call stack of the caller.
+  // Records the caller's call stack.
   Exception(std::string name, std::string reason, Dictionary userInfo = {});
 
   const std::string& name() const { return name_; }
@@ -28,32 +28,32 @@ class ZQM_EXPORT Exception : public std::exception {
   std::vector<std::string> callStackSymbols_;
 };
 
-// Names of exceptions that more than one place raises.
+// Exception names that are used in several places.
 inline constexpr const char* kInternalInconsistencyException = "NSInternalInconsistencyException";
 inline constexpr const char* kRangeException = "NSRangeException";
 inline constexpr const char* kInvalidArgumentException = "NSInvalidArgumentException";
 
-// The exception of an abstract operation that was called on a base class.
+// Makes the exception for a call of an abstract operation on a base class.
 ZQM_EXPORT Exception mustOverride(const std::string& operation);
 
-// One line for each frame of the calling thread, innermost first.
+// Returns one line per stack frame of the calling thread, innermost first.
 ZQM_EXPORT std::vector<std::string> callStackSymbols();
 
-// These lines as a report shows them.
+// Formats these lines for a report.
 std::string callStackText(const std::vector<std::string>& symbols);
 
-// For `guarded` alone.
+// Implementation of `guarded`; call that instead.
 ZQM_EXPORT bool guardedCall(const std::function<void()>& body,
                             const std::function<void(const Exception&)>& report) noexcept;
 
-// Runs `body`. Whatever it throws, foreign exceptions included, reaches `report` as an Exception;
-// what `report` throws is dropped. True when nothing was thrown. Takes no memory by itself.
+// Runs `body` and returns whether it did not throw. An exception of any type reaches `report` as an
+// Exception; exceptions of `report` are ignored. Allocates no memory unless something is thrown.
 template <class Body, class Report>
 bool guarded(const Body& body, const Report& report) noexcept {
   return guardedCall(std::cref(body), std::cref(report));
 }
 
-// The same where nobody is told.
+// Like `guarded(body, report)`, but without a report.
 template <class Body>
 bool guarded(const Body& body) noexcept {
   try {

@@ -1,4 +1,4 @@
-// Marks what the shared library exports; everything else has hidden visibility.
+// Marks the symbols that the shared library exports; all others have hidden visibility.
 #pragma once
 
 #define ZQM_EXPORT __attribute__((visibility("default")))

@@ -1,4 +1,4 @@
-// HandlerList: callbacks that wait, in order, for one outcome.
+// HandlerList: an ordered list of callbacks that all wait for the end of the same operation.
 #pragma once
 
 #include <functional>
@@ -9,28 +9,28 @@
 
 namespace zqm {
 
-// For example the callbacks of `ZQMCore::start`, which wait for the end of the one start that is
-// under way: `join` begins it, `run` and `clear` end it.
+// Example: the callbacks of `ZQMCore::start`. The first `join` begins the start, later ones only
+// add their callback to it; `run` calls them all at its end, and `clear` empties the list.
 template <class... Args>
 class HandlerList {
  public:
   using Handler = std::function<void(Args...)>;
   using Handlers = std::vector<Handler>;
 
-  // Appends `handler`, unless it is empty, and returns the number of entries: one step, so that
-  // two callers cannot both see themselves as the first.
+  // Appends `handler`, unless it is empty, and returns the number of entries. Atomic, so that two
+  // concurrent callers cannot both be the first.
   std::size_t append(Handler handler) {
     const MutexLock lock(mutex_);
     if (handler) handlers_.push_back(std::move(handler));
     return handlers_.size();
   }
 
-  // Appends `handler` and, unless others wait already, calls `begin`. Where that throws, the list
-  // is emptied, since nothing else would do it.
+  // Appends `handler` and calls `begin`, unless others are waiting already. If `begin` throws, the
+  // list is emptied, since nothing else would do so.
   template <class Begin>
   void join(Handler handler, const Begin& begin) {
-    // A call without a handler never occupies the list, hence the one entry that still counts as
-    // nobody waiting.
+    // A single entry may be the one just appended. So a call with an empty handler also begins if
+    // only one handler is waiting.
     if (append(std::move(handler)) > 1) return;
     try {
       begin();
@@ -47,15 +47,15 @@ class HandlerList {
 
   void setHandlers(Handlers handlers) {
     const MutexLock lock(mutex_);
-    // What they replace is destroyed after the lock.
+    // The previous handlers are destroyed after the mutex is released.
     handlers_.swap(handlers);
   }
 
-  // Throws nothing.
+  // Never throws.
   void clear() { setHandlers({}); }
 
-  // Calls every entry in order, without a lock; an empty one is skipped. The list stays as it is: a
-  // handler that throws leaves it occupied, and one that appends finds it occupied.
+  // Calls every non-empty entry in order, without holding the mutex. The list is left unchanged: it
+  // keeps its handlers if one of them throws, and a handler appended meanwhile is not called.
   void run(Args... args) const {
     for (const Handler& handler : handlers()) {
       if (handler) handler(args...);

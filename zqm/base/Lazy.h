@@ -1,4 +1,4 @@
-// Lazy: a value that is made by the first who asks for it.
+// Lazy: a value that is created on first use.
 #pragma once
 
 #include <atomic>
@@ -8,9 +8,9 @@
 
 namespace zqm {
 
-// Others wait while it is made; where `make` throws, the next to ask tries again. Unlike
-// std::call_once it costs no system call and no look-up of a symbol, which the host's first call
-// would pay for.
+// Concurrent callers wait until the value exists. If `make` throws, the next caller tries again.
+// Used instead of std::call_once because the first use of that costs a system call and a symbol
+// lookup on the host's thread.
 template <class T>
 class Lazy {
  public:

@@ -21,7 +21,7 @@ class ZQM_THREAD_ANNOTATION(capability("mutex")) Mutex {
  public:
   void lock() ZQM_THREAD_ANNOTATION(acquire_capability()) { mutex_.lock(); }
   void unlock() ZQM_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
-  // Tells the analysis what it does not see inside a lambda.
+  // Tells the analysis that the mutex is held, which it cannot see inside a lambda.
   void assumeHeld() const ZQM_THREAD_ANNOTATION(assert_capability(this)) {}
 
  private:
@@ -37,7 +37,7 @@ class ZQM_THREAD_ANNOTATION(capability("mutex")) RecursiveMutex {
   std::recursive_mutex mutex_;
 };
 
-// Holds `M` for a scope.
+// Holds `mutex` for the scope.
 template <class M>
 class ZQM_THREAD_ANNOTATION(scoped_lockable) BasicLock {
  public:
@@ -55,14 +55,14 @@ class ZQM_THREAD_ANNOTATION(scoped_lockable) BasicLock {
 using MutexLock = BasicLock<Mutex>;
 using RecursiveMutexLock = BasicLock<RecursiveMutex>;
 
-// Waits on a mutex that the caller holds. Callers loop over their condition, which keeps it in
-// sight of the analysis.
+// A condition variable for a mutex that the caller holds. Callers write the loop over their
+// condition themselves, so that the analysis sees it.
 class Condition {
  public:
   void wait(Mutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
-  // Let go of once only: the caller must not hold it twice.
+  // Releases one level: the caller must hold the mutex exactly once.
   void wait(RecursiveMutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
-  // False when the time ran out.
+  // Returns false on timeout.
   template <class Duration>
   bool waitFor(Mutex& mutex, Duration duration) ZQM_REQUIRES(mutex) {
     return condition_.wait_for(mutex, duration) == std::cv_status::no_timeout;

@@ -1,4 +1,4 @@
-// OptionalText: a text that a host hands over, or none.
+// OptionalText: an optional string argument of the host's.
 #pragma once
 
 #include <concepts>
@@ -10,8 +10,8 @@
 
 namespace zqm {
 
-// A null `const char*`, which getenv answers for a variable that is not set, is none; to
-// std::optional<std::string> it would be an error that ends the host.
+// A null `const char*`, such as getenv returns for an unset variable, is treated as absent; a
+// std::optional<std::string> made from it would end the host's process.
 class OptionalText : public std::optional<std::string> {
  public:
   OptionalText() = default;

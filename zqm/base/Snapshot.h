@@ -1,4 +1,4 @@
-// Snapshot: a shared value that readers take whole while a writer replaces it.
+// Snapshot: an immutable shared value that a writer replaces as a whole.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,7 @@ namespace zqm {
 template <class T>
 class Snapshot {
  public:
-  // What stands now, or null; it stays as it is for as long as the reader keeps it.
+  // Returns the current value, or null. It is immutable and lives as long as the returned pointer.
   std::shared_ptr<const T> get() const {
     const MutexLock lock(mutex_);
     return value_;
@@ -18,7 +18,7 @@ class Snapshot {
 
   void set(std::shared_ptr<const T> value) {
     const MutexLock lock(mutex_);
-    // The earlier value is destroyed after the lock.
+    // The previous value is destroyed after the mutex is released.
     value_.swap(value);
   }
 

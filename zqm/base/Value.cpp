@@ -9,10 +9,10 @@
 namespace zqm {
 namespace {
 
-// Up to here looking at each key is as fast as an index, and takes less memory.
+// Below this size a linear search is as fast as an index, and needs less memory.
 constexpr std::size_t kIndexedFrom = 128;
 
-// Never destroyed: threads look values up while the process exits.
+// Never destroyed: threads may still look up values while the process exits.
 union Immortal {
   constexpr Immortal() : value() {}
   ~Immortal() {}

@@ -1,4 +1,4 @@
-// Value: the one type for everything dynamic, from JSON answers to stored records.
+// Value: the one type for all dynamic data, from JSON responses to stored records.
 #pragma once
 
 #include <chrono>
@@ -26,14 +26,14 @@ struct DictionaryEntry;
 using Bytes = std::vector<std::uint8_t>;
 using List = std::vector<Value>;
 
-// An instant. Arithmetic on it saturates (see util/Date.h).
+// A point in time. Arithmetic on it saturates (see util/Date.h).
 using Date = std::chrono::sys_time<std::chrono::milliseconds>;
 
-// A text field: normally a text or absent, but it may hold any value that a server, a file or a
+// A text field: normally a string or absent, but it may hold any value that a server, a file or a
 // host put there.
 using Text = Value;
 
-// A string-keyed map that keeps the order of insertion; equality ignores that order.
+// A string-keyed map in insertion order; equality ignores the order.
 class ZQM_EXPORT Dictionary {
  public:
   Dictionary();
@@ -44,13 +44,13 @@ class ZQM_EXPORT Dictionary {
   Dictionary& operator=(Dictionary&&) noexcept;
   ~Dictionary();
 
-  // The value under `key`, or an absent one. The reference lives until the next change.
+  // Returns the value under `key`, or an absent one. The reference is valid until the next change.
   const Value& operator[](std::string_view key) const;
   bool contains(std::string_view key) const;
 
-  // An absent value removes the key; a key that is set again keeps its place.
+  // An absent value removes the key; a key that is set again keeps its position.
   void set(std::string_view key, Value value);
-  // Makes room for so many entries in all.
+  // Reserves memory for `count` entries in all.
   void reserve(std::size_t count) { entries_.reserve(count); }
 
   std::size_t size() const;
@@ -61,14 +61,14 @@ class ZQM_EXPORT Dictionary {
   bool operator==(const Dictionary& other) const;
 
  private:
-  // No hash table, whose keys a server could choose so that all of them meet.
+  // Not a hash table: a server could choose keys that all collide.
   using Index = std::map<std::string, std::size_t, std::less<>>;
 
   std::optional<std::size_t> find(std::string_view key) const;
 
   std::vector<DictionaryEntry> entries_;
-  // Made only past a few entries, so that a huge answer of a server costs no quadratic time. Aside,
-  // so that a value, which may be a dictionary, is no larger than a text.
+  // Built at 128 entries, so that a huge response does not take quadratic time. By pointer, so that
+  // a Dictionary is no larger than a std::string and does not enlarge Value.
   std::unique_ptr<Index> index_;
 };
 
@@ -79,7 +79,7 @@ class ZQM_EXPORT Value {
   };
 
   Value() = default;
-  // Not inline: they would stand, at length, wherever a value comes and goes.
+  // Out of line to keep the code small.
   Value(const Value&);
   Value(Value&&) noexcept;
   Value& operator=(const Value&);
@@ -88,11 +88,11 @@ class ZQM_EXPORT Value {
 
   Value(Null value) : data_(value) {}
   Value(std::same_as<bool> auto value) : data_(value) {}
-  // An unsigned 64-bit number beyond the signed range becomes its largest value.
+  // An unsigned number above INT64_MAX becomes INT64_MAX.
   Value(std::integral auto value) requires(!std::same_as<decltype(value), bool>)
       : data_(std::in_range<std::int64_t>(value) ? static_cast<std::int64_t>(value) : INT64_MAX) {}
   Value(double value) : data_(value) {}
-  // A null pointer is an absent value: what getenv answers for a variable that is not set.
+  // A null pointer, such as getenv returns for an unset variable, gives an absent value.
   Value(const char* value);
   Value(std::nullptr_t) {}
   Value(std::nullopt_t) {}
@@ -111,7 +111,7 @@ class ZQM_EXPORT Value {
   bool isPresent() const { return !isAbsent(); }
   bool isNull() const { return std::holds_alternative<Null>(data_); }
 
-  // Each answers none (or a null pointer) for a value of another kind.
+  // Each returns std::nullopt (or a null pointer) for a value of another type.
   std::optional<bool> boolean() const { return get<bool>(); }
   std::optional<std::int64_t> integer() const { return get<std::int64_t>(); }
   std::optional<double> real() const { return get<double>(); }
@@ -121,20 +121,20 @@ class ZQM_EXPORT Value {
   const List* list() const;
   const Dictionary* dictionary() const;
 
-  // Moves the dictionary out of a dictionary value; none for another kind.
+  // Moves the dictionary out of the value. Returns std::nullopt for a value of another type.
   std::optional<Dictionary> takeDictionary() &&;
 
-  // The text of a text value, or none.
+  // Like `text`, but returns a copy.
   std::optional<std::string> string() const { return get<std::string>(); }
 
-  // A number as it stands, a text by its leading decimal digits (after blanks and a sign), a
-  // boolean as 1 or 0; none for every other kind. A number outside 32 bits keeps its low 32 bits
-  // (a fraction is cut off first, beyond 64 bits it saturates there, NaN is 0); a text saturates.
+  // Reads the value as a 32-bit integer. Numbers are truncated to an integer (saturating at 64
+  // bits; NaN is 0), of which the low 32 bits remain. Texts are read by their leading digits,
+  // saturating: "12 items" gives 12. Booleans give 0 or 1. Any other type gives std::nullopt.
   std::optional<std::int32_t> integerReading() const;
-  // The same, with 0 where there is no integer reading.
+  // Like `integerReading`, but 0 instead of std::nullopt.
   std::int32_t intValue() const { return integerReading().value_or(0); }
 
-  // How the value reads inside a text: a boolean as "1" or "0", an absent value as "(null)".
+  // The value as a string, for use inside a text: "1" or "0" for a boolean, "(null)" if absent.
   std::string textForm() const;
 
   bool operator==(const Value& other) const { return data_ == other.data_; }
@@ -170,10 +170,10 @@ inline std::optional<Dictionary> Value::takeDictionary() && {
 inline const List* Value::list() const { return std::get_if<List>(&data_); }
 inline const Dictionary* Value::dictionary() const { return std::get_if<Dictionary>(&data_); }
 
-// True when the value's text form is exactly "YES", "true" or "1".
+// Returns whether the value's text form is exactly "YES", "true" or "1".
 ZQM_EXPORT bool parseToBool(const Value& value);
 
-// `text` as bytes and back, without any check of the encoding.
+// Converts between `text` and its bytes; the encoding is not checked.
 ZQM_EXPORT Bytes toBytes(std::string_view text);
 ZQM_EXPORT std::string_view asText(const Bytes& bytes);
 

@@ -5,12 +5,12 @@
 
 namespace zqm {
 
-// Major version and, after the point, the minor one.
+// The major version and, as the fraction, the minor version.
 ZQM_EXPORT extern const double versionNumber;
 // "major.minor.patch".
 ZQM_EXPORT extern const char versionString[];
-// Whose public key encrypts the locker's payloads: "development locker key", whose private half
-// everybody has, or "operator's locker key".
+// Names the built-in locker key: "development locker key", whose private key is public, or
+// "operator's locker key".
 ZQM_EXPORT extern const char buildInformation[];
 
 }  // namespace zqm

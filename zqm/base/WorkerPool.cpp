@@ -1,4 +1,4 @@
-// The threads behind executor and completions.
+// The threads of the executor and of completions.
 #include "zqm/base/WorkerPool.h"
 
 #include <pthread.h>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::seconds kIdleTime{5};
 
-// Blocks every signal of the calling thread for a scope.
+// Blocks all signals of the calling thread for the scope.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -34,7 +34,7 @@ class SignalsBlocked {
   sigset_t before_;
 };
 
-// What gets this far has passed every boundary that reports; it must not end the host's process.
+// Every boundary that reports has been passed; the exception must not end the host's process.
 void runQuietly(const std::function<void()>& body) noexcept {
   try {
     body();
@@ -42,8 +42,7 @@ void runQuietly(const std::function<void()>& body) noexcept {
   }
 }
 
-// A thread that wakes up then waits for its turn, instead of taking the processor from one of the
-// host's at once.
+// Under SCHED_BATCH, waking the thread does not preempt the host's threads.
 void yieldToHost() {
 #ifdef SCHED_BATCH
   const sched_param none{};
@@ -51,8 +50,8 @@ void yieldToHost() {
 #endif
 }
 
-// What a thread is handed. Not by std::thread, whose first use in a process looks for
-// pthread_create in every library that is loaded.
+// The argument of `runThread`. std::thread is not used because its first use in a process searches
+// every loaded library for pthread_create.
 struct ThreadStart {
   std::string name;
   std::function<void()> body;
@@ -60,7 +59,7 @@ struct ThreadStart {
 
 void* runThread(void* argument) {
   const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(argument));
-  // The thread names itself: that of another is written through a file of the system's.
+  // The thread names itself, because naming another thread writes to a file of the system.
   pthread_setname_np(pthread_self(), start->name.c_str());
   yieldToHost();
   runQuietly(start->body);
@@ -74,12 +73,12 @@ bool startThread(const std::string& name, std::function<void()> body) {
   pthread_attr_t detached;
   if (pthread_attr_init(&detached) != 0) return false;
   pthread_attr_setdetachstate(&detached, PTHREAD_CREATE_DETACHED);
-  // A new thread inherits the mask, so that no signal can arrive on it even before it runs.
+  // A new thread inherits the mask, so no signal can be delivered to it even before it runs.
   const SignalsBlocked blocked;
   pthread_t thread{};
   const bool started = pthread_create(&thread, &detached, runThread, start.get()) == 0;
   pthread_attr_destroy(&detached);
-  // It is the thread's from here on.
+  // The thread owns it from here on.
   if (started) static_cast<void>(start.release());
   return started;
 }
@@ -97,7 +96,7 @@ struct WorkerPool::State {
   std::size_t idle ZQM_GUARDED_BY(mutex) = 0;
   bool closing ZQM_GUARDED_BY(mutex) = false;
 
-  // The next task; an empty one when the thread should go.
+  // Waits for the next task. Returns an empty one if the thread is to exit.
   std::function<void()> next() ZQM_EXCLUDES(mutex) {
     const MutexLock lock(mutex);
     ++idle;
@@ -124,12 +123,12 @@ WorkerPool::~WorkerPool() {
 }
 
 void WorkerPool::submit(std::function<void()> task) {
-  // Made ahead, since dropping must not fail.
+  // Created in advance, because dropping the tasks must not fail.
   std::deque<std::function<void()>> dropped;
   {
     const MutexLock lock(state_->mutex);
     state_->tasks.push_back(std::move(task));
-    // Only tasks that no idle thread will take need a new one.
+    // A new thread is needed only for tasks that no idle thread will take.
     const bool enough = state_->idle >= state_->tasks.size() || state_->threads >= state_->limit;
     if (state_->idle > 0) state_->wake.notifyOne();
     if (enough) return;

@@ -1,4 +1,4 @@
-// WorkerPool: threads that come with demand and leave when idle.
+// WorkerPool: threads that are started on demand and exit when idle.
 #pragma once
 
 #include <functional>
@@ -9,13 +9,13 @@
 
 namespace zqm {
 
-// Starts a detached thread with every signal blocked, so that the host's handlers never run on
-// it. `name` shows in debuggers (at most 15 characters). False when the system refuses a thread;
-// throws when there is no memory for what the thread is handed.
+// Starts a detached thread with all signals blocked, so that the host's signal handlers never run
+// on it. `name` (at most 15 characters) is visible in debuggers. Returns false if the system
+// refuses the thread; throws if out of memory.
 ZQM_EXPORT bool startThread(const std::string& name, std::function<void()> body);
 
-// Runs tasks on up to `limit` threads; past that they wait in order. A task may block for long;
-// what it throws is dropped. Nothing is joined: destroying the pool lets queued tasks finish.
+// Runs tasks on up to `limit` threads; further tasks wait in order. A task may block for long; its
+// exceptions are ignored. No thread is joined: after destruction, queued tasks still run.
 class ZQM_EXPORT WorkerPool {
  public:
   WorkerPool(std::string name, std::size_t limit);
@@ -23,8 +23,8 @@ class ZQM_EXPORT WorkerPool {
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  // Returns at once. Throws, and what was queued is dropped, when the system refuses even a first
-  // thread.
+  // Returns at once. If the pool has no thread and cannot start one, throws and drops all queued
+  // tasks.
   void submit(std::function<void()> task);
 
  private:

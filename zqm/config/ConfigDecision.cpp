@@ -1,4 +1,4 @@
-// Whether a fetch of the configuration is due.
+// Decides whether a fetch of the configuration is due.
 #include "zqm/config/ConfigDecision.h"
 
 #include "zqm/util/Date.h"

@@ -1,4 +1,4 @@
-// The decision whether the configuration is to be fetched, and why: a function of facts alone.
+// Decides whether a fetch of the configuration is due, and why: a pure function of its facts.
 #pragma once
 
 #include <optional>
@@ -11,7 +11,7 @@ namespace zqm {
 
 struct ConfigFacts {
   std::optional<Date> lastUpdateDate;
-  // Calendar days; with 0 or less every check finds a fetch due.
+  // Calendar days; with 0 or less a fetch is always due.
   std::int32_t daysToUpdateConfig = 0;
   Date now;
 };

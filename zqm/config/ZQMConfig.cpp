@@ -1,4 +1,4 @@
-// Decides about a fetch and schedules one at a time.
+// Decides whether to fetch and schedules one fetch at a time.
 #include "zqm/config/ZQMConfig.h"
 
 #include <atomic>
@@ -28,8 +28,8 @@ void ZQMConfig::loadRemoteConfig() {
   if (isRunning->exchange(true)) return;
   execute(kConfigModule, [] {
     ZQMConfigRule::sharedInstance().startModule();
-    // The request is under way, not answered: the flag keeps two from being issued at once,
-    // nothing more.
+    // The request has only been sent, not answered: the flag merely prevents that two are sent at
+    // the same time.
     *isRunning = false;
   });
 }

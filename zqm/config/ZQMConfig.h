@@ -1,4 +1,4 @@
-// ZQMConfig: the configuration module, as an accepted start runs it.
+// ZQMConfig: the configuration module, run by an accepted start.
 #pragma once
 
 #include "zqm/base/Export.h"
@@ -7,11 +7,11 @@ namespace zqm {
 
 class ZQM_EXPORT ZQMConfig {
  public:
-  // Fetches the configuration if that is due. Never throws; failures are reported for "zqm-config"
-  // at level 4.
+  // Fetches the configuration if a fetch is due. Never throws; failures are reported under
+  // "zqm-config", level 4.
   static void start();
 
-  // Puts a fetch on the executor, unless one waits there already.
+  // Schedules a fetch on the executor, unless one is pending there.
   static void loadRemoteConfig();
 };
 

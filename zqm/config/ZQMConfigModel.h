@@ -1,21 +1,20 @@
-// ZQMConfigModel: the intervals, limits and texts that the backend may change, with the defaults
-// that hold until it has.
+// ZQMConfigModel: the intervals, limits and texts that the backend may change, with their defaults.
 #pragma once
 
 #include "zqm/model/Record.h"
 
 namespace zqm {
 
-// A new record has the defaults, one that was read has none of them.
+// A new record has the defaults; a record that was read has none.
 class ZQM_EXPORT ZQMConfigModel : public Record<ZQMConfigModel> {
  public:
   static constexpr std::string_view kClassName = "ZQMConfigModel";
 
-  // When the configuration was last asked for, whatever came of it.
+  // The time of the last fetch, successful or not.
   std::optional<Date> lastUpdateDate;
   std::int32_t daysToUpdateConfig = 1;
   std::int32_t daysToUpdateAdClusters = 2;
-  // Four intervals of 32 hours, not of a day.
+  // The `hoursToCallStart` intervals are 32 hours, not a day.
   std::int32_t hoursToCallStartDevicebehavior = 32;
   std::int32_t daysToSendDatabehavior = 1;
   std::int32_t hoursToCallStartAppbehavior = 32;

@@ -15,7 +15,7 @@ class ZQM_EXPORT ZQMConfigRequest {
       std::function<void(const std::optional<std::string>&, const std::optional<Error>&)>;
 
   // Fetches the configuration and calls the completion once, on a thread of the transport: for
-  // status 200 with the answer's text (none where it is not UTF-8), otherwise with an error alone.
+  // status 200 with the body (std::nullopt if it is not UTF-8), otherwise only with an error.
   static void getConfigWithCompletionHandler(const Completion& completionHandler);
 };
 

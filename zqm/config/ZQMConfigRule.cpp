@@ -22,10 +22,10 @@ void merge(const Value& value, Text& field) { field = value; }
 void merge(const Value& value, std::int32_t& field) {
   field = value.integerReading().value_or(field);
 }
-// The time stamp is the library's own, whatever the backend sends under its name.
+// The library sets the time stamp; a value sent by the backend is ignored.
 void merge(const Value&, std::optional<Date>&) {}
 
-// The values of an answer; empty for one that cannot be read.
+// Returns the values of a response; empty if it cannot be parsed, which is reported.
 Dictionary valuesOf(const std::optional<std::string>& text) {
   Dictionary values;
   if (!isNotEmpty(text)) return values;
@@ -63,8 +63,8 @@ void ZQMConfigRule::startModule() {
           ZQMLogHandler::logError(error->rewrapped("Could not start Config."), kConfigModule,
                                   kLogLevel);
         }
-        // A failed fetch counts as an update too: a backend in trouble is asked again only after
-        // the whole interval.
+        // A failed fetch also starts the interval anew, so that a failing backend is not asked more
+        // often.
         updateAndPersist(valuesOf(text));
       });
 }
@@ -84,7 +84,7 @@ void ZQMConfigRule::updateAndPersist(const Dictionary& values) {
     current_.set(std::make_shared<const ZQMConfigModel>(std::move(model)));
     saved = persist();
   }
-  // That a save failed is not reported: the memory holds what was sent.
+  // A failed save is not reported, because the values are in effect in memory.
   reportKept(saved, kConfigModule);
   if (isUnread) {
     reportUnreadable(ZQMConfigModel::kClassName, "what was sent holds for this launch",

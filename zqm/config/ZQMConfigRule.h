@@ -1,5 +1,5 @@
-// ZQMConfigRule: holds the configuration, merges what the backend sends and answers every question
-// about intervals and texts.
+// ZQMConfigRule: holds the configuration, merges the backend's changes and provides all intervals
+// and texts.
 #pragma once
 
 #include "zqm/base/Mutex.h"
@@ -9,31 +9,30 @@
 
 namespace zqm {
 
-// Any thread. The record lives in memory and is written through; a reader never sees a merge half
-// done. A getter answers what the backend sent as it stands: a 0, or a text field's number.
+// Thread-safe. The record is kept in memory and written through; readers never see a partial merge.
+// Getters return the backend's value unchanged, even a 0 or, in a text, a number; null is absent.
 class ZQM_EXPORT ZQMConfigRule {
  public:
   static ZQMConfigRule& sharedInstance();
 
-  // Reads the stored record; without one the defaults hold, which are not saved.
+  // Reads the stored record; without one the defaults apply, which are not saved.
   ZQMConfigRule();
 
-  // Whether a fetch is due.
+  // Returns whether a fetch is due.
   bool isUpdateConfig() const;
 
-  // Fetches, merges and saves. Returns at once; what fails on the way is reported for "zqm-config"
-  // at level 4.
+  // Fetches, merges and saves. Returns at once; failures are reported under "zqm-config", level 4.
   void startModule();
 
-  // Takes over the keys that the record knows, stamps the record and saves it. A number's key with
-  // a value that has no integer reading keeps the old number. A record that could not be read is
-  // looked for again first, and while it cannot be, it is not saved over.
+  // Merges the keys that the record knows, updates the time stamp and saves. A number is kept if
+  // the new value has no integer reading. If the stored record could not be read, reads it again
+  // first; while that fails, it is not overwritten.
   void updateAndPersist(const Dictionary& values);
-  // Whether that worked is not told.
+  // Failures are ignored.
   void persistInstance();
 
   ZQMConfigModel configModel() const { return *current_.get(); }
-  // It replaces what is stored, read or not, once it is saved.
+  // Sets the record in memory. The next save overwrites the stored one, read or not.
   void setConfigModel(ZQMConfigModel model);
 
   std::int32_t getDaysToUpdateAdClusters() const { return get()->daysToUpdateAdClusters; }
@@ -78,14 +77,14 @@ class ZQM_EXPORT ZQMConfigRule {
  private:
   std::shared_ptr<const ZQMConfigModel> get() const { return current_.get(); }
   static Text present(const Text& text) { return text.isNull() ? Text() : text; }
-  // Takes the stored record over, if there is one.
+  // Loads the stored record, if there is one.
   void look() ZQM_REQUIRES(changes_);
   Saved persist() const ZQM_REQUIRES(changes_);
 
-  // Held over a change and its save, so that the order of saves is the order of changes. Readers
-  // do not wait for it.
+  // Held during a change and its save, so that both happen in the same order. Readers do not wait
+  // for it.
   Mutex changes_;
-  // Whether there may be a stored record that the current one does not come from.
+  // Whether a stored record may exist that has not been read.
   bool isUnread_ ZQM_GUARDED_BY(changes_) = false;
   // Never null.
   Snapshot<ZQMConfigModel> current_;

@@ -1,4 +1,4 @@
-// Whether a start request is due.
+// Decides whether a start request is due.
 #include "zqm/core/StartDecision.h"
 
 #include "zqm/device/ZQMDeviceInfo.h"
@@ -8,14 +8,14 @@
 namespace zqm {
 namespace {
 
-// A missing advertising identifier counts as an empty one: there is nothing to send.
+// An absent advertising identifier is treated as an empty one: there is nothing to send.
 bool isMissing(const Text& advertisingId) { return !isNotEmpty(advertisingId); }
 
 bool equal(const Text& left, const Text& right) { return left.isPresent() && left == right; }
 
-// What makes a request due for this record, or why none is. An application identifier that
-// changed is no reason by itself: it reaches the record through `setAppId`, which makes the next
-// start due.
+// Returns the reason why a request is due for this record, or why not. A changed application
+// identifier is not checked: it reaches the record through `setAppId`, which makes the next start
+// due.
 StartReason reasonFor(const ZQMUserModel& user, const Text& advertisingId,
                       const StartFacts& facts) {
   if (!user.startedDate) return StartReason::neverAttempted;
@@ -29,7 +29,7 @@ StartReason reasonFor(const ZQMUserModel& user, const Text& advertisingId,
   return StartReason::accepted;
 }
 
-// The key of the first value that is absent or no text: without it, a request must not be sent.
+// Returns the key of the first value that is not a string; such a request must not be sent.
 std::string missingIn(const Dictionary& body) {
   for (const char* key : {"advertisingId", "appId", "platform", "sdkVersion", "appVersion"}) {
     const std::string* text = body[key].text();

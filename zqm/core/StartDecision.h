@@ -1,4 +1,4 @@
-// The decision whether a start request is due, and why: a function of facts alone.
+// Decides whether a start request is due, and why: a pure function of its facts.
 #pragma once
 
 #include <optional>
@@ -12,26 +12,26 @@ struct StartFacts {
   // The stored record, if any.
   std::optional<ZQMUserModel> user;
   std::string deviceAdvertisingId;
-  // The identifier as the host gave it, and its plain text where it decrypts.
+  // The identifier from the host, and its plain text if it can be decrypted.
   Text appId;
   std::optional<std::string> plainAppId;
   // The current versions.
   Text sdkVersion;
   Text appVersion;
   Date now;
-  // False where there may be a record that cannot be read at the moment.
+  // False if a record may exist that cannot be read at the moment.
   bool isUserKnown = true;
 };
 
 enum class StartReason {
-  // Nothing can be sent, and the installation counts as not started.
+  // Nothing can be sent, and the installation is treated as not started.
   recordUnreadable,
   noAdvertisingId,
   appIdNotDecryptable,
   appIdNotProtected,
   // A request is due, but would lack a value.
   valueMissing,
-  // The stored state holds.
+  // No request is needed; the stored result still applies.
   accepted,
   attemptedWithinADay,
   // A request is due.
@@ -50,19 +50,19 @@ struct StartDecision {
   StartReason reason = StartReason::noAdvertisingId;
   // The key of the value that a due request would lack.
   std::string missing = {};
-  // The record to go on with: the stored one or, before the first attempt, a new one.
+  // The record to update: the stored one, or a new one before the first attempt.
   ZQMUserModel user = {};
-  // What a request that is due carries. The identifier is absent where the host's does not decrypt.
+  // The values for a due request. `appId` is absent if the host's identifier cannot be decrypted.
   Text advertisingId = {};
   Text appId = {};
 };
 
 ZQM_EXPORT StartDecision startDecision(const StartFacts& facts);
 
-// The body of a request that is due.
+// Returns the body of a due request.
 ZQM_EXPORT Dictionary startBody(const StartFacts& facts, const StartDecision& decision);
 
-// The decision as a sentence for an integrator.
+// Describes the decision in a sentence for an integrator.
 ZQM_EXPORT std::string describe(const StartDecision& decision);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// The public entry: hands every call on and keeps every failure from the host.
+// The public entry points: forward every call and keep every exception from the host.
 #include "zqm/core/ZQMCore.h"
 
 #include <atomic>

@@ -12,30 +12,30 @@ namespace zqm {
 
 class ZQMCoreModule;
 
-// Every operation may be called from any thread, and none throws.
+// Every operation is thread-safe and never throws.
 class ZQM_EXPORT ZQMCore {
  public:
   // Registers the installation if that is due and, once the backend has accepted it, starts the
-  // modules in order. `appId` is the protected application identifier: Base64 of RSA ciphertext.
-  // Returns at once; whether it worked shows in `isStarted`.
+  // modules in order. `appId` is the protected application identifier: base64 of RSA ciphertext.
+  // Returns at once; `isStarted` tells whether it succeeded.
   static void startWithAppId(const Text& appId,
                              std::vector<std::shared_ptr<ZQMCoreModule>> kitModules);
 
-  // The same with a callback in place of the modules; an empty one adds none. While a start is
-  // pending, the callback only joins those that wait for its end.
+  // Like `startWithAppId`, with a callback instead of modules; an empty callback is ignored. If a
+  // start is pending, the callback waits for its end.
   static void start(const Text& appId, std::function<void()> startHandler);
 
-  // Forgets the registration: the host's next start registers anew.
+  // Resets the registration: the host's next start registers again.
   static void restart();
 
-  // Whether the backend has accepted this installation. Reads the stored record at each call.
+  // Whether the backend has accepted this installation. Each call reads the stored record.
   static bool isStarted();
 
-  // Switches the local log files on. Off at each launch.
+  // Switches the local log files on or off. They are off at launch.
   static void setDebugMode(bool debugMode);
   static bool isInDebugMode();
 
-  // Upper-case UUID text, or "" when the device has none.
+  // An upper-case UUID, or "" if the device has none.
   static std::string getIOSAdvertisingId();
 };
 

@@ -1,4 +1,4 @@
-// ZQMCoreModule: what a kit module derives from.
+// ZQMCoreModule: the base class of kit modules.
 #pragma once
 
 #include "zqm/base/Export.h"
@@ -9,9 +9,9 @@ class ZQM_EXPORT ZQMCoreModule {
  public:
   virtual ~ZQMCoreModule();
 
-  // Starts the module, on the executor or on the thread that handles the backend's answer. It may
-  // block there; what it throws is reported and keeps the start from ending. The base's always
-  // throws.
+  // Starts the module, on the executor or on the thread that handles the backend's response. It may
+  // block. An exception is reported, and the start then stays pending until the process ends. The
+  // base class always throws.
   virtual void start();
 };
 

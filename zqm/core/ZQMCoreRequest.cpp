@@ -1,4 +1,4 @@
-// Sends the start request and the records of the remote log.
+// Sends the start request, queued items and the records of the remote log.
 #include "zqm/core/ZQMCoreRequest.h"
 
 #include <atomic>
@@ -31,8 +31,8 @@ bool isDelivered(const ZQMHttpResult& result) {
   return result.statusCode == 200 && ZQMUtils::dataToString(result.data.value_or(Bytes()));
 }
 
-// Waited for by the thread that delivers. No promise: to give one up takes memory, and a failure of
-// that would end the process.
+// The result for the waiting thread. Not a std::promise: abandoning one allocates memory, and a
+// failure of that would end the process.
 class Delivery {
  public:
   void succeed() { succeeded_ = true; }
@@ -60,7 +60,7 @@ void ZQMCoreRequest::initWithDictionary(const Dictionary& body,
                                         const StartCompletion& completionHandler) {
   const auto answered = [completionHandler](const ZQMHttpResult& result) {
     if (result.statusCode == 200) return completionHandler(startResponse(result), std::nullopt);
-    // A refusal is an answer, not a failure: nothing is reported.
+    // A refusal is a response, not a failure: nothing is reported.
     if (result.statusCode == 401 || result.statusCode == 403) {
       return completionHandler(std::nullopt, std::nullopt);
     }
@@ -74,7 +74,7 @@ void ZQMCoreRequest::initWithDictionary(const Dictionary& body,
 
 bool ZQMCoreRequest::sendQueueWithUrl(std::string_view url, const std::optional<Bytes>& data) {
   const auto delivery = std::make_shared<Delivery>();
-  // Only the callbacks own it: where they are dropped uncalled, the wait ends.
+  // Owned by the callbacks alone: if they are destroyed uncalled, the wait ends.
   std::shared_ptr<void> callbacks(nullptr, [delivery](void*) { delivery->end(); });
   guarded(
       [&] {

@@ -1,4 +1,4 @@
-// The start check: decide, ask, record the answer, start the rest.
+// The start check: decide, ask, record the response, start the rest.
 #include "zqm/core/ZQMCoreRule.h"
 
 #include "zqm/base/Exception.h"
@@ -28,7 +28,7 @@ constexpr const char* kRefusedDomain = "Could not ask backend permission to Star
 
 constexpr auto report = reportAs(kCoreModule, 4);
 
-// The table without what no file holds, such as null: no lookup uses that, and the rest is kept.
+// Removes addresses that cannot be stored, such as null; lookups do not use them.
 ZQMEndpointsModel storable(ZQMEndpointsModel table) {
   ZQMEndpointsModel::fields(table, []<class Group>(std::string_view, Group& group) {
     Group::fields(group, [](std::string_view, Text& address) {
@@ -49,7 +49,7 @@ void reportSaves(const Saved& table, const Saved& user, bool isAccepted) {
   reportUnsaved("what came with an accepted start:" + unsaved, kCoreModule);
 }
 
-// Every answer is recorded as an attempt, so that a refusal is asked again after a day at most.
+// Every outcome is recorded as an attempt, so that a refusal is retried only a day later.
 ZQMUserModel recordAnswer(const StartFacts& facts, const StartDecision& decision,
                           const std::optional<ZQMStartResponse>& response,
                           const std::optional<Error>& error) {
@@ -70,7 +70,7 @@ ZQMUserModel recordAnswer(const StartFacts& facts, const StartDecision& decision
   if (error) ZQMLogHandler::logError(error->rewrapped(kRefusedDomain), kCoreModule, 4);
   ZQMUserModel stored = user;
   if (!table.isDone) {
-    // An acceptance that rests would keep the table away for good: the next launch asks anew.
+    // With the acceptance stored, no later start would ask for the missing table.
     stored.started = false;
     stored.startedDate.reset();
   }
@@ -92,7 +92,7 @@ void ask(const StartFacts& facts, const StartDecision& decision,
 ZQMCoreRule& ZQMCoreRule::sharedInstance() { return *shared; }
 
 void ZQMCoreRule::startCore(const Text& appId) {
-  // First, and whatever comes of the check: the run that a start begins finds the items.
+  // First, and independent of the check: the queue's run after a start then includes the items.
   ZQMQueueRule::sharedInstance().adoptQueues();
   coreIsStarted(appId, [this](bool started) {
     if (started) {
@@ -125,9 +125,9 @@ void ZQMCoreRule::coreIsStarted(const Text& appId, std::function<void(bool)> isS
 
 void ZQMCoreRule::restartCore() {
   ZQMUserRule::sharedInstance().resetUser();
-  // Saving nothing writes nothing: the endpoint table stays until the next accepted start.
+  // Saving an absent value writes nothing: the endpoint table stays until the next accepted start.
   ZQMDatabase::saveObject<ZQMEndpointsModel>(Value());
-  // The check ends in a report, which is nothing for the host's thread.
+  // The check ends with a report, which would take too long on the host's thread.
   execute(kCoreModule, [this] { coreIsStarted(Text(), [](bool) {}); });
 }
 

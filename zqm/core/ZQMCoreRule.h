@@ -9,25 +9,25 @@
 
 namespace zqm {
 
-// Nothing here throws: what fails is reported for "zqm-core" at level 4.
+// Exceptions of a start check or handler are reported under "zqm-core", level 4. `restartCore` may
+// throw; `ZQMCore::restart` catches it.
 class ZQM_EXPORT ZQMCoreRule {
  public:
   static ZQMCoreRule& sharedInstance();
 
-  // Runs the start check; on acceptance runs the start handlers, and empties their list whatever
-  // the outcome. A handler that throws leaves the list as it is, so that this process starts no
-  // more.
+  // Runs the start check and, if accepted, the start handlers; then empties their list. If a
+  // handler throws, the list keeps all its handlers, and later starts with a handler only join it.
   void startCore(const Text& appId);
 
-  // The start check. Calls `isStarted` with the outcome: at once on this thread, or on a thread
-  // of the transport after the backend's answer; not at all when the check fails.
+  // The start check. Calls `isStarted` with the outcome, at once on this thread or, after the
+  // backend's response, on a thread of the transport; not at all if the check fails.
   void coreIsStarted(const Text& appId, std::function<void(bool)> isStarted);
 
-  // Resets the user record. The start check that follows, on the executor, has no application
-  // identifier and so sends nothing: the installation registers anew at the host's next start.
+  // Resets the user record, then runs a start check on the executor. It has no application
+  // identifier and so sends nothing: the host's next start registers the installation again.
   void restartCore();
 
-  // The callbacks that wait for the end of the current attempt.
+  // The callbacks that wait for the end of the current start.
   HandlerList<>& startHandlers() { return startHandlers_; }
   void setStartHandlers(HandlerList<>::Handlers handlers) {
     startHandlers_.setHandlers(std::move(handlers));
@@ -37,7 +37,7 @@ class ZQM_EXPORT ZQMCoreRule {
   HandlerList<> startHandlers_;
 };
 
-// What the decision about a start rests on, read from store, settings and device now.
+// Reads the facts for a start decision from store, settings and device.
 ZQM_EXPORT StartFacts currentStartFacts(const Text& appId);
 
 }  // namespace zqm

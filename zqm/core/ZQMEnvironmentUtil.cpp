@@ -13,7 +13,7 @@ Text setting(std::string_view key) {
   return settings ? (*settings)[key] : Text("");
 }
 
-// The platform's reading of a boolean setting, more generous than `parseToBool`.
+// Reads a boolean setting as the platform does, more generously than `parseToBool`.
 bool truthOf(const Value& value) {
   if (const auto flag = value.boolean()) return *flag;
   if (const auto number = value.integer()) return *number != 0;
@@ -68,7 +68,7 @@ Text ZQMEnvironmentUtil::fileNameCertsP12() {
 
 Text ZQMEnvironmentUtil::filePasswordCertsP12() {
   Text password = setting("FILE_PASSWORD_CERTS_P12");
-  // The debug outlet drops every text, so the password goes nowhere.
+  // The debug outlet drops every text, so the password is not disclosed.
   if (environment()) {
     ZQMLogHandler::logToDebugWithText("ZQMCore - P12 File password: " + password.textForm());
   }

@@ -8,15 +8,14 @@
 
 namespace zqm {
 
-// Reads the settings afresh at each call. Without any settings a text is "" and a number 1; where
-// the settings lack just that key, the result is absent. A value of another kind is answered as it
-// stands.
+// Each call reads the settings. Without a settings dictionary, texts are "" and numbers 1. If only
+// the key is missing, the result is absent. A text setting of another type is returned unchanged.
 class ZQM_EXPORT ZQMEnvironmentUtil {
  public:
-  // The "Environments" dictionary, or none.
+  // The "Environments" dictionary, if there is one.
   static std::optional<Dictionary> environment();
 
-  // Base addresses: a path is appended to them as they are, so they end in "/".
+  // Base addresses. They end with "/", because paths are appended without a separator.
   static Text adEnvironmentUri();
   static Text appEnvironmentUri();
   static Text configEnvironmentUri();
@@ -29,7 +28,7 @@ class ZQM_EXPORT ZQMEnvironmentUtil {
   static Text reportInboxEnvironmentUri();
   static Text graylogEnvironmentUri();
 
-  // A number, read from its text in the current locale; absent for a text that is none.
+  // An integer, or a number read from text in the current locale; absent for anything else.
   static Value kelpoId();
   static bool isDebug();
 

@@ -1,4 +1,4 @@
-// ZQMStartResponse: what the backend answers to an accepted start.
+// ZQMStartResponse: the backend's response to an accepted start.
 #pragma once
 
 #include "zqm/endpoints/ZQMEndpointModels.h"

@@ -9,12 +9,12 @@ class ZQM_EXPORT ZQMUserModel : public Record<ZQMUserModel> {
  public:
   static constexpr std::string_view kClassName = "ZQMUserModel";
 
-  // What the installation was registered with: the plain application identifier among it.
+  // The identifiers of the last accepted registration; `appId` is the decrypted one.
   Text advertisingId;
   Text appId;
-  // The identifier that the backend gave the installation.
+  // The installation's identifier, assigned by the backend.
   Text euid;
-  // Whether the backend accepted the last attempt, and when that was made.
+  // Whether the backend accepted the last attempt, and the time of that attempt.
   bool started = false;
   std::optional<Date> startedDate;
   // The versions of library and host application at the last accepted attempt.

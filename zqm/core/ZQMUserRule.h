@@ -5,8 +5,8 @@
 
 namespace zqm {
 
-// Reads the record from the store at each call. A change of one that cannot be read at the moment
-// is reported and not made.
+// Each call reads the record from the store. If it cannot be read at the moment, a change is
+// reported and not made.
 class ZQM_EXPORT ZQMUserRule {
  public:
   static ZQMUserRule& sharedInstance();
@@ -17,10 +17,10 @@ class ZQM_EXPORT ZQMUserRule {
   Text getAppId() const;
   Text getEuid() const;
 
-  // A new identifier makes the next start register anew; the same one changes nothing.
+  // A new identifier makes the next start register again; an equal one changes nothing.
   void setAppId(const Text& appId);
 
-  // Forgets acceptance, attempt and `euid`; identifiers and versions stay.
+  // Clears acceptance, attempt and `euid`; identifiers and versions are kept.
   void resetUser();
 };
 

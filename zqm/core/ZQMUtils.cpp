@@ -16,7 +16,7 @@
 namespace zqm {
 namespace {
 
-// Only asks which link would be used; the name is never resolved and nothing is sent to it.
+// Only to ask which link would be used; the name is never resolved and nothing is sent to it.
 constexpr const char* kPublicHost = "example.com";
 
 constexpr const char* kEmailPattern = "[A-Z0-9a-z._%+-]+@[A-Za-z0-9.-]+\\.[A-Za-z]{2,4}";
@@ -63,7 +63,7 @@ std::optional<std::string> ZQMUtils::decryptoString(const Text& secureText) {
   ZQMCryptography cryptography;
   const Text name = ZQMEnvironmentUtil::fileNameCertsP12();
   const auto file = name.text() ? loadFileResource(*name.text(), "p12") : std::nullopt;
-  // A key that does not load shows as a text that does not decrypt.
+  // If the key cannot be loaded, the decryption below fails.
   if (file) {
     cryptography.loadPrivateKeyFromFile(*file, ZQMEnvironmentUtil::filePasswordCertsP12().string());
   }

@@ -1,4 +1,4 @@
-// ZQMUtils: what rules and records ask of host, settings and texts.
+// ZQMUtils: helpers for rules and records around host, settings and texts.
 #pragma once
 
 #include <optional>
@@ -12,37 +12,37 @@ namespace zqm {
 
 class ZQM_EXPORT ZQMUtils {
  public:
-  // Resources. The property list of the host's main package, or of the package with an identifier;
-  // throws "FileNotFoundException" where there is no readable dictionary of that name.
+  // Resources. Reads a property list of the host's main package, or of the package with an
+  // identifier. Throws "FileNotFoundException" if there is no readable dictionary of that name.
   static Dictionary loadPlistWithPlistName(std::string_view plistName);
   static Dictionary loadPlistWithPlistName(std::string_view plistName, std::string_view bundleName);
-  // The full path of a resource of the library's own package, or none.
+  // The full path of a resource of the library's own package, if it exists.
   static std::optional<std::string> loadFileResource(std::string_view name, std::string_view type);
 
-  // The plain text of a protected string (Base64 of RSA blocks, PKCS #1), or none where the string
-  // is absent or empty, the key cannot be loaded, or the text does not decrypt to anything.
+  // Decrypts a protected string (base64 of RSA blocks, PKCS #1). Returns std::nullopt if it is
+  // absent or empty, the key cannot be loaded, or the result is empty or not valid.
   static std::optional<std::string> decryptoString(const Text& secureText);
 
-  // The library's version: that of the first loaded framework named "ZQMCore" or "ZQMBundle"; ""
-  // without such a framework.
+  // The library's version: that of the first loaded framework named "ZQMCore" or "ZQMBundle"; "" if
+  // there is none.
   static Text getVersionName();
 
   static bool parseToBool(const Value& value);
 
-  // JSON. Throws where `text` is not the JSON text of an object; the details hold the call stack.
+  // JSON. Throws if `text` is not a JSON object; the exception's `userInfo` holds the call stack.
   static Dictionary stringToDictionary(std::string_view text);
-  // Compact JSON, or "" for what JSON cannot hold.
+  // Compact JSON, or "" if JSON cannot represent a value.
   static std::string mutableDictionaryToJson(const Dictionary& dictionary);
 
-  // Texts. None for bytes that are not UTF-8.
+  // Texts. Returns std::nullopt for bytes that are not UTF-8.
   static std::optional<std::string> dataToString(const std::optional<Bytes>& data);
-  // The entries joined with ",".
+  // Joins the entries with ",".
   static std::string mutableArrayToString(const std::vector<std::string>& entries);
-  // Replaces each match (case-insensitive) with the template; "" for a pattern that does not
-  // compile.
+  // Replaces each match (case-insensitive) with the template. Returns "" if the pattern does not
+  // compile or takes too long.
   static std::string stripCharsFromString(std::string_view text, std::string_view regex,
                                           std::string_view replace);
-  // Whether an address like name@host.tld stands anywhere in the text.
+  // Whether the text contains an address like name@host.tld.
   static bool validEmail(const Text& text);
 
   // The host application.
@@ -50,8 +50,8 @@ class ZQM_EXPORT ZQMUtils {
   static bool applicationIsInactive();
   static bool applicationIsBackground();
   static bool isActiveInBackgroundMode(std::string_view mode);
-  // The container of the group named by "NSGroupIdentifier"; without one, says so in the system
-  // log and answers none.
+  // The container of the group named by "NSGroupIdentifier". Without one, writes an error to the
+  // system log and returns std::nullopt.
   static std::optional<std::string> getURLGroupContainer();
   static bool isNotificationContent();
 

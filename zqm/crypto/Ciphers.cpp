@@ -1,4 +1,4 @@
-// AES-256 and DES with a text for a key.
+// AES-256 and DES with a string as the key.
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
@@ -25,7 +25,7 @@ struct CipherCall {
   const std::uint8_t* initialisationVector;
 };
 
-// With PKCS#7 padding; none when the data is no multiple of the block or its padding is wrong.
+// With PKCS#7 padding. Returns std::nullopt if the size or the padding of the data is invalid.
 std::optional<Bytes> run(const CipherCall& call, Direction direction, const Bytes& data) {
   if (data.size() > INT_MAX - EVP_MAX_BLOCK_LENGTH) return std::nullopt;
   const OpenSslScope openSsl;
@@ -55,13 +55,13 @@ CipherCall aes256(std::string_view key) {
 
 std::optional<CipherCall> des(std::string_view key) {
   if (key.size() < kDesKeySize) return std::nullopt;
-  // Triple DES with one key three times is single DES, and needs no legacy provider.
+  // Triple DES with the same key three times is single DES, and needs no legacy provider.
   Bytes bytes;
   for (int i = 0; i < 3; ++i) bytes.insert(bytes.end(), key.begin(), key.begin() + kDesKeySize);
   return CipherCall{"DES-EDE3-ECB", std::move(bytes), DES_IV.data()};
 }
 
-// One character for each UTF-16 unit of `text`; what is not ASCII becomes a "?".
+// One character for each UTF-16 unit of `text`; "?" for each that is not ASCII.
 std::string asciiUnits(std::string_view text) {
   std::string units;
   for (const char character : text) {
@@ -76,8 +76,8 @@ std::string asciiUnits(std::string_view text) {
   return units;
 }
 
-// Each pair counts as far as it is a number in base 16: a bad digit leaves the value before it. A
-// last single character is dropped.
+// Reads pairs of hexadecimal digits. An invalid digit ends its pair ("1g" is 1, "g1" is 0); a
+// single last character is dropped.
 Bytes readHex(std::string_view text) {
   const std::string units = asciiUnits(text);
   Bytes bytes;

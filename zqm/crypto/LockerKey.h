@@ -1,9 +1,9 @@
-// The public key inside the library. Private to this folder.
+// The built-in public key. Private to this folder.
 #pragma once
 
 namespace zqm {
 
-// PEM SubjectPublicKeyInfo (RFC 7468), as the build was configured with.
+// A PEM SubjectPublicKeyInfo (RFC 7468), chosen when the build is configured.
 extern const char lockerPublicKey[];
 
 }  // namespace zqm

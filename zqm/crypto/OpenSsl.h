@@ -1,4 +1,4 @@
-// OpenSSL for the sources of this folder and of util; no public header includes this one.
+// OpenSSL for the sources of this folder and of util; do not include it from public headers.
 #pragma once
 
 #include <openssl/crypto.h>
@@ -14,8 +14,8 @@
 
 namespace zqm {
 
-// Stands inside the gate and, at its end, takes this scope's errors off the thread's error queue,
-// which may be the host's.
+// Enters the gate. On destruction, removes this scope's errors from the thread's error queue, which
+// may also hold errors of the host.
 class OpenSslScope {
  public:
   OpenSslScope();
@@ -23,15 +23,15 @@ class OpenSslScope {
   OpenSslScope(const OpenSslScope&) = delete;
   OpenSslScope& operator=(const OpenSslScope&) = delete;
 
-  // False when OpenSSL must not be called any more.
+  // False if OpenSSL must not be called any more.
   explicit operator bool() const { return static_cast<bool>(gate_); }
 
  private:
   const OpenSslGate gate_;
 };
 
-// The library's own context, with the providers "default" and, where the system has it, "legacy".
-// Made on first use, inside a scope, and never freed.
+// Returns the library's own context, with the providers "default" and, if installed, "legacy". It
+// is created on first use, which must be inside a scope, and never freed.
 OSSL_LIB_CTX* openSslContext();
 
 template <auto function>
@@ -53,7 +53,7 @@ using KeyContextPtr = OpenSslPtr<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using Pkcs12Ptr = OpenSslPtr<PKCS12, PKCS12_free>;
 using CertificatePtr = OpenSslPtr<X509, X509_free>;
 
-// The digest with OpenSSL's `name` for it ("MD5", "SHA256"); empty when there is none.
+// Returns the digest that OpenSSL calls `name` ("MD5", "SHA256"), or an empty vector on failure.
 Bytes digest(const char* name, std::string_view data);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// Keys out of certificates, PKCS#12 files and plain DER, read in the private context only.
+// Keys from certificates, PKCS#12 files and plain DER, read only in the private context.
 #include "zqm/crypto/RsaKeys.h"
 
 #include <openssl/decoder.h>
@@ -28,10 +28,10 @@ using Pbkdf2Ptr = OpenSslPtr<PBKDF2PARAM, PBKDF2PARAM_free>;
 constexpr int kSmallestBits = 512;
 constexpr int kLargestBits = 8192;
 
-// What PKCS#1 v1.5 padding needs of each block.
+// The overhead of PKCS#1 v1.5 padding in each block.
 constexpr std::size_t kPaddingSize = 11;
 
-// A damaged or hostile file could ask for hours; this many take some seconds.
+// A damaged or hostile file could demand hours; this many iterations take some seconds.
 constexpr std::int64_t kMostIterations = 4'000'000;
 
 bool isUsable(const EVP_PKEY* key) {
@@ -40,12 +40,12 @@ bool isUsable(const EVP_PKEY* key) {
   return bits >= kSmallestBits && bits <= kLargestBits;
 }
 
-// Reads DER into an object that knows the private context; null when it is damaged.
+// Reads DER into `empty`, an object of the private context. Returns null if the DER is damaged.
 template <class Owner, auto decode>
 Owner readDer(typename Owner::pointer empty, const Bytes& der) {
   const unsigned char* position = der.data();
   const bool read = decode(&empty, &position, static_cast<long>(der.size())) != nullptr;
-  // A failed reading frees the object and clears the pointer.
+  // If reading fails, OpenSSL frees the object and clears the pointer.
   Owner owner(empty);
   return read ? std::move(owner) : nullptr;
 }
@@ -56,11 +56,11 @@ Owner parameters(const X509_ALGOR* scheme, const ASN1_ITEM* form) {
       static_cast<typename Owner::pointer>(ASN1_TYPE_unpack_sequence(form, scheme->parameter)));
 }
 
-// The iterations that one file may still ask for. Each `spend` is false, and what asks is left
-// alone, where they are not enough.
+// The iterations that a file may still demand. `spend` returns false if too few are left; the
+// caller then skips that part of the file.
 class Patience {
  public:
-  // An absent number is 1.
+  // An absent number means 1.
   bool spend(const ASN1_INTEGER* iterations) {
     std::int64_t count = 1;
     if (iterations && ASN1_INTEGER_get_int64(&count, iterations) != 1) return false;
@@ -69,8 +69,8 @@ class Patience {
     return true;
   }
 
-  // Of PBES1, of PKCS #12's own schemes, and of PBES2 with PBKDF2 (RFC 8018). No tool writes scrypt
-  // into such a file.
+  // Reads the iterations of PBES1, of PKCS #12's own schemes, and of PBES2 with PBKDF2 (RFC 8018).
+  // No known tool uses scrypt in such a file.
   bool spend(const X509_ALGOR* scheme) {
     if (!scheme) return false;
     if (OBJ_obj2nid(scheme->algorithm) != NID_pbes2) {
@@ -87,17 +87,17 @@ class Patience {
   std::int64_t left_ = kMostIterations;
 };
 
-// Opens one PKCS#12 file. PKCS12_parse would do this in the host's context.
+// Opens one PKCS#12 file. PKCS12_parse is not used, as it would work in the host's context.
 class Pkcs12Reader {
  public:
   explicit Pkcs12Reader(Pkcs12Ptr file) : file_(std::move(file)) {}
 
-  // Null where there is none, it cannot be used, or the password is wrong.
+  // Returns null if there is no key, it is not usable, or the password is wrong.
   KeyPtr firstKey(const std::optional<std::string>& password) {
     if (!findPassword(password)) return nullptr;
     const SafesPtr safes(PKCS12_unpack_authsafes(file_.get()));
-    // Keys rarely stand in an encrypted safe, being encrypted themselves, so those come last:
-    // opening one takes as long as opening a key.
+    // Encrypted safes come last: they rarely hold keys, which are encrypted themselves, and opening
+    // one takes as long as opening a key.
     for (const int type : {NID_pkcs7_data, NID_pkcs7_encrypted}) {
       for (int i = 0; safes && i < sk_PKCS7_num(safes.get()); ++i) {
         PKCS7* safe = sk_PKCS7_value(safes.get(), i);
@@ -109,9 +109,9 @@ class Pkcs12Reader {
   }
 
  private:
-  // The form of the password with which the MAC verifies; without a MAC nothing tells whether file
-  // and password belong together. A tool that was given no password took either an absent text
-  // (null data) or an empty one, which differ.
+  // Sets `password_` to the form with which the MAC verifies; without a MAC, the password cannot be
+  // checked, and the file is refused. Tools that got no password use either null data or an empty
+  // string, which differ.
   bool findPassword(const std::optional<std::string>& password) {
     const ASN1_INTEGER* iterations = nullptr;
     PKCS12_get0_mac(nullptr, nullptr, nullptr, &iterations, file_.get());
@@ -134,7 +134,7 @@ class Pkcs12Reader {
     return BagsPtr(PKCS12_unpack_p7encdata(safe, password_.data(), passwordSize()));
   }
 
-  // None when the safe holds no key or damaged ones.
+  // Returns std::nullopt if the safe holds no key, or none that can be read.
   std::optional<KeyPtr> firstKey(PKCS7* safe) {
     const BagsPtr bags = unpack(safe);
     for (int i = 0; bags && i < sk_PKCS12_SAFEBAG_num(bags.get()); ++i) {
@@ -155,8 +155,8 @@ class Pkcs12Reader {
     return info ? readKey(info.get()) : std::nullopt;
   }
 
-  // Null for a key of another kind, which is not read: OpenSSL would compute the public half of
-  // one, however large.
+  // Returns null for a key that is not RSA without reading it: OpenSSL would compute its public
+  // half, whatever its size.
   static std::optional<KeyPtr> readKey(const PKCS8_PRIV_KEY_INFO* info) {
     const ASN1_OBJECT* kind = nullptr;
     PKCS8_pkey_get0(&kind, nullptr, nullptr, nullptr, info);
@@ -166,7 +166,7 @@ class Pkcs12Reader {
   }
 
   const Pkcs12Ptr file_;
-  // Lives as long as the argument of the one call.
+  // Refers to the argument of the one call of `firstKey`.
   std::string_view password_;
   Patience patience_;
 };

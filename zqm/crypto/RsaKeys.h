@@ -1,4 +1,4 @@
-// RSA keys as OpenSSL holds them, and the files they come from. Private to this folder.
+// RSA keys as OpenSSL objects, and the files that they are read from. Private to this folder.
 #pragma once
 
 #include <memory>
@@ -17,7 +17,7 @@ class RsaKey {
   RsaKey(const RsaKey&) = delete;
   RsaKey& operator=(const RsaKey&) = delete;
 
-  // Both only inside an OpenSslScope. `newContext` is null when memory runs out.
+  // Call both only inside an OpenSslScope. `newContext` returns null if out of memory.
   std::size_t blockSize() const;
   KeyContextPtr newContext() const;
 
@@ -28,8 +28,8 @@ class RsaKey {
 struct RsaPublicKey : RsaKey {
   using RsaKey::RsaKey;
 
-  // Appends the data to `blocks` in as many blocks of PKCS#1 v1.5 as it needs. Ends at the first
-  // one that fails, and is false then.
+  // Encrypts the data in blocks (PKCS#1 v1.5) and appends them to `blocks`. Stops at the first
+  // block that fails and returns false.
   bool encrypt(const Bytes& data, Bytes& blocks) const;
 };
 
@@ -37,15 +37,15 @@ struct RsaPrivateKey : RsaKey {
   using RsaKey::RsaKey;
 };
 
-// The key of a DER X.509 certificate, whoever signed it; null when there is no usable one.
+// Reads the key of a DER X.509 certificate, whoever signed it; null if it is not usable.
 std::shared_ptr<const RsaPublicKey> publicKeyOfCertificate(const Bytes& certificate);
 
-// The key of a DER RSAPublicKey (RFC 8017); null when it is no usable one.
+// Reads a DER RSAPublicKey (RFC 8017); null if it is not usable.
 std::shared_ptr<const RsaPublicKey> publicKeyOfPkcs1(const Bytes& rsaPublicKey);
 
-// The first private key of a PKCS#12 file (RFC 7292); null when there is no usable one, the
-// password is wrong or the file asks for millions of iterations. An absent and an empty password
-// are the same.
+// Reads the first private key of a PKCS#12 file (RFC 7292). Returns null if there is no usable one,
+// the password is wrong, or the file demands millions of iterations. An absent password is treated
+// as an empty one.
 std::shared_ptr<const RsaPrivateKey> privateKeyOfPkcs12(const Bytes& file,
                                                         const std::optional<std::string>& password);
 

@@ -1,4 +1,4 @@
-// Key loading, RSA block by block, and the digests. The ciphers with a text key are in Ciphers.cpp.
+// Key loading, RSA in blocks, and digests. The ciphers with string keys are in Ciphers.cpp.
 #include "zqm/crypto/ZQMCryptography.h"
 
 #include <openssl/rsa.h>
@@ -90,7 +90,7 @@ std::optional<Bytes> ZQMCryptography::rsaDecryptData(const Bytes& data) const {
       EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING) != 1) {
     return std::nullopt;
   }
-  // A shorter last chunk is a smaller number, nothing worse.
+  // A shorter last chunk is just a smaller number.
   const std::size_t blockSize = privateKey_->blockSize();
   Bytes payloads;
   for (std::size_t start = 0; start < data.size(); start += blockSize) {

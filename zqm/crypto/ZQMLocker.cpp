@@ -1,4 +1,4 @@
-// The walk over a public key's header, the place of imported keys, and the payloads' forms.
+// The parser of a public key's header, the store of imported keys, and the payload formats.
 #include "zqm/crypto/ZQMLocker.h"
 
 #include <unistd.h>
@@ -23,11 +23,11 @@ constexpr std::string_view kEndMarker = "-----END PUBLIC KEY-----";
 constexpr std::uint8_t kSequence[] = {0x30};
 constexpr std::uint8_t kBitString[] = {0x03};
 constexpr std::uint8_t kNoUnusedBits[] = {0x00};
-// The algorithm identifier rsaEncryption with its null parameters (RFC 8017).
+// The algorithm identifier rsaEncryption with null parameters (RFC 8017).
 constexpr std::uint8_t kRsaEncryption[] = {0x30, 0x0D, 0x06, 0x09, 0x2A, 0x86, 0x48, 0x86,
                                            0xF7, 0x0D, 0x01, 0x01, 0x01, 0x05, 0x00};
 
-// Walks DER from its start; no step goes past its end.
+// Reads DER from its start; no step goes past its end.
 class DerWalk {
  public:
   explicit DerWalk(std::span<const std::uint8_t> der) : rest_(der) {}
@@ -41,7 +41,7 @@ class DerWalk {
     return true;
   }
 
-  // What the length says is not looked at: the key counts up to the end of the data.
+  // The length itself is ignored: the key extends to the end of the data.
   bool skipLength() {
     if (rest_.empty()) return false;
     const std::size_t first = rest_.front();
@@ -57,10 +57,10 @@ class DerWalk {
   std::span<const std::uint8_t> rest_;
 };
 
-// The tag under which the application's keys are kept: every import takes the same place.
+// The tag of the application's key; every import replaces the previous one.
 constexpr std::string_view kApplicationTag = "RSAUtil_PubKey";
 
-// Imported keys by tag, each with the bytes that it was made of: the same key is parsed only once.
+// Imported keys by tag, with the bytes they were parsed from, so that a key is parsed only once.
 class KeyStore {
  public:
   struct Item {
@@ -77,7 +77,7 @@ class KeyStore {
 
   void replace(std::string_view tag, Item item) {
     const MutexLock lock(mutex_);
-    // The earlier item leaves with the argument, after the lock: freeing a key enters OpenSSL.
+    // The previous item is destroyed after the mutex is released: freeing a key enters OpenSSL.
     std::swap(items_[tag], item);
   }
 
@@ -88,7 +88,7 @@ class KeyStore {
 
 PerProcess<KeyStore> keyStore;
 
-// What stands between the markers where both are there; none where the end marker comes first.
+// The text between the markers, all of it if one is missing; std::nullopt if they are swapped.
 std::optional<std::string_view> betweenMarkers(std::string_view text) {
   const auto begin = text.find(kBeginMarker);
   const auto end = text.find(kEndMarker);
@@ -97,8 +97,8 @@ std::optional<std::string_view> betweenMarkers(std::string_view text) {
   return start <= end ? std::optional(text.substr(start, end - start)) : std::nullopt;
 }
 
-// A UUID with the process and the time, so that not even a copied state of the random numbers
-// makes two alike.
+// A UUID with process id and time, which stays unique even if the random number generator's state
+// was copied.
 std::string uniqueText() {
   const auto now = platform().clock->now().time_since_epoch().count();
   return makeUuid()
@@ -119,7 +119,7 @@ std::optional<Bytes> ZQMLocker::stripPublicKeyHeader(const std::optional<Bytes>&
 
 std::shared_ptr<const RsaPublicKey> ZQMLocker::addPublicKey(std::string_view key) {
   const auto body = betweenMarkers(key);
-  // Drops line breaks and blanks, too.
+  // Also drops line breaks and spaces.
   const auto der = body ? base64_decode(*body) : std::nullopt;
   auto stripped = stripPublicKeyHeader(der);
   if (!stripped) return nullptr;
@@ -131,8 +131,7 @@ std::shared_ptr<const RsaPublicKey> ZQMLocker::addPublicKey(std::string_view key
 
 Bytes ZQMLocker::encryptData(const Bytes& data, const std::shared_ptr<const RsaPublicKey>& keyRef) {
   Bytes blocks;
-  // A chunk that fails ends the ciphertext but does not take back what stands before it: a payload
-  // cut short still says more than none.
+  // If a chunk fails, the blocks before it are kept: a truncated payload still says more than none.
   if (keyRef) static_cast<void>(keyRef->encrypt(data, blocks));
   return blocks;
 }
@@ -149,7 +148,7 @@ std::string ZQMLocker::encryptString(std::string_view text) {
 std::string ZQMLocker::encryptMutableDictionary(const Dictionary& dictionary) {
   const JsonWriting json = writeJson(dictionary);
   const auto encrypted = json.error ? std::nullopt : encryptData(toBytes(json.text));
-  // Not "" on failure: whoever posts the result as a payload expects one that looks like it.
+  // Not "" on failure: callers that post the result expect something that looks like a payload.
   return encrypted ? NSDataToHex(*encrypted) : uniqueText();
 }
 

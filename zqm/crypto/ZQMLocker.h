@@ -1,4 +1,4 @@
-// ZQMLocker: encrypts payloads for the backend with the public key inside the library.
+// ZQMLocker: encrypts payloads for the backend with the built-in public key.
 #pragma once
 
 #include <cstdint>
@@ -13,40 +13,40 @@ namespace zqm {
 
 struct RsaPublicKey;
 
-// No operation reports an error. Texts are UTF-8. May be called from any thread.
+// No operation reports an error. Strings are UTF-8. Thread-safe.
 class ZQM_EXPORT ZQMLocker {
  public:
-  // The RSAPublicKey inside a DER SubjectPublicKeyInfo, as far as it is there; none where the
-  // header before it is not one of an RSA key.
+  // Removes the header of a DER SubjectPublicKeyInfo and returns the rest, the RSAPublicKey, even
+  // if truncated. Returns std::nullopt if the header is not that of an RSA key.
   static std::optional<Bytes> stripPublicKeyHeader(const std::optional<Bytes>& der);
 
-  // The key of a PEM SubjectPublicKeyInfo or of its bare Base64 body; null when there is no usable
-  // one. It stays in memory, in the one place that all imports share.
+  // Reads the key of a PEM SubjectPublicKeyInfo or of its bare base64 body; returns null if it is
+  // not usable. The key is cached until another one is imported.
   static std::shared_ptr<const RsaPublicKey> addPublicKey(std::string_view key);
 
-  // Blocks of PKCS#1 v1.5, cut short at the first that fails; nothing for a null key.
+  // Returns blocks of PKCS#1 v1.5, up to the first one that fails; nothing for a null key.
   static Bytes encryptData(const Bytes& data, const std::shared_ptr<const RsaPublicKey>& keyRef);
-  // With the key inside the library; none for absent data or without a usable key.
+  // Encrypts with the built-in key. Returns std::nullopt for absent data or without a usable key.
   static std::optional<Bytes> encryptData(const std::optional<Bytes>& data);
 
-  // In upper-case hexadecimal; "" where that is not possible.
+  // Upper-case hexadecimal, or "" on failure.
   static std::string encryptString(std::string_view text);
 
-  // The dictionary's JSON, encrypted, in upper-case hexadecimal. Where that is not possible, a text
-  // that never comes twice: callers post it as a payload, which the backend then refuses.
+  // Encrypts the dictionary's JSON, in upper-case hexadecimal. On failure returns a unique text,
+  // because callers post the result as it is; the backend rejects it.
   static std::string encryptMutableDictionary(const Dictionary& dictionary);
 
-  // Of the text up to its first zero byte, in lower-case hexadecimal.
+  // The digest of the text up to its first zero byte, in lower-case hexadecimal.
   static std::string sha1(std::string_view text);
 };
 
-// Two upper-case digits for each byte.
+// Upper case, two digits for each byte.
 ZQM_EXPORT std::string NSDataToHex(const Bytes& data);
 
 // The upper-case hexadecimal digit of a number from 0 to 15.
 ZQM_EXPORT char itoh(std::int32_t number);
 
-// Ignores what is outside the alphabet; none when the rest is no Base64 (RFC 4648).
+// Ignores characters outside the alphabet; std::nullopt if the rest is not base64 (RFC 4648).
 ZQM_EXPORT std::optional<Bytes> base64_decode(std::string_view text);
 
 }  // namespace zqm

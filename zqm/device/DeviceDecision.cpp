@@ -1,4 +1,4 @@
-// Whether a device init or a profile is due.
+// Decides whether a registration or a profile is due.
 #include "zqm/device/DeviceDecision.h"
 
 #include "zqm/util/Date.h"

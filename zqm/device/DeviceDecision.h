@@ -1,5 +1,5 @@
-// The decisions whether the device is to be registered and whether its profile is to be sent, and
-// why: functions of facts alone.
+// Decides whether the device is to be registered and whether its profile is to be sent, and why:
+// pure functions of their facts.
 #pragma once
 
 #include <optional>
@@ -12,7 +12,7 @@ namespace zqm {
 struct DeviceInitFacts {
   // The stored profile, if any.
   std::optional<ZQMDeviceModel> device;
-  // How long an answer of the backend holds. The backend sets it: it may be anything.
+  // How long a response stays valid. Set by the backend, so it may be any number.
   std::int32_t hours = 0;
   Date now;
 };
@@ -28,7 +28,7 @@ enum class DeviceInitReason {
 struct DeviceInitDecision {
   bool due = false;
   DeviceInitReason reason = DeviceInitReason::neverAsked;
-  // The profile to go on with: the stored one or, where there is none, an empty one.
+  // The profile to update: the stored one or, if there is none, an empty one.
   ZQMDeviceModel device;
 };
 

@@ -1,4 +1,4 @@
-// Puts the device rule's work on the executor and on the main thread.
+// Schedules the device rule's work on the executor and on the main thread.
 #include "zqm/device/ZQMDeviceBehavior.h"
 
 #include <atomic>
@@ -25,13 +25,13 @@ void goOn(std::int64_t status) {
 
 void send() {
   ZQMDeviceRule::sharedInstance().updatedDevice();
-  // The send is under way, not done: whoever verifies now may send the same profile again.
+  // The profile has only been sent, not accepted: another verification may send it again.
   *verifying = false;
 }
 
 void verify() {
-  // The flag stays set on purpose: a device that is not registered has nothing to verify until
-  // the application is launched again.
+  // The flag stays set: a device that is not registered has nothing to verify until the next
+  // launch.
   if (!ZQMDeviceRule::sharedInstance().isDeviceStarted()) return;
   platform().mainThread->post(Process::current().bind([] {
     guarded(

@@ -1,4 +1,4 @@
-// ZQMDeviceBehavior: the device module as the rest of the library starts it.
+// ZQMDeviceBehavior: the interface of the device module to the rest of the library.
 #pragma once
 
 #include <cstdint>
@@ -8,19 +8,19 @@
 
 namespace zqm {
 
-// Every operation returns at once and may be called from any thread; none throws.
+// Every operation returns at once, is thread-safe and never throws.
 class ZQM_EXPORT ZQMDeviceBehavior {
  public:
-  // Registers the device, if that is due, and goes on with `verifyUpdate`; where the backend
-  // calls the installation unauthorised, resets its registration instead.
+  // Registers the device if that is due, then calls `verifyUpdate`. If the backend calls the
+  // installation unauthorised, resets its registration instead.
   static void start();
 
-  // The same with a callback in place of that; an empty one adds none. The callback gets a status
-  // (see ZQMDeviceRequest.h). While a start is pending, it only joins those that wait for its end.
+  // Like `start()`, but calls `handler` with the status (see ZQMDeviceRequest.h) instead; an empty
+  // one is ignored. If a start is pending, the handler waits for its end.
   static void start(std::function<void(std::int64_t)> handler);
 
-  // Brings the stored profile up to date on the main thread and sends it where it changed. One at
-  // a time; does nothing any more in this process once it found the device not registered.
+  // Updates the stored profile on the main thread and sends it if it changed. Ignored during a
+  // verification and, until the next launch, after one that threw or found no registration.
   static void verifyUpdate();
 };
 

@@ -1,4 +1,4 @@
-// The device probes over the platform's services.
+// The device probes, implemented with the platform's services.
 #include "zqm/device/ZQMDeviceInfo.h"
 
 #include <cmath>
@@ -24,18 +24,18 @@ double positiveOrUnknown(double number) { return number > 0 ? number : kUnknown;
 
 std::int64_t positiveOrUnknown(std::int64_t number) { return number > 0 ? number : -1; }
 
-// Cuts the fraction off; a number outside the range of `Integer` becomes its end, NaN becomes 0.
+// Truncates the fraction; saturates at the range of `Integer`, and NaN becomes 0.
 template <class Integer>
 Integer truncated(double number) {
   constexpr auto kLowest = std::numeric_limits<Integer>::min();
   if (std::isnan(number)) return 0;
   if (number <= static_cast<double>(kLowest)) return kLowest;
-  // The largest 64-bit integer has no double of its own: its neighbour upwards has.
+  // The largest 64-bit integer is no double, but the next higher number is.
   if (number >= -static_cast<double>(kLowest)) return std::numeric_limits<Integer>::max();
   return static_cast<Integer>(number);
 }
 
-// Whole percent of positive byte counts, cut off and then narrowed to single precision.
+// Whole percent of positive byte counts, truncated and then narrowed to single precision.
 double wholePercent(std::int64_t part, std::int64_t whole) {
   constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max() / 100;
   const std::int64_t percent =
@@ -54,7 +54,7 @@ bool anyExists(Files& files) {
   return false;
 }
 
-// Another order and one path fewer than the checks of existence: the two lists are not one.
+// Intentionally not the list of `anyExists`: another order, and one path fewer.
 bool anyOpens(Files& files) {
   for (const char* path :
        {"/bin/bash", "/Applications/Cydia.app", "/Library/MobileSubstrate/MobileSubstrate.dylib",
@@ -64,7 +64,7 @@ bool anyOpens(Files& files) {
   return false;
 }
 
-// A file that could be written stays: only a failed attempt is cleaned up.
+// A file that was written is kept; only a failed attempt is cleaned up.
 bool canWriteOutside(Files& files) {
   constexpr const char* kPath = "/private/jailbreak.txt";
   if (files.writeAtomically(kPath, toBytes("Jailbreak Test."))) return true;
@@ -152,7 +152,7 @@ bool ZQMDeviceInfo::isJailbreak() {
 
 std::int64_t ZQMDeviceInfo::headphoneState() {
   const auto outputs = platform().surroundings->audioOutputs();
-  // The sense is inverted on purpose: zero means that headphones are there.
+  // Inverted: 0 means that headphones are connected.
   return !outputs.empty() && outputs.front() == "Headphones" ? 0 : 1;
 }
 
@@ -222,7 +222,7 @@ double ZQMDeviceInfo::userMemoryTotal() {
 double ZQMDeviceInfo::userMemoryUsed(bool percent) {
   const auto pages = platform().memoryAndStorage->memoryPages();
   if (!pages) return kUnknown;
-  // 32 bits wide on purpose: the count wraps at 4 GiB.
+  // Only 32 bits, so the number wraps at 4 GiB.
   const std::uint32_t used = (pages->active + pages->inactive + pages->wired) * pages->hostPageSize;
   if (!percent) return positiveOrUnknown(static_cast<double>(used) / 1024 / 1024);
   return positiveOrUnknown((used >> 20) * 100.0 / truncated<std::int32_t>(userMemoryTotal()));

@@ -1,4 +1,4 @@
-// ZQMDeviceModel: the device's profile as the backend was told it, and the state of its
+// ZQMDeviceModel: the profile of the device that the backend received, and the state of its
 // registration.
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace zqm {
 
-// A row whose member the device tells.
+// A row whose member is read from the device by `probe`.
 template <class R, class T, class Answer>
 struct Fact : Field<R, T> {
   Answer (*probe)();
@@ -22,11 +22,11 @@ class ZQM_EXPORT ZQMDeviceModel : public Record<ZQMDeviceModel> {
   static constexpr std::string_view kClassName = "ZQMDeviceModel";
   static constexpr bool kEmptyWhenAbsent = true;
 
-  // Whether the backend registered the device, and when it last answered; without a date it is
-  // asked again at the next start.
+  // Whether the backend registered the device, and the time of its last response; without a time,
+  // the next start asks again.
   bool isStarted = false;
   std::optional<Date> dateStart;
-  // Whether a value below changed since the profile was last sent.
+  // Whether a value below changed since the profile was last accepted.
   bool updated = false;
   // When the values below were last compared with the device.
   std::optional<Date> dateTime;
@@ -36,7 +36,7 @@ class ZQM_EXPORT ZQMDeviceModel : public Record<ZQMDeviceModel> {
   Text manufacturer;
   Text codename;
   Text carrier;
-  // A list of texts, or absent.
+  // A list of strings, or absent.
   Value enabledAccessibilityServices;
   Text timezone;
   Text locale;

@@ -1,4 +1,4 @@
-// Sends the device init and the device's profile.
+// Sends the device's registration and its profile.
 #include "zqm/device/ZQMDeviceRequest.h"
 
 #include "zqm/endpoints/ZQMEndPoint.h"

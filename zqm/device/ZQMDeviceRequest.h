@@ -10,7 +10,7 @@
 
 namespace zqm {
 
-// What an attempt to start the device module ends with.
+// The results of a start of the device module.
 inline constexpr std::int64_t kDeviceRegistered = 0;
 inline constexpr std::int64_t kDeviceFailed = 1;
 inline constexpr std::int64_t kDeviceRejected = 2;
@@ -23,11 +23,11 @@ class ZQM_EXPORT ZQMDeviceRequest {
   using BehaviorCompletion =
       std::function<void(const std::optional<std::string>& response, const std::optional<Error>&)>;
 
-  // An error comes with status 1 only.
+  // Passes an error only with `kDeviceFailed`.
   static void startWithCompletionHandler(const StartCompletion& completionHandler);
 
-  // Answers a text only for status 200, and only where the body is one: a profile that was not
-  // accepted must not pass for one that was sent.
+  // Passes a response only for status 200 with a UTF-8 body: a profile that was not accepted must
+  // not be taken for a sent one.
   static void sendBehaviorInDictionary(const Dictionary& profile,
                                        const BehaviorCompletion& completionHandler);
 };

@@ -1,4 +1,4 @@
-// Device init, the comparison of the profile with the device, and its delivery.
+// Registers the device, compares its profile with the device, and sends it.
 #include "zqm/device/ZQMDeviceRule.h"
 
 #include "zqm/config/ZQMConfigRule.h"
@@ -17,8 +17,8 @@ PerProcess<ZQMDeviceRule> shared;
 
 constexpr const char* kInitFailedDomain = "Could not start DeviceBehavior.";
 
-// The profile after an answer to the device init. A failure forgets all that was known, so that
-// the profile is sent in full after the next success.
+// The profile after a response to the registration. A failure clears it, so that the next success
+// is followed by a complete one.
 ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now) {
   switch (status) {
     case kDeviceRegistered:
@@ -37,7 +37,7 @@ ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now)
   return device;
 }
 
-// An answer of the backend that is not stored is asked for again.
+// If a response cannot be saved, the backend will be asked again.
 void saveAnswered(const ZQMDeviceModel& device) {
   const Saved saved = ZQMDatabase::saveRecord<ZQMDeviceModel>(device);
   reportKept(saved, kDeviceBehaviorModule);
@@ -46,15 +46,15 @@ void saveAnswered(const ZQMDeviceModel& device) {
   }
 }
 
-// A probe's answer as the profile holds it.
+// Converts a probe's result to the type of the profile's member.
 bool held(bool flag) { return flag; }
 Text held(Text text) { return text; }
 Value held(const std::vector<std::string>& names) { return List(names.begin(), names.end()); }
 
 bool differs(bool fresh, bool stored) { return fresh != stored; }
 
-// What the device does not tell equals nothing, not even what it did not tell before, so that such
-// a profile is sent at every verification.
+// An unavailable fact differs from everything, even from an unavailable one before, so that such a
+// profile is sent at every verification.
 bool differs(const Value& fresh, const Value& stored) {
   return fresh.isAbsent() || fresh != stored;
 }
@@ -66,7 +66,7 @@ ZQMDeviceRule& ZQMDeviceRule::sharedInstance() { return *shared; }
 void ZQMDeviceRule::startModule() {
   auto [state, stored] = ZQMDatabase::findRecord<ZQMDeviceModel>();
   if (state == FileState::unreadable) {
-    // The device may be registered: neither is it asked for again nor is its profile replaced.
+    // The device may be registered: do not register it again, and do not overwrite its profile.
     reportUnreadable(ZQMDeviceModel::kClassName, "nothing is sent", kDeviceBehaviorModule);
     return finish(kDeviceFailed);
   }
@@ -105,7 +105,7 @@ void ZQMDeviceRule::updatedInfo() {
     if constexpr (requires { row.probe; }) {
       auto& stored = (*device).*row.member;
       if (!differs(held(row.probe()), stored)) return;
-      // Probed once more: a fact that is just changing is stored as it is last seen.
+      // Probed again, so that a fact that is just changing is stored with its latest value.
       stored = held(row.probe());
       device->updated = true;
     }

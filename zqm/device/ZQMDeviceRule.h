@@ -1,4 +1,4 @@
-// ZQMDeviceRule: registers the device, keeps its profile and sends what changed.
+// ZQMDeviceRule: registers the device, keeps its profile and sends changes.
 #pragma once
 
 #include <cstdint>
@@ -8,25 +8,25 @@
 
 namespace zqm {
 
-// Reads the profile from the store at each call and writes it back. An operation may throw on its
-// caller's thread; the executor, the main thread and the transport report that.
+// Every call reads the profile from the store and writes it back. Operations may throw. Their
+// callers (executor, main thread, transport) catch and report it.
 class ZQM_EXPORT ZQMDeviceRule {
  public:
   static ZQMDeviceRule& sharedInstance();
 
-  // Asks the backend to register the device, if that is due, and runs the start handlers with the
-  // resulting status (see ZQMDeviceRequest.h), at once or after the answer; then empties their
-  // list. A handler that throws leaves the list as it is. A profile that cannot be read at the
-  // moment is a failure: nothing is asked.
+  // Registers the device if that is due. Then, at once or after the response, runs the start
+  // handlers with the resulting status (see ZQMDeviceRequest.h) and empties their list; if a
+  // handler throws, the list is kept. If the profile cannot be read at the moment, the status is a
+  // failure and nothing is sent.
   void startModule();
 
   bool isDeviceStarted() const;
 
-  // Takes the device's current facts over into the stored profile and marks it where one differs.
-  // Does nothing where no profile is stored, or none can be read at the moment.
+  // Updates the stored profile from the device and marks it as changed if a fact differs. Does
+  // nothing if no profile is stored or it cannot be read at the moment.
   void updatedInfo();
 
-  // Sends the stored profile where it is marked; the backend's acceptance takes the mark away.
+  // Sends the stored profile if it is marked as changed; its acceptance clears the mark.
   void updatedDevice();
 
   // The callbacks that wait for the end of the current start.

@@ -1,4 +1,4 @@
-// The base addresses, and what stands in for an address that the table lacks.
+// The base addresses, and the fallback for an address that is not in the table.
 #include "zqm/endpoints/ZQMEndPoint.h"
 
 #include "zqm/core/ZQMEnvironmentUtil.h"
@@ -8,7 +8,7 @@ namespace {
 
 using Settings = ZQMEnvironmentUtil;
 
-// No separator goes between base and path: the base brings its own.
+// Base and path are joined without a separator: the base ends with its own.
 std::string fromSettings(Text (*base)(), const char* path) {
   return base().textForm().append(path);
 }

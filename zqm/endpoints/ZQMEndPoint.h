@@ -7,17 +7,17 @@
 
 namespace zqm {
 
-// Each address is looked up at each call: the one that the backend sent with the last accepted
-// start, otherwise one made of the service's base address in the settings and a fixed path. An
-// absent base address reads as "(null)", which no request accepts.
+// Each call looks its address up: the one that the backend sent with the last accepted start, else
+// the service's base address in the settings followed by a fixed path. An absent base address
+// becomes "(null)", which no request accepts.
 class ZQM_EXPORT ZQMEndPoint {
  public:
   static std::string adClusters() { return find(&Rule::adClusters, kAd, "clusters"); }
   static std::string appInit() { return find(&Rule::appInit, kApp, "init"); }
   static std::string appInstalled() { return find(&Rule::appInstalled, kApp, "installed"); }
-  // The paths are lower case where the table's keys are not.
+  // The paths are lower case, unlike some of the table's keys.
   static std::string appOptIn() { return find(&Rule::appOptIn, kApp, "optin"); }
-  // The base alone.
+  // The base address alone.
   static std::string config() { return find(&Rule::config, kConfig, ""); }
   // Never from the table, which does not exist before the first start.
   static std::string coreInit();
@@ -39,7 +39,7 @@ class ZQM_EXPORT ZQMEndPoint {
   static std::string reportInteraction() {
     return find(&Rule::reportInteraction, kReport, "interaction");
   }
-  // Shares the interaction report's path on purpose.
+  // Same path as the interaction report.
   static std::string reportCoupon() { return find(&Rule::reportCoupon, kReport, "interaction"); }
   static std::string reportInboxStatus() {
     return find(&Rule::reportInBoxStatus, kInbox, "status");
@@ -55,7 +55,7 @@ class ZQM_EXPORT ZQMEndPoint {
   using Lookup = Rule::Address (Rule::*)() const;
   using Base = Text (*)();
 
-  // Where the settings have the base addresses.
+  // Accessors of the base addresses in the settings.
   static const Base kAd, kApp, kConfig, kData, kDevice, kGeo, kNotification, kReport, kInbox,
       kGraylog;
 

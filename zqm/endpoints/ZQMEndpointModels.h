@@ -1,5 +1,5 @@
 // The table of service addresses that the backend sends with an accepted start: one record for each
-// service and one that holds them all. The addresses stay protected, as they were received.
+// service and one for all of them. The addresses stay encrypted, as they were received.
 #pragma once
 
 #include <string_view>
@@ -8,7 +8,7 @@
 
 namespace zqm {
 
-// A table, or a group of it, that the backend left out counts as one without any address.
+// A missing table, or group of it, is treated as one without addresses.
 template <class R>
 struct EndpointRecord : Record<R> {
   static constexpr bool kEmptyWhenAbsent = true;

@@ -1,4 +1,4 @@
-// The stored table, and what decrypts its entries.
+// Reads the stored table and decrypts its entries.
 #include "zqm/endpoints/ZQMEndpointsRule.h"
 
 #include "zqm/core/ZQMUtils.h"

@@ -1,4 +1,4 @@
-// ZQMEndpointsRule: the addresses of the stored endpoint table, decrypted as they are asked for.
+// ZQMEndpointsRule: the addresses of the stored endpoint table, decrypted on each access.
 #pragma once
 
 #include <optional>
@@ -13,13 +13,13 @@ class ZQM_EXPORT ZQMEndpointsRule {
   // Reads the stored table, if there is one.
   ZQMEndpointsRule();
 
-  // A new rule at each call: a lookup sees the table as it was last saved.
+  // Returns a new rule on each call, so that lookups use the table as it was last saved.
   static ZQMEndpointsRule sharedInstance();
 
   const std::optional<ZQMEndpointsModel>& endpoints() const { return endpoints_; }
   void setEndpoints(std::optional<ZQMEndpointsModel> endpoints);
 
-  // A complete address; none where the table has no such entry or it does not decrypt.
+  // A complete address; std::nullopt if the table lacks the entry or it cannot be decrypted.
   using Address = std::optional<std::string>;
   Address adClusters() const { return find(&ZQMAdEndpointModel::clusters); }
   Address appInit() const { return find(&ZQMAppEndpointModel::initialize); }
@@ -48,7 +48,7 @@ class ZQM_EXPORT ZQMEndpointsRule {
   Address graylogGelf() const { return find(&ZQMGraylogEndpointModel::gelf); }
 
  private:
-  // Each kind of group stands in the table once.
+  // Each type of group occurs once in the table, so its type finds it.
   template <class Group>
   Address find(Text Group::*entry) const {
     constexpr auto kGroup = std::get<Field<ZQMEndpointsModel, Group>>(ZQMEndpointsModel::kFields);

@@ -1,4 +1,4 @@
-// What an answer means where a text is wanted.
+// Converts the outcome of a request to a text or an error.
 #include "zqm/http/TextTask.h"
 
 #include "zqm/core/ZQMUtils.h"

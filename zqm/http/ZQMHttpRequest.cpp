@@ -1,4 +1,4 @@
-// Builds requests, runs them on the transport and hands the raw outcome back.
+// Builds requests, sends them on the transport and passes the outcome on unchanged.
 #include "zqm/http/ZQMHttpRequest.h"
 
 #include <chrono>
@@ -14,7 +14,7 @@
 namespace zqm {
 namespace {
 
-// What the transport calls, on a thread of its own: `finished`, whose failure is reported.
+// Wraps `finished` for the transport, which calls it on its own thread. Exceptions are reported.
 template <class Outcome, class Finished>
 std::function<void(Outcome)> completion(Finished finished) {
   return Process::current().bind([finished = std::move(finished)](const Outcome& outcome) {
@@ -27,8 +27,8 @@ void call(const Callback& callback, const Args&... args) {
   if (callback) callback(args...);
 }
 
-// Reports of the remote log must not produce logged requests themselves; the weather service is
-// one that hosts use beside the library.
+// Reports to the remote log must not cause logged requests themselves. The weather service is one
+// that hosts use beside the library.
 bool isLogged(std::string_view url) {
   return url.find("graylog") == std::string_view::npos &&
          url.find("openweathermap") == std::string_view::npos;
@@ -55,7 +55,7 @@ void finish(const HttpRequest& request, Date start, const HttpExchange& exchange
   call(success, ZQMHttpResult{exchange.body, status});
 }
 
-// The JSON object of an answer, or the details of why there is none.
+// Returns the JSON object in a body or, if there is none, the details of the parser's exception.
 Dictionary answerDetails(const std::optional<Bytes>& body) {
   try {
     return ZQMUtils::stringToDictionary(ZQMUtils::dataToString(body).value_or(""));
@@ -75,7 +75,7 @@ HttpRequest ZQMHttpRequest::setRequestWithData(std::string_view url, std::string
   const auto user = ZQMDatabase::readRecord<ZQMUserModel>().value_or(ZQMUserModel());
   if (user.euid.text()) request.headers.push_back({"euid", *user.euid.text(), true});
   if (user.appId.text()) request.headers.push_back({"apid", *user.appId.text(), true});
-  // Bodies are text on their way: what is not UTF-8 is no body at all.
+  // Bodies are sent as text, so data that is not UTF-8 is left out.
   if (ZQMUtils::dataToString(data)) request.body = data;
   return request;
 }

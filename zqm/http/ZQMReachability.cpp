@@ -1,4 +1,4 @@
-// Reading flag words, and the notifier that follows their changes.
+// Evaluates flags, and runs the notifier that follows their changes.
 #include "zqm/http/ZQMReachability.h"
 
 #include <array>
@@ -138,7 +138,7 @@ bool ZQMReachability::startNotifier() {
 }
 
 void ZQMReachability::stopNotifier() {
-  // Both go after the lock: the last reference to this monitor may be among them.
+  // Destroyed after the mutex is released: the last reference to this monitor may be among them.
   Pointer self;
   std::shared_ptr<void> watch;
   const MutexLock lock(mutex_);
@@ -237,7 +237,7 @@ std::string ZQMReachability::currentReachabilityFlags() const {
 }
 
 std::string ZQMReachability::description() const {
-  // The low half of the address names the monitor.
+  // The low 32 bits of the address identify the monitor.
   char identity[16];
   std::snprintf(identity, sizeof identity, "%#x",
                 static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)));

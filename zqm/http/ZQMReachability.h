@@ -1,4 +1,4 @@
-// ZQMReachability: whether a target can be reached now, over which kind of link, and its changes.
+// ZQMReachability: whether a target is reachable, over which kind of link, and changes of that.
 #pragma once
 
 #include <atomic>
@@ -14,25 +14,25 @@
 
 namespace zqm {
 
-// A number to whoever only passes it on.
+// Unscoped, because some callers pass it on as a number.
 enum NetworkStatus : std::int32_t {
   kNotReachable = 0,
   kReachableViaWWAN = 1,
   kReachableViaWiFi = 2,
 };
 
-// The notification that follows the callbacks of a change, with the monitor as its object.
+// Sent after the callbacks of a change, with the monitor as the sender.
 inline constexpr const char* kReachabilityChangedNotification = "kReachabilityChangedNotification";
 
-// Every operation may be called from any thread, callbacks included. A query reads the network's
-// state anew; where that cannot be read, the answer is false or 0.
+// All functions may be called from any thread, also from callbacks. Queries read the network's
+// current state; if it cannot be read, they return false or 0.
 class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReachability> {
  public:
   using Pointer = std::shared_ptr<ZQMReachability>;
   using Block = std::function<void(const Pointer&)>;
   using FlagsBlock = std::function<void(const Pointer&, std::uint32_t flags)>;
 
-  // None when the platform refuses the target.
+  // Return null if the platform refuses the target, which initWithReachabilityRef does not check.
   static Pointer reachabilityWithHostname(const std::string& hostname);
   static Pointer reachabilityWithHostName(const std::string& hostname);
   static Pointer reachabilityWithAddress(const SocketAddress& address);
@@ -40,25 +40,25 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
   static Pointer reachabilityForLocalWiFi();
   static Pointer initWithReachabilityRef(NetworkTarget target);
 
-  // Called on a change: the first when the target is reachable then, the second when it is not,
-  // the third always. One call at a time, on a thread of the network service, with the Process
-  // of the one who started the notifier.
+  // Called on a change: the first if the target is then reachable, the second if it is not, the
+  // third always. One call at a time, on a thread of the monitor, with the Process that started the
+  // notifier.
   void setReachableBlock(Block block);
   void setUnreachableBlock(Block block);
   void setReachabilityBlock(FlagsBlock block);
 
-  // Whether a path that is only cellular counts as reachable; true at first.
+  // Whether a path that is only cellular is treated as reachable; true by default.
   bool reachableOnWWAN() const { return reachableOnWWAN_; }
   void setReachableOnWWAN(bool counts) { reachableOnWWAN_ = counts; }
 
   const NetworkTarget& reachabilityRef() const { return reachabilityRef_; }
-  // This monitor while the notifier runs, which keeps it alive until it is stopped or its Process
-  // ends; otherwise none.
+  // Returns this monitor while the notifier runs, else null. A running notifier keeps its monitor
+  // alive until it is stopped or its Process ends.
   Pointer reachabilityObject() const;
 
-  // True when the notifier runs already, too.
+  // Returns true also if the notifier is already running.
   bool startNotifier();
-  // No call begins after this one has returned, unless one was just beginning.
+  // After this returns no new callback begins, except one that was about to.
   void stopNotifier();
 
   bool isReachable() const;
@@ -74,7 +74,7 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
 
   // The status in the host's language.
   std::string currentReachabilityString() const;
-  // Ten characters: "WR ctiCDld", with a dash for each flag that is not set.
+  // Ten characters, "WR ctiCDld", with a dash for each flag that is not set.
   std::string currentReachabilityFlags() const;
   std::string description() const;
 
@@ -86,7 +86,7 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
   };
   explicit ZQMReachability(NetworkTarget target) : reachabilityRef_(std::move(target)) {}
 
-  // `run` is that of the notifier which saw the change.
+  // `run` is the number of the notifier run that saw the change.
   void deliver(std::uint64_t run, std::uint32_t flags);
   bool isRunning(std::uint64_t run) const;
   void reachabilityChanged(std::uint32_t flags);
@@ -99,9 +99,9 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
   Pointer reachabilityObject_ ZQM_GUARDED_BY(mutex_);
   std::shared_ptr<void> watch_ ZQM_GUARDED_BY(mutex_);
   std::uint64_t run_ ZQM_GUARDED_BY(mutex_) = 0;
-  // Of the run under way; it stops its notifiers before it goes.
+  // The Process of the current run. It stops its notifiers before it is destroyed.
   Process* process_ ZQM_GUARDED_BY(mutex_) = nullptr;
-  // The serial queue on which changes are delivered.
+  // Delivers the changes in order.
   WorkerPool serialQueue_{"zqm-reachable", 1};
 };
 

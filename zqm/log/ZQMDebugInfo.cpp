@@ -1,4 +1,4 @@
-// Where each fact comes from.
+// The sources of the facts.
 #include "zqm/log/ZQMDebugInfo.h"
 
 #include <algorithm>

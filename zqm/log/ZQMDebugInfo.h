@@ -9,22 +9,22 @@
 
 namespace zqm {
 
-// Every getter reads its source afresh; what is not known is absent, a number -1. None throws.
+// Every getter reads its source anew. An unknown fact is absent, an unknown number -1. None throws.
 class ZQM_EXPORT ZQMDebugInfo {
  public:
-  // Of the host application, as its package states them.
+  // From the host application's package.
   static Text getAppBundleIdentifier();
   static Text getAppVersionName();
   static Text getAppVersionCode();
 
   static bool isJailbreak();
-  // Percent; a share below one percent of storage is -1, too.
+  // Percent; less than one percent of storage is -1, too.
   static double getStoragePercentageFree();
   static double getMemoryPercentageFree();
   static bool isBatteryCharging();
-  // -100 when unknown.
+  // -100 if unknown.
   static std::int32_t getBatteryPercentage();
-  // Always absent: nothing tells it.
+  // Always absent: there is no source for it.
   static std::optional<double> getBatteryTemperature();
 
   static Text getSdkVersion();

@@ -21,15 +21,15 @@ namespace {
 constexpr int kDaysKept = 4;
 constexpr std::string_view kSeparator = "\n\n";
 
-// Held around reading and replacing a log file, so that concurrent writers lose nothing.
+// Held while a log file is read and replaced, so that concurrent writers lose no entries.
 PerProcess<Mutex> fileLock;
 
 PerProcess<std::atomic<std::size_t>> fileBound;
 
-// The files whose bound is reported; under the lock.
+// The files that have reached their limit, as reported; guarded by `fileLock`.
 PerProcess<std::set<std::string>> reportedFiles;
 
-// True while this thread builds or sends a report: what fails on the way is not reported again.
+// True while this thread builds or sends a report; failures meanwhile are not reported.
 thread_local bool reporting = false;
 
 void report(std::string_view message, std::string_view stacktrace, std::string_view module,
@@ -48,8 +48,8 @@ bool isKept(std::string_view piece, Date cutoff) {
   return greaterThanDate(parse(piece.substr(0, piece.find(' '))), cutoff);
 }
 
-// The entries not older than the cutoff, each with its separator removed. A piece without a date
-// of its own (the continuation of an entry with an empty line) is dropped.
+// Returns the entries that are not older than the cutoff. A piece without a date, such as the part
+// of an entry after an empty line, is dropped.
 std::string keptEntries(std::string_view content, Date cutoff) {
   std::string kept;
   bool first = true;
@@ -66,7 +66,7 @@ std::string keptEntries(std::string_view content, Date cutoff) {
   }
 }
 
-// Takes the oldest entries off until the rest fits. Each follows a separator.
+// Removes the oldest entries until the rest fits; each follows a separator. True if any was.
 bool shorten(std::string& content, std::size_t bound) {
   std::size_t start = 0;
   while (content.size() - start > bound) {
@@ -77,7 +77,7 @@ bool shorten(std::string& content, std::size_t bound) {
   return start > 0;
 }
 
-// Whether the file's bound is met for the first time.
+// Returns whether the file reached its limit for the first time.
 bool appendEntry(const std::string& fileName, std::string_view text) {
   const Date now = platform().clock->now();
   std::string entry(kSeparator);
@@ -89,10 +89,10 @@ bool appendEntry(const std::string& fileName, std::string_view text) {
   const MutexLock lock(*fileLock);
   std::string content;
   if (const auto existing = ZQMUtils::dataToString(files.read(path))) {
-    // Without any kept entry the joined history is empty and leaves its separator in front.
+    // If no entry is kept, the separator alone remains.
     content.append(kSeparator).append(keptEntries(*existing, addDay(now, -kDaysKept)));
   }
-  // 0 until a host sets one.
+  // 0 is unlimited.
   const std::size_t bound = *fileBound;
   const bool isTooLarge = bound > 0 && entry.size() > bound;
   if (isTooLarge) entry.clear();

@@ -1,4 +1,4 @@
-// ZQMLogHandler: what everything reports through. A port: any source may include it.
+// ZQMLogHandler: logging and reporting for all sources. A port: any source may include it.
 #pragma once
 
 #include <optional>
@@ -11,25 +11,24 @@
 
 namespace zqm {
 
-// The modules on whose behalf a report is made or a work item runs.
+// The modules under whose name reports are made and work items run.
 inline constexpr const char* kCoreModule = "zqm-core";
 inline constexpr const char* kConfigModule = "zqm-config";
 inline constexpr const char* kDeviceBehaviorModule = "zqm-devicebehavior";
 inline constexpr const char* kGeoBehaviorModule = "zqm-geobehavior";
 
-// Reports from any thread. Nothing here throws, and a failure while a report is built, written or
-// sent is dropped.
+// Thread-safe; nothing throws. Failures to build, write or send a report are ignored.
 class ZQM_EXPORT ZQMLogHandler {
  public:
-  // The console outlet: the text is dropped, in debug mode too.
+  // The console outlet. Drops the text, even in debug mode.
   static void logToDebugWithText(std::string_view text);
 
-  // Appends an entry to a file of the group container and copies the file to the documents; drops
-  // entries older than four days. Only in debug mode.
+  // In debug mode, appends an entry to a file of the group container, drops entries older than four
+  // days, and copies the file to the documents directory.
   static void logToFile(const std::string& fileName, std::string_view text);
 
-  // How large a log file may be, in bytes; 0, as long as no host sets a bound, for none. The oldest
-  // entries go first, which is reported once for each; an entry that is larger by itself is not
+  // Limits the size of each log file in bytes; 0, the default, is unlimited. The oldest entries are
+  // dropped first; the first time is reported for each file. An entry larger than the limit is not
   // written.
   static void setFileBound(std::size_t bytes);
 
@@ -39,17 +38,17 @@ class ZQM_EXPORT ZQMLogHandler {
                                    const std::optional<Bytes>& data, double time,
                                    const std::optional<Error>& error);
 
-  // Post a record to the remote log, unless there is no connection. Never retried.
+  // Posts a record to the remote log, once and only if there is a connection.
   static void logError(const Error& error, std::string_view moduleName, std::int32_t logLevel);
   static void logException(const Exception& exception, std::string_view moduleName,
                            std::int32_t logLevel);
 
-  // The record that the remote log receives; a fact that is not known has no key.
+  // The record for the remote log; unknown facts have no key.
   static Dictionary requestMessage(std::string_view message, std::string_view stacktrace,
                                    std::string_view module, std::int32_t level);
 };
 
-// For `guarded`: reports an exception under a module, whose name has to last, at a level.
+// For `guarded`: reports an exception under a module, whose name must stay valid, at a level.
 constexpr auto reportAs(std::string_view module, std::int32_t level) {
   return [module, level](const Exception& exception) {
     ZQMLogHandler::logException(exception, module, level);

@@ -1,4 +1,4 @@
-// Coder: the keyed archive of a record, for a host that archives records by itself.
+// Coder: the keyed archive of a record, for a host that archives records itself.
 #pragma once
 
 #include <cstdint>
@@ -18,12 +18,12 @@ class Coder {
   void encodeBool(std::string_view key, bool flag) { entries_.set(key, flag); }
   void encodeInt(std::string_view key, std::int32_t number) { entries_.set(key, number); }
 
-  // A missing key, or one of another kind, reads as absent, false or 0.
+  // A missing key, or a value of another type, is read as absent, false or 0.
   Value decodeObject(std::string_view key) const { return entries_[key]; }
   bool decodeBool(std::string_view key) const { return entries_[key].boolean().value_or(false); }
   std::int32_t decodeInt(std::string_view key) const { return entries_[key].intValue(); }
 
-  // Objects as they are (dates as dates, records as nested dictionaries), booleans and integers.
+  // Objects unconverted (dates as dates, records as nested dictionaries), booleans and integers.
   const Dictionary& entries() const { return entries_; }
 
  private:

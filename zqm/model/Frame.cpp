@@ -1,4 +1,4 @@
-// Heads, checksums, and the traces of a power cut.
+// Frame heads, checksums, and the detection of power losses.
 #include "zqm/model/Frame.h"
 
 #include <zlib.h>
@@ -35,7 +35,7 @@ std::uint32_t checksum(std::string_view bytes) {
       crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
 }
 
-// Of the payload, if the head is sound.
+// Returns the length of the payload, or std::nullopt if the head is not valid.
 std::optional<std::size_t> lengthAt(std::string_view file, std::size_t at) {
   if (file.size() - at < kFrameHead) return std::nullopt;
   const bool isSound =
@@ -48,8 +48,8 @@ bool isZero(std::string_view bytes) {
   return std::ranges::all_of(bytes, [](char byte) { return byte == 0; });
 }
 
-// Whether one of the pages that the frame from `begin` to `end` needs was not written: it is zero
-// to its own end, or that of the file.
+// Returns whether a page of the frame from `begin` to `end` was never written: all zeros up to the
+// end of the page or of the file.
 bool hasZeroPage(std::string_view file, std::size_t begin, std::size_t end) {
   for (std::size_t at = begin; at < end; at = (at / kPage + 1) * kPage) {
     if (isZero(file.substr(at, kPage - at % kPage))) return true;
@@ -112,7 +112,7 @@ bool isTornAt(std::string_view file, std::size_t at) {
     return size > left || hasZeroPage(file, at, at + size);
   }
   if (left >= kFrameHead) return hasZeroPage(file, at, at + kFrameHead);
-  // The beginning of a head, or of nothing.
+  // Too short for a head: torn if it is the start of the magic number, or all zeros.
   char magic[4];
   putNumber(magic, kMagic);
   const std::string_view begin = file.substr(at, std::min<std::size_t>(left, sizeof(magic)));

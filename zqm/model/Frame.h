@@ -1,4 +1,4 @@
-// Frames: pieces of a file that tell whether they are as they were written.
+// Frames: checksummed pieces of a file, whose damage is detected when they are read.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,9 @@
 
 namespace zqm {
 
-// A head of 24 bytes before the payload, numbers little-endian: magic (4), length of the payload
-// (4), id of the file (8), CRC-32 of these 16 bytes (4), CRC-32 of the payload (4). The id, fresh
-// for each file, keeps what an earlier file left on the disk from being taken for a frame of this.
+// A head of 24 bytes precedes the payload, numbers little-endian: magic (4), length of the payload
+// (4), id of the file (8), CRC-32 of these 16 bytes (4), CRC-32 of the payload (4). Each file has a
+// new id, so that remains of an earlier file on the disk are not taken for frames of this one.
 inline constexpr std::size_t kFrameHead = 24;
 
 struct Frame {
@@ -22,15 +22,15 @@ struct Frame {
   std::size_t size() const { return kFrameHead + payload.size(); }
 };
 
-// A number that no other file has, of 63 bits.
+// Returns a random 63-bit id for a new file.
 std::uint64_t makeFileId();
 
-// Makes a frame in place: puts room for a head, to which the payload is then appended.
+// Writes a frame in place: reserves room for the head, after which the payload is appended.
 class FrameWriter {
  public:
   explicit FrameWriter(std::string& out);
-  // Writes the head of what was appended since. False, and `out` is as it was, where that is more
-  // than a frame can hold (4 GiB).
+  // Writes the head for the payload appended since construction. If that exceeds 4 GiB, restores
+  // `out` and returns false.
   bool finish(std::uint64_t id);
 
  private:
@@ -38,16 +38,17 @@ class FrameWriter {
   const std::size_t begin_;
 };
 
-// The frame that begins there, if it is sound; of any id for nullopt.
+// Returns the frame that begins at `at`, or std::nullopt if it is not valid or its id is not `id`.
+// An `id` of std::nullopt accepts any.
 std::optional<Frame> frameAt(std::string_view file, std::size_t at,
                              std::optional<std::uint64_t> id);
 
-// Makes sound frames those of another file.
+// Replaces the id of every frame in a sequence of valid frames.
 void setFrameIds(std::string& frames, std::uint64_t id);
 
-// Where no sound frame begins: whether a power cut may have left this. The end of the file is
-// missing, or pages of the frame were never written and read as zeros, though later ones were.
-// Anything else is damage.
+// Requires that no valid frame begins at `at`. Returns whether a power loss can explain that: the
+// end of the file is missing, or pages of the frame were never written and read as zeros, even if
+// later ones were written. Anything else is damage.
 bool isTornAt(std::string_view file, std::size_t at);
 
 }  // namespace zqm

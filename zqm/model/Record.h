@@ -15,7 +15,7 @@
 
 namespace zqm {
 
-// A sequence of records, shared and unchanging, in a container that fits its owner.
+// An immutable, shared sequence of records, in a container chosen by its owner.
 template <class S>
 concept RecordSequence = requires(S& sequence, std::shared_ptr<const typename S::Record> record) {
   sequence.append(record);
@@ -25,8 +25,8 @@ concept RecordSequence = requires(S& sequence, std::shared_ptr<const typename S:
 template <class R>
 concept NestedRecord = std::derived_from<R, ZQMObjectModel>;
 
-// How each kind of field stands in a dictionary, and how it is read back. A value that is missing
-// or of another kind blanks the field. A nested record that may be absent is a std::optional.
+// The conversions of each field type to and from a dictionary's value. A missing or unsuitable
+// value resets the field. A nested record that may be absent is a std::optional.
 namespace field {
 
 inline Value inDictionary(const Text& text) { return text; }
@@ -56,7 +56,7 @@ inline void fromDictionary(const Value& value, std::optional<Date>& date) {
 }
 template <NestedRecord R>
 void fromDictionary(const Value& value, R& record) {
-  // Not a new record, which would bring its defaults.
+  // Not R(), which would have its defaults.
   const Value blank = Dictionary();
   record = *R::initWithDictionary(value.dictionary() ? value : blank);
 }
@@ -64,7 +64,7 @@ template <NestedRecord R>
 void fromDictionary(const Value& value, std::optional<R>& record) {
   record = value.dictionary() ? R::initWithDictionary(value) : std::nullopt;
 }
-// An element that is no dictionary is left out.
+// Elements that are not dictionaries are skipped.
 template <RecordSequence S>
 void fromDictionary(const Value& value, std::optional<S>& sequence) {
   sequence.reset();
@@ -154,8 +154,8 @@ struct Field {
   T R::*member;
 };
 
-// Gives the members of a record as many names as it has rows. Where that is one too many or too
-// few, a row or a member was forgotten, and this does not compile.
+// Checks that a record has as many members as rows: if a row or a member was forgotten, this does
+// not compile.
 template <std::size_t kRows, class R>
 constexpr void bindMembers(const R& record) {
   static_assert(0 < kRows && kRows <= 26, "A larger record needs another line here.");
@@ -198,7 +198,7 @@ constexpr void bindMembers(const R& record) {
 template <class R>
 class Record : public ZQMObjectModel {
  public:
-  // Whether an absent dictionary gives an empty record in place of none.
+  // Whether an absent dictionary gives an empty record instead of std::nullopt.
   static constexpr bool kEmptyWhenAbsent = false;
 
   // Calls visit(row) for each row.
@@ -222,8 +222,8 @@ class Record : public ZQMObjectModel {
     return dictionary;
   }
 
-  // Sets every field, so that no default of a new record is left in one that was read. None when
-  // `dictionary` is absent or no dictionary.
+  // Sets every field, so that a record that was read has no defaults. Returns std::nullopt if
+  // `dictionary` is not a dictionary, unless `kEmptyWhenAbsent`.
   static std::optional<R> initWithDictionary(const Value& dictionary) {
     if (!dictionary.dictionary() && !R::kEmptyWhenAbsent) return std::nullopt;
     const Dictionary none;

@@ -1,4 +1,4 @@
-// A value, its frame, and what does not belong into one.
+// Writes and reads a value in its frame, and checks that it can be stored.
 #include "zqm/model/RecordFile.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 namespace zqm {
 namespace {
 
-// Counts the values as a reader does.
+// Counts values and levels as the reader does.
 bool isStorable(const Value& value, std::size_t level, std::size_t& count) {
   if (value.isAbsent() || value.isNull() || ++count > kMostCborValues) return false;
   if (!value.list() && !value.dictionary()) return true;

@@ -7,14 +7,14 @@
 
 namespace zqm {
 
-// None for what no property list can hold either (absent, null, inside it too), and for more than
-// a reader takes (see util/Cbor.h). What is written reads back as an equal value.
+// Returns std::nullopt if the value is or contains an absent or null value, or exceeds the reader's
+// limits (see util/Cbor.h). A written value reads back equal (but see `putCbor` for dates).
 ZQM_EXPORT std::optional<Bytes> writeRecordFile(const Value& value);
 
-// None where the bytes are not as they were written.
+// Returns std::nullopt if the file is damaged.
 ZQM_EXPORT std::optional<Value> readRecordFile(const Bytes& file);
 
-// Whether a power cut took the first write to the file: it is empty, or all of it is zero.
+// Returns whether a power loss prevented the first write: the file is empty or all zeros.
 bool isUnwrittenFile(const Bytes& file);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// The sentences of these reports.
+// The messages of the reports.
 #include "zqm/model/StoreReport.h"
 
 #include "zqm/base/Exception.h"

@@ -1,5 +1,5 @@
-// What a rule reports of the store, which itself reports nothing. Each goes out under the rule's
-// module at level 4; no lock may be held.
+// Reports on behalf of the store, which reports nothing itself. Each goes to the rule's module, at
+// level 4. Call them without holding a lock.
 #pragma once
 
 #include <string>
@@ -9,13 +9,13 @@
 
 namespace zqm {
 
-// That a damaged file was kept under another name, if the save met one.
+// Reports that a damaged file was kept under another name, if the save did so.
 void reportKept(const Saved& saved, std::string_view module);
 
-// `what` could not be saved.
+// Reports that `what` could not be saved.
 void reportUnsaved(const std::string& what, std::string_view module);
 
-// The record cannot be read at the moment, with what follows from it.
+// Reports that the record cannot be read at the moment, and the consequence.
 void reportUnreadable(std::string_view className, const std::string& consequence,
                       std::string_view module);
 

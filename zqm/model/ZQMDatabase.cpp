@@ -1,4 +1,4 @@
-// The files behind the store and the one lock around them.
+// The files of the store and the lock that serializes access to them.
 #include "zqm/model/ZQMDatabase.h"
 
 #include "zqm/base/Exception.h"
@@ -56,7 +56,7 @@ ZQMDatabase::Reading ZQMDatabase::read(const std::string& path) {
   return {FileState::sound, *std::move(root)};
 }
 
-// Where the host's information cannot be read, which names the container, a record may be there.
+// The host's package names the container: while it cannot be read, a record may exist.
 FileState ZQMDatabase::stateWithoutPlace() {
   return platform().packages->mainPackage() ? FileState::noPlace : FileState::unreadable;
 }
@@ -66,7 +66,7 @@ void ZQMDatabase::removeFile(std::string_view className) {
   if (path && platform().files->exists(*path)) platform().files->remove(*path);
 }
 
-// Answers the file's new name.
+// Returns the file's new name.
 std::optional<std::string> ZQMDatabase::moveAside(const std::string& path) {
   const std::string kept = path + "-damaged-" + makeUuid();
   if (!platform().files->move(path, kept)) return std::nullopt;

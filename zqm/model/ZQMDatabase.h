@@ -14,18 +14,18 @@
 
 namespace zqm {
 
-// What a file held: nothing readable, one record, or a list of them.
+// The content of a record file: nothing readable, one record, or a list of them.
 template <class R>
 using Stored = std::variant<std::monostate, R, std::vector<R>>;
 
 enum class FileState {
-  // There is no container to look into.
+  // There is no group container.
   noPlace,
-  // No file, or one with something else, such as a list.
+  // There is no file, or it holds something else, such as a list.
   none,
-  // It may be there, but the system does not give its content at the moment.
+  // A file may exist, but its content cannot be read at the moment.
   unreadable,
-  // It is not as it was written, or was not written here.
+  // The file was changed or damaged, or was not written by the library.
   damaged,
   sound,
 };
@@ -36,14 +36,14 @@ struct Found {
   std::optional<R> record;
 };
 
-// What became of a save.
+// The result of a save.
 struct Saved {
   bool isDone = false;
-  // The name under which the damaged file that stood in its place is kept.
+  // The new name of the damaged file that was found at the record's path.
   std::optional<std::string> keptAs = {};
 };
 
-// A record that is kept in a file of another form, which it brings along.
+// A record class with a file format of its own, implemented by its member type `File`.
 template <class Type>
 concept BringsFile = requires {
   typename Type::File;
@@ -52,12 +52,12 @@ concept BringsFile = requires {
 // The store's one lock. Recursive, so that a record's conversion may use the store.
 ZQM_EXPORT RecursiveMutex& storeLock();
 
-// `Type` is the record class that names the file. All operations of a process are serialised by
-// one lock, which is held for the whole of each. A damaged file is given another name before it is
-// replaced, so that its bytes are kept; while it cannot be moved, nothing is saved.
+// `Type` is the record class that names the file. One lock serializes all operations of a process,
+// each as a whole. A damaged file is renamed before it is replaced, so that its bytes are kept; if
+// it cannot be renamed, nothing is saved.
 class ZQM_EXPORT ZQMDatabase {
  public:
-  // False when the file was not written; the earlier one is then left as it was.
+  // Returns false if the file was not written; an undamaged earlier file is then unchanged.
   template <class Type>
   static bool saveObject(const ZQMObjectModel& record) {
     return saveRecord<Type>(record).isDone;
@@ -78,21 +78,21 @@ class ZQM_EXPORT ZQMDatabase {
   static bool saveObject(const std::optional<R>& record) {
     return record && saveObject<Type>(*record);
   }
-  // A plain value; an absent one writes nothing. Throws for a list, whose elements would have to
-  // be records.
+  // Saves a plain value; an absent one writes nothing. Throws for a non-empty list, since the
+  // elements of a list must be records.
   template <class Type>
   static bool saveObject(const Value& plain) {
     const RecursiveMutexLock lock(storeLock());
     return save<Type>(requireNoElements(plain)).isDone;
   }
-  // `saveObject` for those who report what it met.
+  // Like `saveObject`, but also returns the name of a damaged file that was kept.
   template <class Type>
   static Saved saveRecord(const ZQMObjectModel& record) {
     const RecursiveMutexLock lock(storeLock());
     return save<Type>(record.toDictionary());
   }
 
-  // None as well where the file cannot be read at the moment.
+  // Returns std::monostate also if the file cannot be read at the moment.
   template <class Type>
   static Stored<Type> readObject() {
     const RecursiveMutexLock lock(storeLock());
@@ -105,14 +105,14 @@ class ZQM_EXPORT ZQMDatabase {
     }
   }
 
-  // The one record, or none when there is no file or it holds something else.
+  // Returns the record, or std::nullopt if there is no readable file or it holds something else.
   template <class Type>
   static std::optional<Type> readRecord() {
     return oneOf(readObject<Type>());
   }
 
-  // The same, and why there is none: who changes a record writes nothing over one that cannot be
-  // read at the moment. A file that a power cut left blank was never written.
+  // Like `readRecord`, but also returns why there is no record: one that cannot be read at the
+  // moment must not be overwritten. A file that a power loss left empty or all zeros is `none`.
   template <class Type>
   requires(!BringsFile<Type>) static Found<Type> findRecord() {
     const RecursiveMutexLock lock(storeLock());
@@ -134,13 +134,13 @@ class ZQM_EXPORT ZQMDatabase {
     }
   }
 
-  // Writes a side copy to the application's documents; whether that worked is not told.
+  // Writes a copy to the application's documents directory. Failures are ignored.
   static void saveToDocuments(const Value& value, std::string_view name);
 
  private:
   struct Reading {
     FileState state;
-    // Absent but for a sound file.
+    // Absent unless `state` is `sound`.
     Value root = {};
   };
 
@@ -160,7 +160,7 @@ class ZQM_EXPORT ZQMDatabase {
   static std::optional<std::string> moveAside(const std::string& path);
   static Value requireNoElements(const Value& plain);
 
-  // None where there is no container.
+  // Returns std::nullopt if there is no container.
   static std::optional<std::string> pathOf(std::string_view className);
 
   template <class Type>

@@ -1,4 +1,4 @@
-// What all records share: the abstract operations and JSON.
+// The base of all records: the abstract operations and JSON.
 #include "zqm/model/ZQMObjectModel.h"
 
 #include "zqm/base/Exception.h"
@@ -27,7 +27,7 @@ std::optional<ZQMObjectModel> ZQMObjectModel::initWithDictionary(const Value&) {
 
 std::string ZQMObjectModel::toStringJson() const {
   const Dictionary dictionary = toDictionary();
-  // The two failures are told apart on purpose: nothing to write, and something unwritable.
+  // Callers can tell the two failures apart: nothing to write, and not representable in JSON.
   if (dictionary.empty()) return "ERROR";
   const JsonWriting json = writeJson(dictionary);
   return json.error ? "" : json.text;

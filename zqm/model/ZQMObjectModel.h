@@ -12,14 +12,14 @@ class ZQM_EXPORT ZQMObjectModel {
  public:
   virtual ~ZQMObjectModel();
 
-  // The record's fields under their names, absent ones left out. The base's throws.
+  // Returns the present fields under their names. The base class throws.
   virtual Dictionary toDictionary() const;
 
-  // Every record has its own; the base's throws.
+  // Every record class has its own; the base class throws.
   static std::optional<ZQMObjectModel> initWithDictionary(const Value& dictionary);
 
-  // Compact JSON of `toDictionary`; "ERROR" for a record without any value, "" for one that holds
-  // what JSON cannot.
+  // Returns `toDictionary` as compact JSON, "ERROR" if no field is present, or "" if JSON cannot
+  // represent a value.
   std::string toStringJson() const;
 
  protected:
@@ -28,7 +28,7 @@ class ZQM_EXPORT ZQMObjectModel {
   ZQMObjectModel& operator=(const ZQMObjectModel&) = default;
 };
 
-// Compact JSON bytes; what JSON cannot hold is reported and gives none.
+// Returns compact JSON. If JSON cannot represent a value, reports that and returns std::nullopt.
 ZQM_EXPORT std::optional<Bytes> toData(const Dictionary& dictionary);
 ZQM_EXPORT std::optional<Bytes> toData(const List& list);
 

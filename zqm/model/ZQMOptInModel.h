@@ -1,4 +1,4 @@
-// ZQMOptInModel: one consent decision, in the shape that all kit modules share.
+// ZQMOptInModel: one consent decision, in the form that all kit modules share.
 #pragma once
 
 #include <utility>
@@ -7,20 +7,20 @@
 
 namespace zqm {
 
-// The library itself neither makes nor stores one.
+// The library itself neither creates nor stores one.
 class ZQM_EXPORT ZQMOptInModel : public Record<ZQMOptInModel> {
  public:
   static constexpr std::string_view kClassName = "ZQMOptInModel";
 
-  // What was asked for, whether it was granted, at which level, and when.
+  // The kind of consent, whether it was granted, at which level, and when.
   Text type;
   bool permission = false;
   Text level;
   std::optional<Date> date;
-  // The library's version at that time; only a caller sets it.
+  // The library's version at that time, set only by callers.
   Text sdkVersion;
 
-  // The name is spelled so: kit modules call it.
+  // The misspelled name is kept because kit modules call it.
   static ZQMOptInModel initWitType(Text type, bool permission, Text level,
                                    std::optional<Date> date) {
     ZQMOptInModel model;

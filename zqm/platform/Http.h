@@ -1,4 +1,4 @@
-// What the library asks of an HTTP transport.
+// The interface of an HTTP transport.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@ namespace zqm {
 struct HttpHeader {
   std::string name;
   std::string value;
-  // Identity headers are not repeated to another origin (scheme, host, port) after a redirect.
+  // If true, the header is dropped when a redirect leads to another origin (scheme, host, port).
   bool identity = false;
 };
 
@@ -28,9 +28,10 @@ struct HttpRequest {
 struct HttpResponse {
   std::int32_t status = 0;
   std::vector<HttpHeader> headers;
-  // The address that answered, after redirects.
+  // The URL that was requested last, after redirects.
   std::string url;
-  // What the server would call the content; only a last path component, never empty.
+  // The file name the server suggests (Content-Disposition, else the end of the URL's path). A
+  // single path component, never empty.
   std::optional<std::string> suggestedFileName;
 };
 
@@ -44,23 +45,24 @@ struct HttpExchange {
 // The outcome of a download: a response with the body in a temporary file, or an error.
 struct HttpDownload {
   std::optional<HttpResponse> response;
-  // Removed when the completion returns.
+  // Deleted when the completion returns.
   std::string temporaryPath;
   std::optional<Error> error;
 };
 
-// Every exchange is ephemeral: no cookies, cache or credentials outlive it. Only http and https,
-// certificates verified, up to 16 redirects, never from https to http.
+// Every exchange is ephemeral: no cookies, cache or credentials outlive it. Only http and https;
+// certificates are verified; at most 16 redirects, never from https to http.
 class Http {
  public:
   virtual ~Http() = default;
 
-  // Returns at once. The completion runs once, on a thread of the transport's own, where it may
-  // block; a request that cannot be sent completes with an error (domain "RequestException",
-  // negative code). The whole exchange is bound to 60 seconds, a body to 16 MiB.
+  // Returns at once. Calls `completion` once, on a thread of the transport, where it may block;
+  // without memory it may be destroyed uncalled. A request that cannot be sent completes with an
+  // error (domain "RequestException", negative code). Limits: 60 seconds, and 16 MiB for the body.
   virtual void send(HttpRequest request, std::function<void(HttpExchange)> completion) = 0;
 
-  // The same, but of any size, and 60 seconds without progress end it.
+  // Like `send`, but the body goes to a file, has no size limit, and the exchange fails after 60
+  // seconds without progress.
   virtual void download(HttpRequest request, std::function<void(HttpDownload)> completion) = 0;
 };
 

@@ -1,5 +1,4 @@
-// Journals: growing files of which each belongs to one process, and which others find when that
-// process is gone.
+// Journals: growing files, each owned by one process. Others find them after its end.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +12,9 @@
 
 namespace zqm {
 
-// A file that is this process's own: by an exclusive lock on it that the system releases at the end
-// of the process, however it ends. Destroyed, it lets go of the lock, and a file that has no name
-// yet vanishes. One thread at a time, except for `sync`. In a forked child every function fails.
+// A file that this process owns through an exclusive lock, which the system releases when the
+// process ends, however it ends. The destructor releases the lock and deletes a file without a
+// name. Not thread-safe, except for `sync`. In a forked child every function fails.
 class JournalFile {
  public:
   virtual ~JournalFile() = default;
@@ -23,26 +22,25 @@ class JournalFile {
   virtual std::optional<Bytes> read() = 0;
 
   enum class Append { done, failed, lost };
-  // What was appended survives the end of the process. Failed: a part of it may stand at the end.
-  // Lost: nothing was written, since the file has no name any more, another size than it was left
-  // with, or its descriptor was closed. That it was moved away may be noticed a second later.
+  // done: the piece survives the end of the process. failed: a part of it may be at the end of the
+  // file. lost: nothing was written, because the file has no name any more, its size has changed,
+  // or its descriptor was closed. It may take a second until a move of the file is noticed.
   virtual Append append(std::string_view piece) = 0;
-  // Drops what stands behind the first `size` bytes, such as the rest of a failed append.
+  // Cuts the file to `size` bytes, for example to drop the rest of a failed append.
   virtual bool cut(std::uint64_t size) = 0;
-  // Afterwards the content survives a power cut.
+  // After success the content survives a power loss.
   virtual bool sync() = 0;
 
-  // Gives the file this name, in place of the one it has, if any. False where something has that
-  // name, or it cannot be given.
+  // Renames the file, or gives a new file its first name. Returns false if `path` exists or the
+  // name cannot be given.
   virtual bool takeName(const std::string& path) = 0;
-  // Gives a new file the name of `old`. False where that name is not the old file's any more, or
-  // the old file not this process's.
+  // Gives a new file the name of `old`, which it replaces. Returns false if that name no longer
+  // belongs to `old`, or `old` no longer belongs to this process.
   virtual bool replace(JournalFile& old) = 0;
-  // A second name, in the place of whatever has it. False where that cannot be, as on another file
-  // system.
+  // Adds a second name, replacing any file there. Returns false if that fails, for example on
+  // another file system.
   virtual bool addName(const std::string& path) = 0;
-  // Takes the file's name away. False where that name is not this file's any more, or cannot be
-  // taken away.
+  // Removes the file's name. Returns false on failure or if the name is not this file's any more.
   virtual bool removeName() = 0;
 };
 
@@ -51,36 +49,35 @@ class Journals {
   virtual ~Journals() = default;
 
   enum class Turn { ours, others, noLocks };
-  // The turn to look at a directory, which one process has at a time, as long as `token` lives.
-  // Waits for nobody. Without locks everybody has it.
+  // Takes the turn to look at a directory, which one process has at a time, until `token` is
+  // destroyed. Never waits. On a file system without locks every process has the turn.
   virtual Turn takeTurn(const std::string& directory, std::shared_ptr<void>& token) = 0;
 
-  // The names in a directory, in no order.
+  // Returns the names in a directory, in no particular order.
   virtual std::vector<std::string> names(const std::string& directory) = 0;
 
   enum class Access { owned, taken, none, unreadable };
   struct Opened {
     Access access = Access::unreadable;
-    // Where it is owned.
+    // Set if `access` is owned.
     std::unique_ptr<JournalFile> file;
-    // Where it is unreadable: the system's reason.
+    // The system's reason if `access` is unreadable.
     std::string reason;
   };
-  // A regular file, without following a link, and its lock; without `locks` it counts as owned.
+  // Opens a regular file, without following a link, and locks it. Without `locks` it is only opened
+  // and treated as owned.
   virtual Opened open(const std::string& path, bool locks) = 0;
 
-  // What a file begins with, whoever owns it: at most 64 KiB; empty where it cannot be
-  // read.
+  // Returns the first bytes of a file, at most 64 KiB, whoever owns it; empty if it cannot be read.
   virtual Bytes begin(const std::string& path) = 0;
 
-  // An empty file in that directory, owned, without a name that others look for. Null where that
-  // cannot be.
+  // Creates an owned, empty file under a name that others ignore. Returns null on failure.
   virtual std::unique_ptr<JournalFile> create(const std::string& directory, bool locks) = 0;
 
-  // Afterwards names given and removed in the directory survive a power cut.
+  // After success, names given and removed in the directory survive a power loss.
   virtual bool sync(const std::string& directory) = 0;
 
-  // Another number in a forked child, whose parent's journals are not its own.
+  // Returns another number in a forked child, to which the parent's journals do not belong.
   virtual std::uint64_t generation() = 0;
 };
 

@@ -1,4 +1,4 @@
-// What the library asks of a reachability service.
+// The interface of a reachability service.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ inline constexpr std::uint32_t kIsDirect = 0x20000;
 inline constexpr std::uint32_t kIsWwan = 0x40000;
 }  // namespace reachability
 
-// An IPv4 address (4 bytes) or an IPv6 address (16 bytes) in network order; 0.0.0.0 stands for
+// An IPv4 address (4 bytes) or an IPv6 address (16 bytes) in network byte order. 0.0.0.0 stands for
 // any host of the internet.
 struct SocketAddress {
   bool isIpv6 = false;
@@ -46,16 +46,16 @@ class Network {
  public:
   virtual ~Network() = default;
 
-  // Whether a target could be watched at all; a host name must not be empty.
+  // Returns whether the target can be watched. An empty host name cannot.
   virtual bool accepts(const NetworkTarget& target) = 0;
 
-  // The flag word for the target, or none when it cannot be read. Sends nothing, resolves no
-  // name, and answers in well under a millisecond.
+  // Returns the flags of the target, or std::nullopt if they cannot be read. Sends nothing,
+  // resolves no name, and takes well under a millisecond.
   virtual std::optional<std::uint32_t> flags(const NetworkTarget& target) = 0;
 
-  // Calls `changed` with the flag word after each change of it, one call at a time, on a thread
-  // of the service, until the returned token is destroyed; that waits for no call under way.
-  // A null token means that the service refused.
+  // Calls `changed` with the new flags after each change, one call at a time, on a thread of the
+  // service. Destroying the returned token ends this; it does not wait for a call in progress.
+  // Returns null if the service refuses.
   virtual std::shared_ptr<void> watch(const NetworkTarget& target,
                                       std::function<void(std::uint32_t)> changed) = 0;
 };

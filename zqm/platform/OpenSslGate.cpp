@@ -1,4 +1,4 @@
-// Who is inside OpenSSL, and the exit handlers that wait for them.
+// Counts the threads inside OpenSSL; exit handlers wait for them.
 #include "zqm/platform/OpenSslGate.h"
 
 #include <openssl/crypto.h>
@@ -16,7 +16,7 @@
 namespace zqm {
 namespace {
 
-// Trivial, so that they can still be read while the process exits.
+// Trivially destructible, so that they can still be read while the process exits.
 thread_local std::size_t depth = 0;
 thread_local bool exiting = false;
 
@@ -25,7 +25,7 @@ struct Gate {
   Condition changed;
   std::size_t inside ZQM_GUARDED_BY(mutex) = 0;
   bool closed ZQM_GUARDED_BY(mutex) = false;
-  // Whether OpenSSL could be initialised, by the first who was inside.
+  // Whether OpenSSL could be initialised; set by the first thread inside.
   Lazy<bool> openSsl;
   const pid_t process = getpid();
 };
@@ -50,10 +50,10 @@ void closeForGood() {
 // the threads inside as soon as it begins.
 bool registerExit() { return std::atexit(closeForGood) == 0; }
 
-// OpenSSL calls its own list of handlers before it tears anything down, at exit and when the host
-// asks for that. Ours is in it before there is anything to tear down, for an exit during this
-// initialisation and for such hosts. It cannot be taken back, hence the pin. False when OpenSSL has
-// been torn down already.
+// OpenSSL calls the handlers of its own list before it tears anything down, at exit and in
+// OPENSSL_cleanup. Ours is added before the initialisation, for an exit during that and for hosts
+// that call OPENSSL_cleanup. It cannot be removed again, hence the pin. Returns false if OpenSSL
+// has already been torn down.
 bool initialiseOpenSsl() {
   pinThisLibrary();
   if (OPENSSL_atexit(closeForGood) != 1) throw std::bad_alloc();
@@ -81,12 +81,12 @@ void leave() {
   if (gate.closed) gate.changed.notifyAll();
 }
 
-// Refuses the thread that finds out, which may be the exiting one, and lets nobody in any more.
+// Refuses the calling thread, which may be the exiting one, and closes the gate for the others.
 void closeUnopened() {
   leave();
   Gate& gate = theGate();
   const MutexLock lock(gate.mutex);
-  // The exit has come first, on another thread.
+  // Another thread began the exit first.
   while (gate.closed) gate.changed.wait(gate.mutex);
   gate.closed = exiting = true;
 }

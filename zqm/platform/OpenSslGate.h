@@ -1,14 +1,13 @@
-// The one gate in front of OpenSSL, which is torn down at exit under the threads that still run.
+// The gate in front of OpenSSL, which is torn down at exit while other threads still run.
 #pragma once
 
 namespace zqm {
 
-// Stand inside one around every call into OpenSSL, direct or through a library that uses it.
-// Any number of threads are inside at once, and a thread may enter again. When the process exits,
-// the gate waits until the others have left, then stays closed for ever: whoever comes later
-// blocks for ever, except the exiting thread itself, which is refused. So nothing that can wait
-// for long belongs inside (a poll, a callback of the host), and nobody enters holding a lock that
-// an exit handler could want.
+// Construct one on the stack around every call into OpenSSL, direct or indirect. Any number of
+// threads may be inside at once, and a thread may enter again. At exit the gate waits until the
+// other threads have left, then stays closed. Threads that enter later block for ever; the exiting
+// thread itself is refused. Therefore never wait inside (poll, host callback), and never enter
+// while holding a lock that an exit handler may take.
 class OpenSslGate {
  public:
   OpenSslGate();
@@ -16,12 +15,13 @@ class OpenSslGate {
   OpenSslGate(const OpenSslGate&) = delete;
   OpenSslGate& operator=(const OpenSslGate&) = delete;
 
-  // Closes the gate at exit, even where nobody has been inside: from then on no thread may begin to
-  // load or initialise anything, beside the destructors of libraries. Before the library's first
-  // thread starts.
+  // Closes the gate at exit even if no thread has entered it: during the exit no thread may begin
+  // to load or initialise anything, because the destructors of libraries run. Call this before the
+  // library's first thread starts.
   static void closeAtExit();
 
-  // False only for the exiting thread at the closed gate: OpenSSL must not be called any more.
+  // False if OpenSSL must not be called any more: on the exiting thread after the gate has closed,
+  // or on the thread that finds OpenSSL already torn down.
   explicit operator bool() const { return entered_; }
 
  private:

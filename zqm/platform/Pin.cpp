@@ -1,4 +1,4 @@
-// The loader's own count, raised for good.
+// Pins by opening the library once more with RTLD_NODELETE.
 #include "zqm/platform/Pin.h"
 
 #include <dlfcn.h>

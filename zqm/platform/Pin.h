@@ -1,11 +1,11 @@
-// Keeps the code of this library where it is.
+// Keeps the code of this library loaded.
 #pragma once
 
 namespace zqm {
 
-// The shared library or the plugin that this code stands in is not unloaded any more, whatever the
-// host closes; a program never is. Waits for the system's loader, so not for the host's thread. Not
-// while libraries are being torn down at exit: the loader would initialise them once more.
+// Pins the shared library or plugin that contains this code: it is never unloaded, whatever the
+// host closes. Waits for the dynamic loader's lock, so do not call this on the host's thread, nor
+// while libraries are torn down at exit: the loader would initialise them again.
 void pinThisLibrary();
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// The current Process, its instances and the count of its work.
+// The current Process, its instances and the number of its wrappers.
 #include "zqm/platform/Process.h"
 
 #include "zqm/platform/OpenSslGate.h"
@@ -8,7 +8,7 @@ namespace {
 
 thread_local Process* threadProcess = nullptr;
 
-// Never destroyed: threads of the library may still run while the process ends.
+// Never destroyed: threads of the library may still run while the process exits.
 struct Default {
   Mutex mutex;
   std::function<Platform()> makePlatform ZQM_GUARDED_BY(mutex);
@@ -40,7 +40,7 @@ Process::~Process() {
     for (auto& each : made_) each = nullptr;
   }
   while (!made.empty()) made.pop_back();
-  // What a notifier let through while it was being stopped.
+  // For the callbacks that a notifier began while it was being stopped.
   drain();
 }
 
@@ -75,7 +75,7 @@ std::shared_ptr<void> Process::beginWork() {
     const MutexLock lock(mutex_);
     ++work_;
   }
-  // Should there be no memory for the token, its end is called at once.
+  // Without memory for the token, shared_ptr calls this deleter at once.
   return {nullptr, [this](void*) {
             const MutexLock lock(mutex_);
             if (--work_ == 0) idle_.notifyAll();

@@ -18,24 +18,24 @@ namespace zqm {
 class ZQM_EXPORT Process {
  public:
   explicit Process(Platform platform);
-  // Makes its platform on the first thread that needs it, which at a start is not the host's.
+  // The platform is created on first use, which during a start is on a thread of the library.
   explicit Process(std::function<Platform()> makePlatform);
-  // Waits for the work under way, then destroys the shared instances, last made first.
+  // Waits like `drain`, then destroys the shared instances in reverse order of their creation.
   ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  // The calling thread's: the one that started it or that a Scope put there, otherwise the
-  // default one, which is made on first use and never destroyed.
+  // Returns the Process of the calling thread: the one set by the innermost Scope, else the default
+  // Process, which is created on first use and never destroyed.
   static Process& current();
 
-  // Replaces the platform that the default Process will make. False, without effect, when there is
-  // a default Process already.
+  // Sets the factory of the default Process's platform. Returns false, without effect, if the
+  // default Process already exists.
   static bool setDefaultPlatform(std::function<Platform()> makePlatform);
 
   const Platform& platform() const;
 
-  // Makes a Process the calling thread's for a scope.
+  // Makes `process` the calling thread's Process during the scope.
   class ZQM_EXPORT Scope {
    public:
     explicit Scope(Process& process);
@@ -47,22 +47,23 @@ class ZQM_EXPORT Process {
     Process* before_;
   };
 
-  // Wraps a callable that another thread will call: it runs with this Process as its current one,
-  // and counts as work under way until the wrapper is gone.
+  // Wraps a function for a call on another thread. During the call this Process is the current one,
+  // and `drain` waits until the wrapper has been destroyed. Example:
+  // `pool.submit(Process::current().bind(task))`.
   template <class Callable>
   auto bind(Callable callable);
 
-  // Blocks until no work is under way.
+  // Blocks until all wrappers made by `bind` have been destroyed.
   void drain();
 
-  // A number for `instance`, from 1 on; no two are the same.
+  // Returns an unused slot number for `instance`, starting at 1.
   static std::size_t newSlot();
 
-  // The instance that belongs to a slot, made by `make` on first use. Instances may use each other
-  // while they are made, but not in a circle.
+  // Returns the instance of a slot, created by `make` on first use. Instances may use each other
+  // during their creation, but not in a cycle.
   void* instance(std::size_t slot, const std::function<std::shared_ptr<void>()>& make);
 
-  // The same, or null where it has not been made or the slot's number is a large one.
+  // Lock-free fast path of `instance`: null if it does not exist yet, or for slots from 64 on.
   void* madeInstance(std::size_t slot) const {
     return slot < made_.size() ? made_[slot].load(std::memory_order_acquire) : nullptr;
   }
@@ -80,11 +81,11 @@ class ZQM_EXPORT Process {
   std::size_t work_ ZQM_GUARDED_BY(mutex_) = 0;
   std::map<std::size_t, Slot> slots_ ZQM_GUARDED_BY(mutex_);
   std::vector<std::shared_ptr<void>> inOrder_ ZQM_GUARDED_BY(mutex_);
-  // Spares most look-ups the lock.
+  // Spares most lookups the lock.
   std::array<std::atomic<void*>, 64> made_{};
 };
 
-// One T in each Process, made on first use. Declare it at namespace or class scope.
+// One T for each Process, created on first use. Declare it at namespace or class scope.
 template <class T>
 class PerProcess {
  public:
@@ -115,7 +116,7 @@ class PerProcess {
 
 template <class Callable>
 auto Process::bind(Callable callable) {
-  // The token is destroyed last, after what the callable holds.
+  // The token is destroyed last, after the callable and its captures.
   struct Bound {
     std::shared_ptr<void> token;
     Callable callable;
@@ -127,7 +128,7 @@ auto Process::bind(Callable callable) {
   };
 }
 
-// The platform of the current Process.
+// Returns the platform of the current Process.
 inline const Platform& platform() { return Process::current().platform(); }
 
 }  // namespace zqm

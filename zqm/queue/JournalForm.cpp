@@ -1,4 +1,4 @@
-// One frame for each change, its payload a CBOR list that begins with the kind of change.
+// One frame for each change; its payload is a CBOR sequence that begins with the kind of change.
 #include "zqm/queue/JournalForm.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ std::string& putKind(std::string& out, Kind kind) {
   return out;
 }
 
-// An item's fields under their names, in a dictionary; absent ones are left out.
+// Writes the item's fields as a dictionary; absent ones are left out.
 void putFields(std::string& out, const ZQMQueueDataModel& item) {
   const auto forEachField = [&](const auto& visit) {
     ZQMQueueDataModel::fields(item, [&](std::string_view name, const auto& member) {
@@ -47,7 +47,7 @@ std::optional<std::uint64_t> takeNumber(std::string_view& payload) {
   return number && *number >= 0 ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
 }
 
-// Calls `take` with each number; whether there is nothing else.
+// Calls `take` with each number. Returns false if the payload contains anything else.
 template <class Take>
 bool takeNumbers(std::string_view payload, const Take& take) {
   while (!payload.empty()) {
@@ -68,12 +68,12 @@ std::optional<JournalItem> itemIn(std::string_view payload, std::size_t size) {
                      *key, size};
 }
 
-// Follows the changes of a file from one frame to the next.
+// Applies the frames of a file in their order.
 class Reader {
  public:
   explicit Reader(JournalContent& content) : content_(content) {}
 
-  // False for a frame that says nothing sensible.
+  // Returns false if the frame has no valid meaning.
   bool take(const Frame& frame, std::size_t at) {
     std::string_view payload = frame.payload;
     const auto kind = takeNumber(payload);
@@ -95,7 +95,7 @@ class Reader {
     return false;
   }
 
-  // Fills the content in with what is left.
+  // Completes the content.
   void finish(std::size_t sound) {
     std::ranges::sort(removed_);
     for (JournalItem& each : items_) {
@@ -106,7 +106,7 @@ class Reader {
   }
 
  private:
-  // Of a beginning that is not sensible to its end nothing counts, the ids before that end either.
+  // A first frame that is not valid to its end is ignored, with the ids before the fault.
   bool takeBegin(std::string_view payload, std::uint64_t file) {
     const auto form = takeNumber(payload);
     if (!form) return false;
@@ -115,7 +115,7 @@ class Reader {
     if (!isNewer && !takeNumbers(payload, [&](std::uint64_t id) { ids.push_back(id); })) {
       return false;
     }
-    // A set of millions that come in no order takes a microsecond for each.
+    // Sorted, because filling a set with millions of unsorted ids takes a microsecond for each.
     std::ranges::sort(ids);
     content_.state = isNewer ? JournalContent::State::newer : JournalContent::State::sound;
     content_.file = file;
@@ -133,7 +133,7 @@ class Reader {
     return true;
   }
 
-  // All of the keys or none.
+  // Takes all of the keys or none.
   bool takeRemoval(std::string_view payload) {
     const std::size_t before = removed_.size();
     if (takeNumbers(payload, [this](std::uint64_t key) { removed_.push_back(key); })) return true;

@@ -1,4 +1,4 @@
-// What the frames of the queue's journal say, written and read.
+// Writes and reads the frames of the queue's journal.
 #pragma once
 
 #include <cstdint>
@@ -12,21 +12,21 @@
 
 namespace zqm {
 
-// Each function that writes appends a frame to `out`. False, and `out` is as it was, where that
-// would be beyond what a frame can hold (4 GiB).
+// Each put function appends a frame to `out`. If that would exceed 4 GiB, the limit of a frame, it
+// returns false and leaves `out` as it was.
 
-// An item and what the journal knows of it.
+// An item with its place in a journal.
 struct JournalItem {
   ZQMQueueItems::Item item;
-  // One number for each occurrence in a journal; its own, since items may share an identity or have
-  // none.
+  // Unique for each occurrence in a journal. The journal's own number, since items may have equal
+  // identities or none.
   std::uint64_t key = 0;
-  // What its frame takes in the file.
+  // The size of its frame in the file.
   std::size_t size = 0;
 };
 
-// The first frame of a file: its form, and the ids of the files whose items it holds, as long as
-// these may still be there.
+// Writes the first frame of a file: its form, and the ids of adopted files, whose items this file
+// contains, for as long as those files may still exist.
 bool putBegin(std::string& out, std::uint64_t file, const std::set<std::uint64_t>& adopted);
 
 enum class End { tail, head };
@@ -35,18 +35,18 @@ bool putItem(std::string& out, std::uint64_t file, End end, JournalItem& item);
 
 bool putRemoval(std::string& out, std::uint64_t file, std::span<const std::uint64_t> keys);
 
-// The items of the file are the `count` ones that follow, and no others. They count only once all
-// of them are there.
+// Announces that the next `count` items replace all items of the file. A reader applies this only
+// if all of them are there.
 bool putReplacement(std::string& out, std::uint64_t file, std::uint64_t count);
 
 struct JournalContent {
   enum class State {
-    // To its end, or to where a power cut tore it.
+    // Valid to its end, or to where a power loss tore it.
     sound,
-    // Nothing was ever written, or a power cut took it.
+    // Nothing was ever written, or a power loss took it.
     blank,
     damaged,
-    // Of a later version of this library.
+    // Written by a later version of this library.
     newer,
   };
   State state = State::blank;
@@ -54,13 +54,13 @@ struct JournalContent {
   std::set<std::uint64_t> adopted;
   std::vector<JournalItem> items;
   std::uint64_t lastKey = 0;
-  // How many bytes are sound, and whether others stand behind them.
+  // The number of valid bytes, and whether others follow them.
   std::size_t size = 0;
   bool hasRest = false;
 };
 
-// Of a damaged file, what stands before the damage. Time and memory in proportion to the bytes,
-// whatever they are.
+// Reads a file; of a damaged one, the content before the damage. Time and memory are proportional
+// to the size of the file, whatever it contains.
 JournalContent readJournal(std::string_view file);
 
 }  // namespace zqm

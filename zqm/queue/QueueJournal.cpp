@@ -1,4 +1,4 @@
-// The changes of the queue: in memory, and as frames of the file.
+// Changes of the queue, in memory and as frames of the file.
 #include "zqm/queue/QueueJournal.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace {
 
 PerProcess<QueueJournal> shared;
 
-// The class of the record that these files hold.
+// The class of the record in these files.
 constexpr std::string_view kClassName = "ZQMQueueModel";
 constexpr std::string_view kSuffix = ".plist";
 
@@ -66,7 +66,7 @@ QueueJournal::~QueueJournal() {
   const MutexLock lock(mutex_);
   isClosing_ = true;
   changed_.notifyAll();
-  // A forked child has not got the thread.
+  // A forked child does not have the thread.
   const bool isParent = generation_ == platform_.journals->generation();
   const bool hasWork = isIncomplete() || isUnsynced_ || copyIsDue_;
   if (isParent && hasWork && !isRunning_) {
@@ -93,14 +93,14 @@ void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent conten
     items.push_back(std::move(each));
   }
   std::shared_ptr<JournalFile> held = std::move(file);
-  // Nothing throws from here on: all of the file or nothing.
+  // Nothing throws from here on, so the file is taken completely or not at all.
   loaded_ += items.size();
   items_.swap(items);
   live_ = live;
   bytes_ = bytes;
   ++version_;
   lastKey_ = std::max(lastKey_, content.lastKey);
-  // What a power cut left behind the sound frames.
+  // Cuts off what a power loss left behind the valid frames.
   mustRewrite_ = content.hasRest && !held->cut(content.size);
   file_.swap(held);
   id_ = content.file;
@@ -108,7 +108,7 @@ void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent conten
   adopted_.swap(content.adopted);
 }
 
-// The parent's items are the parent's to deliver, and so is its file.
+// The parent delivers its own items, and its file is not the child's.
 void QueueJournal::startAnewInChild() {
   const std::uint64_t generation = platform_.journals->generation();
   if (generation == generation_) return;
@@ -192,8 +192,8 @@ void QueueJournal::release() {
   isReleased_ = true;
 }
 
-// The memory has changed already, so nothing may go wrong here: what cannot be written now is
-// written later.
+// The memory has already changed, so nothing may fail here: what cannot be written now is written
+// later.
 void QueueJournal::finishChange(std::string frames) noexcept {
   ++version_;
   const bool wasUrgent = isIncomplete() || isLarge();
@@ -211,7 +211,7 @@ void QueueJournal::finishChange(std::string frames) noexcept {
   });
 }
 
-// These items, in place of those in the file, and how many bytes they take.
+// Makes frames that replace the items in the file, and sets `size` to the size of the items'.
 std::string QueueJournal::replacementBy(std::deque<JournalItem>& next, std::uint64_t& size) {
   std::string items;
   std::uint64_t count = 0;
@@ -235,7 +235,7 @@ void QueueJournal::write(const std::string& frames) {
   } else if (!mustRewrite_) {
     append(frames);
   }
-  // The file's frames may then as well be written anew.
+  // Then rewriting the file costs no more.
   if (missing_.size() > live_) mustRewrite_ = true;
   if (mustRewrite_) missing_ = {};
   if (file_ && !copyIsName_ && !copyIsDue_) addCopy();
@@ -257,7 +257,7 @@ void QueueJournal::append(const std::string& frames) {
   }
 }
 
-// With all items, before anybody can see it. Without a container, the next change asks for one
+// Writes all items before others can see the file. Without a container, the next change tries
 // again.
 void QueueJournal::create() {
   const auto directory = queueDirectory();
@@ -281,7 +281,7 @@ bool QueueJournal::createIn(const std::string& directory) {
   return true;
 }
 
-// Nobody looks for other names where there are no locks.
+// Without locks no process looks for other names.
 bool QueueJournal::takeName(JournalFile& file, const std::string& directory) {
   if (file.takeName(firstQueueFile(directory))) return true;
   if (!hasLocks_) return false;
@@ -292,7 +292,7 @@ bool QueueJournal::takeName(JournalFile& file, const std::string& directory) {
   return file.takeName(directory + "/" + name);
 }
 
-// Where the copy is on another file system, the thread writes it.
+// If the copy is on another file system, the thread writes it.
 void QueueJournal::addCopy() {
   const std::string path = copyPath(platform_);
   copyIsName_ = !path.empty() && file_->addName(path);
@@ -304,7 +304,7 @@ bool QueueJournal::saveFile(const std::vector<Item>& items) {
     replace(items);
     return file_ && !isIncomplete();
   }
-  // The memory stays the truth.
+  // The items in memory stay authoritative.
   startAnewInChild();
   if (!file_) create();
   if (!file_) return false;

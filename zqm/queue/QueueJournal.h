@@ -18,51 +18,51 @@
 
 namespace zqm {
 
-// The memory is the truth. A change writes one frame to the file, on the caller's thread; all else
-// (syncing within a second, compaction, and writing what a full disk refused) is done by one thread
-// that leaves when there is nothing to do. docs/architecture.md tells form, ownership and failures.
+// The items in memory are authoritative. A change writes one frame to the file, on the caller's
+// thread. One thread, which exits when idle, does the rest: syncing within a second, compaction,
+// and writing what a full disk refused. See docs/architecture.md for form, ownership and failures.
 class QueueJournal {
  public:
   using Item = ZQMQueueItems::Item;
 
   static QueueJournal& sharedInstance();
 
-  // Takes over the file with the first name in the container, if nobody holds it and it is sound.
+  // Takes over the file with the first name if it is valid, not locked and not adopted by another.
   QueueJournal();
-  // Brings what is left to the disk, as far as that works, and lets go of the file.
+  // Writes and syncs what is left, as far as possible, and releases the file.
   ~QueueJournal();
   QueueJournal(const QueueJournal&) = delete;
   QueueJournal& operator=(const QueueJournal&) = delete;
 
-  // Held over each of the following, so that several can be one step.
+  // Hold it across each of the following functions, so that several calls can be one step.
   Mutex& mutex() ZQM_RETURNS(mutex_) { return mutex_; }
 
-  // From here on the items are the truth, and no longer what the file holds.
+  // From here on the items in memory are authoritative, no longer the file.
   void attach() ZQM_REQUIRES(mutex_);
   bool hasFile() const ZQM_REQUIRES(mutex_) { return file_ != nullptr; }
 
   const std::deque<JournalItem>& items() const ZQM_REQUIRES(mutex_) { return items_; }
-  // Another number after each change.
+  // Changes with each change of the items.
   std::uint64_t version() const ZQM_REQUIRES(mutex_) { return version_; }
-  // Of the items' bodies, urls and methods.
+  // The size of the items' bodies, URLs and methods.
   std::size_t bytes() const ZQM_REQUIRES(mutex_) { return bytes_; }
-  // How many items were found in files so far.
+  // The number of items found in files so far.
   std::uint64_t loaded() const ZQM_REQUIRES(mutex_) { return loaded_; }
 
-  // A prioritised item before all others, another one behind them.
+  // Puts a prioritised item before all others, an ordinary one behind them.
   void add(const Item& item) ZQM_REQUIRES(mutex_);
-  // How many occurrences of this very object were there.
+  // Removes every occurrence of this object and returns their number.
   std::size_t remove(const Item& item) ZQM_REQUIRES(mutex_);
-  // These items and no others; one may stand there twice.
+  // Replaces all items. An item may occur twice.
   void replace(const std::vector<Item>& items) ZQM_REQUIRES(mutex_);
-  // Empties the memory. Nothing touches the file until the next change, which replaces its items.
+  // Empties the memory. The file is unchanged until the next change, which replaces its items.
   void release() ZQM_REQUIRES(mutex_);
 
-  // Takes over or adopts what other processes have left in the container. Answers what is to be
-  // reported. Waits for the disk, not for another process.
+  // Takes over or adopts the files of processes that have ended. Returns the messages to report.
+  // Waits for the disk, but not for another process.
   std::vector<std::string> look() ZQM_EXCLUDES(mutex_);
 
-  // For the store: the file of this process or, where it has none, the one with the first name.
+  // For the store. They use this process's file or, if it has none, the one with the first name.
   bool saveFile(const std::vector<Item>& items) ZQM_EXCLUDES(mutex_);
   std::optional<std::vector<Item>> readFile() ZQM_EXCLUDES(mutex_);
   void removeFile() ZQM_EXCLUDES(mutex_);
@@ -72,7 +72,7 @@ class QueueJournal {
   struct Found;
   struct Draft;
 
-  // QueueJournal.cpp: the changes, and their frames.
+  // QueueJournal.cpp: changes and their frames.
   void hold(std::unique_ptr<JournalFile> file, JournalContent content) ZQM_REQUIRES(mutex_);
   void startAnewInChild() ZQM_REQUIRES(mutex_);
   void finishChange(std::string frames) noexcept ZQM_REQUIRES(mutex_);
@@ -85,7 +85,7 @@ class QueueJournal {
   std::string replacementBy(std::deque<JournalItem>& next, std::uint64_t& size)
       ZQM_REQUIRES(mutex_);
 
-  // QueueJournalWork.cpp: the thread, and writing the file anew.
+  // QueueJournalWork.cpp: the thread, and rewriting the file.
   enum class Task { retry, compact, sync, copy, leave };
   bool isIncomplete() const ZQM_REQUIRES(mutex_);
   bool isLarge() const ZQM_REQUIRES(mutex_);
@@ -103,7 +103,7 @@ class QueueJournal {
   bool catchUp(Draft& draft) ZQM_EXCLUDES(mutex_);
   bool swapIn(Draft& draft, const std::string& directory) ZQM_EXCLUDES(mutex_);
 
-  // QueueJournalLook.cpp: what other processes left.
+  // QueueJournalLook.cpp: the files of processes that have ended.
   void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, rewriting_);
   bool takeTurn(const std::string& directory, std::shared_ptr<void>& token) ZQM_REQUIRES(looking_)
       ZQM_EXCLUDES(mutex_);
@@ -117,8 +117,7 @@ class QueueJournal {
   const Platform& platform_ = platform();
   Process& process_ = Process::current();
 
-  // In this order: held over a look, while the file is written anew or taken over, and over a
-  // change.
+  // In lock order: held during a look, during a rewrite or take-over, and during a change.
   Mutex looking_;
   std::set<std::string> reported_ ZQM_GUARDED_BY(looking_);
   Mutex rewriting_;
@@ -128,35 +127,35 @@ class QueueJournal {
   std::size_t bytes_ ZQM_GUARDED_BY(mutex_) = 0;
   std::uint64_t loaded_ ZQM_GUARDED_BY(mutex_) = 0;
   std::uint64_t lastKey_ ZQM_GUARDED_BY(mutex_) = 0;
-  // Whether an item may stand there twice.
+  // Whether an item may occur twice.
   bool mayRepeat_ ZQM_GUARDED_BY(mutex_) = false;
   bool isAttached_ ZQM_GUARDED_BY(mutex_) = false;
   bool isReleased_ ZQM_GUARDED_BY(mutex_) = false;
 
-  // Null until the first change.
+  // Null until the process makes or takes over a file.
   std::shared_ptr<JournalFile> file_ ZQM_GUARDED_BY(mutex_);
   std::uint64_t id_ ZQM_GUARDED_BY(mutex_) = 0;
   std::uint64_t size_ ZQM_GUARDED_BY(mutex_) = 0;
-  // What the items' frames take of it.
+  // The size of the current items' frames in it.
   std::uint64_t live_ ZQM_GUARDED_BY(mutex_) = 0;
-  // Files whose items it holds and that may still be on the disk.
+  // Files whose items it contains and that may still be on the disk.
   std::set<std::uint64_t> adopted_ ZQM_GUARDED_BY(mutex_);
-  // Of these, those that could not be removed: nobody else may take them.
+  // Those that could not be removed; kept locked, so that no other process takes them.
   std::vector<std::shared_ptr<JournalFile>> unremoved_ ZQM_GUARDED_BY(mutex_);
   std::atomic<bool> hasLocks_ = true;
   std::uint64_t generation_ ZQM_GUARDED_BY(mutex_);
 
-  // What is not in the file: frames, or all items where it has to be written anew.
+  // What the file lacks: frames, or all items if it has to be rewritten.
   std::string missing_ ZQM_GUARDED_BY(mutex_);
   bool mustRewrite_ ZQM_GUARDED_BY(mutex_) = false;
-  // While the file is written anew: the frames since that began, unless that could not be kept.
+  // During a rewrite: the frames since its start, unless they could not be kept.
   bool isRecording_ ZQM_GUARDED_BY(mutex_) = false;
   bool lostRecord_ ZQM_GUARDED_BY(mutex_) = false;
   std::string since_ ZQM_GUARDED_BY(mutex_);
 
   bool isUnsynced_ ZQM_GUARDED_BY(mutex_) = false;
   bool nameIsUnsynced_ ZQM_GUARDED_BY(mutex_) = false;
-  // The copy in the documents: whether it is a second name of the file, and whether it is behind.
+  // The copy in the documents: whether it is a second name of the file, and whether it is outdated.
   bool copyIsName_ ZQM_GUARDED_BY(mutex_) = false;
   bool copyIsDue_ ZQM_GUARDED_BY(mutex_) = false;
   std::uint64_t copyVersion_ ZQM_GUARDED_BY(mutex_) = 0;
@@ -166,18 +165,17 @@ class QueueJournal {
   bool isWaiting_ ZQM_GUARDED_BY(mutex_) = false;
   bool isClosing_ ZQM_GUARDED_BY(mutex_) = false;
   bool hasTriedLast_ ZQM_GUARDED_BY(mutex_) = false;
-  // When the thread may sync, write the copy, and try again what failed; and how long it then
-  // waited.
+  // When the thread may sync, write the copy and retry; and the last pause before a retry.
   std::optional<Clock::time_point> syncAt_ ZQM_GUARDED_BY(mutex_);
   Clock::time_point copyAt_ ZQM_GUARDED_BY(mutex_);
   Clock::time_point retryAt_ ZQM_GUARDED_BY(mutex_);
   std::chrono::seconds pause_ ZQM_GUARDED_BY(mutex_){0};
 };
 
-// Of an item's body, url and method.
+// The size of an item's body, URL and method.
 std::size_t bytesOf(const ZQMQueueDataModel& item);
 
-// Where the queue's files are, and the first of their names; none without a container.
+// The directory of the queue's files (std::nullopt without a container), and their first name.
 std::optional<std::string> queueDirectory();
 std::string firstQueueFile(const std::string& directory);
 bool isQueueFileName(std::string_view name);

@@ -1,4 +1,4 @@
-// What processes that are gone have left in the container.
+// The files of processes that have ended.
 #include <algorithm>
 #include <utility>
 
@@ -10,7 +10,7 @@ namespace {
 
 std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
-// A damaged file would lose its rest.
+// Not a damaged file: the part after the damage would be lost.
 bool isWorthAdopting(const JournalContent& content) {
   return content.state == JournalContent::State::sound && !content.items.empty();
 }
@@ -23,7 +23,7 @@ struct QueueJournal::Found {
   JournalContent content;
 };
 
-// Not a file whose items another one has adopted: its adopter was killed before it could remove it.
+// Skips a file whose items another one has adopted: the adopter was killed before it removed it.
 void QueueJournal::load(const std::string& directory) {
   const MutexLock one(looking_);
   std::shared_ptr<void> turn;
@@ -39,8 +39,8 @@ void QueueJournal::load(const std::string& directory) {
   if (!std::ranges::any_of(queueFiles(directory), hasItsItems)) takeOver(own, directory);
 }
 
-// One file becomes this process's own, and the others are adopted; what has been adopted goes away.
-// Each is held by its lock meanwhile.
+// Takes over one file, adopts the others, and removes those that have been adopted. Each is locked
+// meanwhile.
 std::vector<std::string> QueueJournal::look() {
   const MutexLock one(looking_);
   std::vector<std::string> reports;
@@ -58,15 +58,16 @@ std::vector<std::string> QueueJournal::look() {
       left.push_back(&each);
     }
   }
-  // Without locks there is one name only, and what is not worth adopting gives it up first.
+  // Without locks there is one name only, so a file that is not worth adopting must give it up
+  // first.
   const bool givesNameUp = !hasLocks_ && !left.empty() && !isWorthAdopting(left.front()->content);
   bool isAllAway = !givesNameUp || putAway(left, reports);
   if (!adopt(left)) return reports;
   if (hasLocks_) away.insert(away.end(), left.begin(), left.end());
-  // Not before the file that holds their items has its name for certain.
+  // Not before the name of the file that contains their items is on the disk.
   if (!away.empty() && !platform_.journals->sync(*directory)) return reports;
   isAllAway = putAway(away, reports) && isAllAway;
-  // The ids go along until the files are gone from the disk.
+  // The ids are kept until the files are gone from the disk.
   if (!found.empty() && platform_.journals->sync(*directory) && isAllAway) {
     const MutexLock lock(mutex_);
     adopted_.clear();
@@ -84,7 +85,7 @@ bool QueueJournal::takeTurn(const std::string& directory, std::shared_ptr<void>&
   return !isReleased_;
 }
 
-// The first name first. Without locks there is no other.
+// The first name comes first. Without locks there is no other.
 std::vector<std::string> QueueJournal::queueFiles(const std::string& directory) {
   std::vector<std::string> paths;
   for (const std::string& name : platform_.journals->names(directory)) {
@@ -97,8 +98,8 @@ std::vector<std::string> QueueJournal::queueFiles(const std::string& directory) 
   return paths;
 }
 
-// Those that nobody owns, and the ids that any file names as adopted. Without locks nobody but this
-// process is taken to exist.
+// Returns the files that no process owns, and the ids that any file names as adopted. Without locks
+// this process is assumed to be the only one.
 std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& directory,
                                                          std::set<std::uint64_t>& adopted,
                                                          std::vector<std::string>& reports) {
@@ -128,8 +129,7 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
   return found;
 }
 
-// As it stands, nothing is copied: a chain of processes that live for a moment would otherwise
-// write the queue again and again.
+// Copies nothing: otherwise a chain of short-lived processes would write the queue again and again.
 bool QueueJournal::takeOver(Found& found, const std::string& directory) {
   const MutexLock one(rewriting_);
   const MutexLock lock(mutex_);
@@ -141,7 +141,7 @@ bool QueueJournal::takeOver(Found& found, const std::string& directory) {
   return true;
 }
 
-// Files without items are worth no new file, unless they tell of others.
+// Files without items need no new file, unless they name adopted ones.
 bool QueueJournal::adopt(const std::vector<Found*>& found) {
   Draft draft;
   bool tellsOfOthers = false;
@@ -158,8 +158,8 @@ bool QueueJournal::adopt(const std::vector<Found*>& found) {
   return !isWorthIt || rewrite(std::move(draft));
 }
 
-// Whether all are away. A damaged file is kept under a name that no look takes; one that stays is
-// held, so that nobody else takes it.
+// Returns whether all are removed. A damaged file is kept under a name that no look takes. One that
+// cannot be removed stays locked, so that no other process takes it.
 bool QueueJournal::putAway(const std::vector<Found*>& files, std::vector<std::string>& reports) {
   bool isAllAway = true;
   for (Found* const each : files) {

@@ -1,4 +1,4 @@
-// What is not the caller's to wait for: syncing, trying again, compaction, the copy.
+// Work that no caller waits for: syncing, retrying, compaction, the copy.
 #include <algorithm>
 
 #include "zqm/base/Exception.h"
@@ -9,15 +9,15 @@
 namespace zqm {
 namespace {
 
-// Changes that follow each other are synced together.
+// Changes in quick succession are synced together.
 constexpr std::chrono::milliseconds kSyncDelay{400};
-// Without changes, before a copy that is a file of its own is written.
+// The time without changes before the copy is written, if it is a separate file.
 constexpr std::chrono::seconds kCopyDelay{1};
 constexpr std::chrono::seconds kIdleTime{5};
 constexpr std::chrono::seconds kLongestPause{8};
-// A file may be this much larger than one and a half times its live content.
+// A file may exceed one and a half times its live content by this much.
 constexpr std::uint64_t kSlack = 32 << 10;
-// So much of a new file is put together before it is written.
+// A new file is written in pieces of this size.
 constexpr std::size_t kPiece = 1 << 20;
 
 }  // namespace
@@ -30,7 +30,7 @@ bool QueueJournal::isLarge() const {
   return !isReleased_ && file_ && size_ > live_ + live_ / 2 + kSlack;
 }
 
-// A system call only where the thread has slept, or has something urgent to do.
+// Notifying is a system call: only if the thread waits for a change, or if work is urgent.
 void QueueJournal::wake(bool isUrgent) {
   if (isRunning_) {
     if (isWaiting_ || isUrgent) changed_.notifyAll();
@@ -68,7 +68,7 @@ QueueJournal::Task QueueJournal::nextTask() {
     if (isIncomplete() || isLarge()) next = std::min(next, std::max(retryAt_, now));
     if (syncAt_) next = std::min(next, *syncAt_);
     if (copyIsDue_) next = std::min(next, std::max(copyAt_, now));
-    // A change that comes now has to be synced within a second.
+    // A change wakes the thread unless a sync is scheduled: it has to be synced within a second.
     isWaiting_ = !syncAt_;
     changed_.waitFor(mutex_, next - now);
     isWaiting_ = false;
@@ -79,10 +79,10 @@ QueueJournal::Task QueueJournal::nextTask() {
 }
 
 std::optional<QueueJournal::Task> QueueJournal::dueTask(Clock::time_point now) {
-  // Once more at the end, and no more than that.
+  // At the end one more attempt is made, and no further one.
   const bool mayRetry = isClosing_ ? !hasTriedLast_ : now >= retryAt_;
   if (isIncomplete() && mayRetry) return Task::retry;
-  // At the end, too: a chain of processes that live for a moment would let the file grow for ever.
+  // At the end, too: otherwise a chain of short-lived processes would let the file grow for ever.
   if (isLarge() && mayRetry) return Task::compact;
   if (syncAt_ && (isClosing_ || now >= *syncAt_)) return Task::sync;
   if (copyIsDue_ && (isClosing_ || now >= copyAt_)) return Task::copy;
@@ -95,10 +95,10 @@ void QueueJournal::retry() {
   bool isLast = false;
   {
     const MutexLock lock(mutex_);
-    // One that began before the end is not the one at the end.
+    // An attempt that began before the end is not the last one.
     isLast = isClosing_;
     if (!mustRewrite_ && !missing_.empty()) isDone = writeMissing();
-    // Also where the file turned out to be lost.
+    // Also if the file turned out to be lost.
     isWhole = !isDone && (mustRewrite_ || missing_.empty());
   }
   if (isWhole) isDone = rewrite({});
@@ -113,8 +113,8 @@ void QueueJournal::retry() {
   retryAt_ = Clock::now() + pause_;
 }
 
-// Behind what is there, after the rest of what failed was cut off: there may be room for this where
-// there is none for a second file.
+// Appends to the file, after cutting off the rest of what failed: there may be room for this but
+// not for a second file.
 bool QueueJournal::writeMissing() {
   if (!file_->cut(size_)) {
     mustRewrite_ = true;
@@ -135,7 +135,7 @@ bool QueueJournal::writeMissing() {
   return false;
 }
 
-// Not while the file is written anew: its successor would lack what is synced here.
+// Not during a rewrite: the new file would lack what is synced here.
 void QueueJournal::sync() {
   const MutexLock one(rewriting_);
   std::shared_ptr<JournalFile> file;
@@ -154,11 +154,11 @@ void QueueJournal::sync() {
   const MutexLock lock(mutex_);
   nameIsUnsynced_ |= !hasName;
   if (isSynced) return;
-  // What could not be brought to the disk is forgotten by the system.
+  // The system drops data that it could not write to the disk.
   if (file == file_ && !isReleased_) mustRewrite_ = true;
 }
 
-// The same content, whole: nothing reads it, and each change would cost as much again.
+// Written whole, not with each change: nothing reads it, and that would double the cost.
 void QueueJournal::renewCopy() {
   const auto documents = platform_.directories->documents();
   std::vector<JournalItem> items;
@@ -190,7 +190,7 @@ bool QueueJournal::rewrite(Draft draft) {
   return isDone;
 }
 
-// What was on the disk stays there at any moment: the new file is synced before it takes the old
+// What was on the disk stays there at every moment: the new file is synced before it takes the old
 // one's name, and nothing syncs the old one meanwhile.
 bool QueueJournal::rewriteAlone(Draft& draft) {
   const auto directory = queueDirectory();
@@ -216,7 +216,7 @@ bool QueueJournal::rewriteAlone(Draft& draft) {
   if (!swapIn(draft, *directory)) return false;
   const bool isSafe = platform_.journals->sync(*directory);
   const MutexLock lock(mutex_);
-  // Where the old file is still this process's, nobody else may take its items.
+  // If the old file still belongs to this process, no other process may take its items.
   if (draft.file && !(isSafe && draft.file->removeName())) {
     unremoved_.push_back(std::move(draft.file));
   }
@@ -255,8 +255,8 @@ bool QueueJournal::catchUp(Draft& draft) {
   return draft.file->sync();
 }
 
-// The last changes, the name and the memory in one step. These changes are not synced in the old
-// file either.
+// Writes the last changes, renames the file and changes the memory in one step. These changes are
+// not synced in the old file either.
 bool QueueJournal::swapIn(Draft& draft, const std::string& directory) {
   const MutexLock lock(mutex_);
   if (lostRecord_ || isReleased_) return false;
@@ -264,8 +264,8 @@ bool QueueJournal::swapIn(Draft& draft, const std::string& directory) {
   if (!since_.empty() && draft.file->append(since_) != JournalFile::Append::done) return false;
   draft.size += since_.size();
   unremoved_.reserve(unremoved_.size() + 1);
-  // Nothing may throw once the file has its name. Items that came meanwhile stay where the file has
-  // them: outside of the adopted ones.
+  // Nothing may throw once the file has its name. Later items stay outside the adopted ones, as in
+  // the file.
   std::deque<JournalItem> next = items_;
   const auto isNew = [&](const JournalItem& each, bool priority) {
     return each.key > draft.lastKey && each.item->priority == priority;

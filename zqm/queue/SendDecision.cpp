@@ -1,11 +1,11 @@
-// The hold-back of ordinary items away from Wi-Fi.
+// Holds ordinary items back while the device is not on Wi-Fi.
 #include "zqm/queue/SendDecision.h"
 
 #include "zqm/util/Date.h"
 
 namespace zqm {
 
-// The configured minutes before a retry have no say in it: a failed item may go with every run.
+// The configured minutes before a retry are ignored: a failed item may be sent in every run.
 SendDecision sendDecision(const SendFacts& facts) {
   if (facts.priority) return {true, SendReason::prioritised};
   if (facts.onWifi) return {true, SendReason::onWifi};

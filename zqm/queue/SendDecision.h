@@ -1,4 +1,4 @@
-// The decision whether a queued item may be sent now, and why: a function of facts alone.
+// Decides whether a queued item may be sent now, and why: a pure function of the facts.
 #pragma once
 
 #include <optional>
@@ -13,7 +13,7 @@ struct SendFacts {
   bool priority = false;
   std::optional<Date> date;
   bool onWifi = false;
-  // How old an ordinary item must be to go over another network.
+  // The age from which an ordinary item may be sent over another network.
   std::int32_t hoursBeforeSendNonWifi = 0;
   Date now;
 };
@@ -27,7 +27,7 @@ struct SendDecision {
 
 ZQM_EXPORT SendDecision sendDecision(const SendFacts& facts);
 
-// The reason as a sentence for an integrator.
+// Returns the reason as a sentence for an integrator.
 ZQM_EXPORT std::string describe(SendReason reason);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// How a work item runs and what becomes of its exceptions.
+// Runs a work item and reports its exceptions.
 #include "zqm/queue/ZQMBlockOperation.h"
 
 #include "zqm/base/Exception.h"

@@ -1,4 +1,4 @@
-// ZQMBlockOperation: a named piece of work, and the boundary that no exception of it passes.
+// ZQMBlockOperation: a named work item that lets no exception out.
 #pragma once
 
 #include <atomic>
@@ -13,22 +13,22 @@ namespace zqm {
 
 class ZQM_EXPORT ZQMBlockOperation {
  public:
-  // Named as its module until a caller sets another name.
+  // The name is the module's until a caller sets another one.
   static std::shared_ptr<ZQMBlockOperation> initWithModuleName(std::string moduleName,
                                                                std::function<void()> block);
 
   const std::string& name() const { return name_; }
-  // Only before the item is handed to an executor.
+  // Must not be called after the item was handed to an executor.
   void setName(std::string name) { name_ = std::move(name); }
   const std::string& getModuleName() const { return moduleName_; }
 
-  // What the executor wishes of the platform's scheduler; 0 until the item runs.
+  // Scheduling hints, set by the executor; 0 before the item runs. Without effect on the order.
   std::int32_t qualityOfService() const { return qualityOfService_; }
   void setQualityOfService(std::int32_t value) { qualityOfService_ = value; }
   std::int32_t queuePriority() const { return queuePriority_; }
   void setQueuePriority(std::int32_t value) { queuePriority_ = value; }
 
-  // Runs the block on the calling thread. Whatever it throws is reported under the module's name.
+  // Runs the block on the calling thread. An exception is reported under the module's name.
   void start();
 
  private:

@@ -1,4 +1,4 @@
-// The executor's list of operations and the threads under it.
+// The executor's list of operations, and its threads.
 #include "zqm/queue/ZQMExecutorOperation.h"
 
 #include <algorithm>
@@ -42,19 +42,19 @@ bool ZQMExecutorOperation::executeUnlessListed(const Item& item) {
 }
 
 void ZQMExecutorOperation::run(const Entry& entry) {
-  // The operation is listed for as long as its task is there, be it that no thread is to be had.
+  // The operation is listed as long as its task exists, also if no thread can be started.
   const std::shared_ptr<void> listed(nullptr, [this, entry](void*) { finish(entry); });
   pool_.submit(Process::current().bind([this, entry, listed] { executorOperation(entry->item); }));
 }
 
 void ZQMExecutorOperation::finish(const Entry& entry) {
-  // What the item holds is destroyed with the entry, after the lock.
+  // The item is destroyed with the entry, after the mutex is released.
   const MutexLock lock(mutex_);
   operations_.erase(std::ranges::find(operations_, entry));
 }
 
 void ZQMExecutorOperation::executorOperation(const Item& item) {
-  // They do not change the order of the items: the wrapper has been scheduled before them.
+  // These do not change the order of the items: the task was scheduled before.
   item->setQualityOfService(kBackgroundQuality);
   item->setQueuePriority(kVeryHighPriority);
   item->start();

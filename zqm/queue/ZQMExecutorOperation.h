@@ -1,4 +1,4 @@
-// ZQMExecutorOperation: the queue of named work items on which all module work runs.
+// ZQMExecutorOperation: the executor of named work items, on which all module work runs.
 #pragma once
 
 #include <deque>
@@ -16,7 +16,7 @@ class ZQM_EXPORT ZQMExecutorOperation {
  public:
   using Item = std::shared_ptr<ZQMBlockOperation>;
 
-  // A listed item, under the name that it had when it was handed in.
+  // A listed item, with the name that it had when it was submitted.
   struct Operation {
     std::string name;
     Item item;
@@ -24,19 +24,18 @@ class ZQM_EXPORT ZQMExecutorOperation {
 
   static ZQMExecutorOperation& sharedInstance();
 
-  // Returns at once. The item may run beside others and may block; it carries the caller's
-  // Process.
+  // Returns at once. The item may run beside others and may block. It runs in the caller's Process.
   void execute(const Item& item);
 
-  // Looks for an operation of the item's name and hands the item in where there is none, in one
-  // step. False when one was listed.
+  // Atomically submits the item unless an operation of the same name is pending or running. Returns
+  // whether it was submitted.
   bool executeUnlessListed(const Item& item);
 
   // Runs the item on the calling thread.
   void executorOperation(const Item& item);
 
-  // What is pending or running, in the order in which it was handed in. An item stays until it
-  // has finished.
+  // Returns the pending and running operations in the order of their submission. An item is listed
+  // until it has finished.
   std::vector<Operation> operations() const;
 
  private:
@@ -47,11 +46,11 @@ class ZQM_EXPORT ZQMExecutorOperation {
 
   mutable Mutex mutex_;
   std::deque<Entry> operations_ ZQM_GUARDED_BY(mutex_);
-  // An item may wait a minute for its network exchange, hence so many.
+  // So many because an item may wait a minute for its network exchange.
   WorkerPool pool_{"zqm-executor", 64};
 };
 
-// Hands a piece of work of a module to the shared executor.
+// Submits a module's work to the shared executor.
 void execute(std::string moduleName, std::function<void()> work);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// How an item comes by its identity.
+// Generates the identity of an item.
 #include "zqm/queue/ZQMQueueDataModel.h"
 
 #include "zqm/util/Encoding.h"

@@ -1,4 +1,4 @@
-// ZQMQueueDataModel: one request that waits to be delivered.
+// ZQMQueueDataModel: one request that waits for its delivery.
 #pragma once
 
 #include "zqm/model/Record.h"
@@ -11,11 +11,11 @@ class ZQM_EXPORT ZQMQueueDataModel : public Record<ZQMQueueDataModel> {
   static constexpr std::string_view kClassName = "ZQMQueueDataModel";
 
   ZQMQueueDataModel() = default;
-  // Under a new identity.
+  // Generates a new identity.
   ZQMQueueDataModel(std::optional<Date> when, std::optional<Bytes> body, Text target, Text verb,
                     bool first);
 
-  // Goes to the head of the queue and waits for no Wi-Fi.
+  // Puts the item at the head of the queue; it does not wait for Wi-Fi.
   bool priority = false;
   Text qId;
   // The producer's time stamp.
@@ -23,7 +23,7 @@ class ZQM_EXPORT ZQMQueueDataModel : public Record<ZQMQueueDataModel> {
   // The body, as bytes.
   Value data;
   Text url;
-  // Kept, but every delivery is a POST.
+  // Stored, but every delivery is a POST.
   Text method;
 
   static constexpr auto kFields = std::tuple{
@@ -32,7 +32,7 @@ class ZQM_EXPORT ZQMQueueDataModel : public Record<ZQMQueueDataModel> {
       member("data", &Self::data),
       member("url", &Self::url),
       member("method", &Self::method),
-      // Last in what is written, whatever its place above.
+      // Written last, whatever its position above.
       member("priority", &Self::priority),
   };
 };

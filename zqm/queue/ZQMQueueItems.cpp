@@ -1,4 +1,4 @@
-// The list's end.
+// Checks the range.
 #include "zqm/queue/ZQMQueueItems.h"
 
 #include <string>

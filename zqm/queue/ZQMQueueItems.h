@@ -1,4 +1,4 @@
-// ZQMQueueItems: the items of a queue, in their order.
+// ZQMQueueItems: the items of a queue, in order.
 #pragma once
 
 #include <memory>
@@ -9,7 +9,7 @@
 
 namespace zqm {
 
-// A value; the items themselves never change and are shared.
+// A value type. The items themselves are immutable and shared.
 class ZQM_EXPORT ZQMQueueItems {
  public:
   using Record = ZQMQueueDataModel;
@@ -21,7 +21,7 @@ class ZQM_EXPORT ZQMQueueItems {
 
   // Throws "NSRangeException" past the end.
   const Item& at(std::size_t index) const;
-  // What it throws.
+  // Makes the exception that `at` throws.
   static Exception beyond(std::size_t index, std::size_t count);
 
   void append(Item item) { items_.push_back(std::move(item)); }
@@ -31,7 +31,7 @@ class ZQM_EXPORT ZQMQueueItems {
   }
 
   void prepend(Item item) { items_.insert(items_.begin(), std::move(item)); }
-  // Every occurrence of this very object; one that only equals it stays.
+  // Removes every occurrence of this object. Other objects with equal fields stay.
   void remove(const Item& item) { std::erase(items_, item); }
 
  private:

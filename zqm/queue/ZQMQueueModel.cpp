@@ -1,4 +1,4 @@
-// Where items enter and leave the list.
+// Adds items to the list and removes them.
 #include "zqm/queue/ZQMQueueModel.h"
 
 #include "zqm/log/ZQMLogHandler.h"
@@ -21,8 +21,8 @@ void ZQMQueueModel::addData(ZQMQueueItems::Item record) {
   if (!record) return;
   if (!data) data.emplace();
   if (record->priority) return data->prepend(std::move(record));
-  // First in, first out: a copy sorted by date would be thrown away unseen, and "earlier or equal"
-  // is no ordering that a sort may be given.
+  // First in, first out: a copy sorted by date would be discarded unseen, and "earlier or equal" is
+  // not an ordering that a sort accepts.
   data->append(std::move(record));
 }
 
@@ -32,7 +32,7 @@ void ZQMQueueModel::removeData(const ZQMQueueItems::Item& record) {
   data->remove(record);
 }
 
-// The line says the opposite of its condition: those who read these logs know it as the mark of a
+// The message contradicts its condition, but readers of these logs know it as the mark of a
 // removal.
 void ZQMQueueModel::logRemoval() { ZQMLogHandler::logToFile("queue_log.txt", "Data is null"); }
 

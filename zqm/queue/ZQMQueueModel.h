@@ -11,26 +11,26 @@ class ZQM_EXPORT ZQMQueueModel : public Record<ZQMQueueModel> {
  public:
   static constexpr std::string_view kClassName = "ZQMQueueModel";
 
-  // Head first; absent when nothing was ever queued.
+  // Head first; absent if nothing was ever queued.
   std::optional<ZQMQueueItems> data;
 
-  // How many items there are; 0 without a list.
+  // The number of items; 0 without a list.
   std::size_t count() const { return data ? data->size() : 0; }
 
-  // The items' dictionaries, in queue order; empty without a list.
+  // Returns the items' dictionaries in queue order; empty without a list.
   List dataToArray() const;
-  // The items of such a list; what is no dictionary is left out.
+  // Makes items of such a list. Elements that are no dictionaries are left out.
   static ZQMQueueItems arrayToData(const List& dictionaries);
 
-  // An ordinary item goes to the tail whatever its date, a prioritised one before all others.
+  // Puts an ordinary item at the tail whatever its date, a prioritised one before all others.
   void addData(ZQMQueueItems::Item record);
-  // Takes out this very object; one that only equals it stays. Logs the removal, to a file.
+  // Removes this object, but not others with equal fields. Logs the removal to a file.
   void removeData(const ZQMQueueItems::Item& record);
   static void logRemoval();
 
   static constexpr auto kFields = std::tuple{member("data", &Self::data)};
 
-  // The store keeps this record in a journal of the process.
+  // The store keeps this record in the process's journal.
   struct File {
     static bool save(const ZQMQueueModel& model);
     static std::optional<ZQMQueueModel> read();

@@ -1,4 +1,4 @@
-// One run over the queue, and the runs that follow from failures.
+// One run over the queue, and the further runs after failures.
 #include "zqm/queue/ZQMQueueOperation.h"
 
 #include <atomic>
@@ -17,8 +17,8 @@
 namespace zqm {
 namespace {
 
-// Runs that scheduled themselves. Never reset: a backend in trouble gets a handful of them from one
-// process, and then none before the next start.
+// The number of runs that scheduled themselves. Never reset: a failing backend gets a few of them
+// from one process, then none before the next start.
 PerProcess<std::atomic<std::int64_t>> attempts;
 
 constexpr std::int64_t kAttemptsAfterFailures = 4;
@@ -48,7 +48,7 @@ void run() {
   ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
   const bool onWifi = ZQMUtils::isWifiConnected();
   const std::size_t count = rule.count();
-  // The index advances over a removal too: the item after a delivered one waits for the next run,
+  // The index advances after a removal, too: the item after a delivered one waits for the next run,
   // and once removals have made the list shorter than the index, the range error ends the run.
   for (std::size_t index = 0; index < count; ++index) {
     const auto item = rule.itemAt(index);
@@ -65,8 +65,7 @@ void run() {
 }  // namespace
 
 void ZQMQueueOperation::start() {
-  // Reported under the name of the configuration, of all modules: filters of the remote log rely
-  // on it.
+  // Reported under the configuration's name, because filters of the remote log rely on it.
   execute(kCoreModule, [] { guarded(run, reportAs(kConfigModule, 4)); });
 }
 

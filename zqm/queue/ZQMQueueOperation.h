@@ -1,4 +1,4 @@
-// ZQMQueueOperation: the worker that walks the queue and delivers what may be sent.
+// ZQMQueueOperation: walks the queue and delivers the items that may be sent.
 #pragma once
 
 #include "zqm/base/Export.h"
@@ -7,8 +7,8 @@ namespace zqm {
 
 class ZQM_EXPORT ZQMQueueOperation {
  public:
-  // Puts one run on the executor and returns at once. Runs may overlap: an item that two of them
-  // see is sent twice.
+  // Schedules one run on the executor and returns at once. Runs may overlap: an item that two of
+  // them see is sent twice.
   static void start();
 };
 

@@ -1,4 +1,4 @@
-// The queue as its users see it; the items and their file are the journal's.
+// The queue as its users see it; QueueJournal has the items and their file.
 #include "zqm/queue/ZQMQueueRule.h"
 
 #include <string>
@@ -22,7 +22,7 @@ constexpr const char* kRunName = "block-queue";
 
 constexpr auto report = reportAs(kCoreModule, 4);
 
-// A report takes milliseconds, which are not the caller's to pay.
+// A report takes milliseconds, so it is not made on the caller's thread.
 void reportRefusalLater() {
   guarded(
       [] {

@@ -1,4 +1,4 @@
-// libcbor's encoders and its streaming decoder; no tree of its own is built.
+// CBOR with libcbor's encoders and its streaming decoder; its item tree is not used.
 #include "zqm/util/Cbor.h"
 
 #include <cbor.h>
@@ -36,7 +36,7 @@ void putDate(std::string& out, Date date) {
 
 void putValue(std::string& out, const Value& value, std::size_t level);
 
-// Whether a reader accepts it inside a list or dictionary of that level.
+// Returns whether a reader accepts the value inside a list or dictionary at that level.
 bool isKept(const Value& value, std::size_t level) {
   const bool isContainer = value.list() || value.dictionary();
   return value.isPresent() && (level < kMostCborLevels || !isContainer);
@@ -60,7 +60,7 @@ void putDictionary(std::string& out, const Dictionary& dictionary, std::size_t l
   }
 }
 
-// `level` lists and dictionaries stand around it.
+// `level` is the number of lists and dictionaries around the value.
 void putValue(std::string& out, const Value& value, std::size_t level) {
   if (const auto flag = value.boolean()) return put(out, cbor_encode_bool, *flag);
   if (const auto number = value.integer()) return putInteger(out, *number);
@@ -85,15 +85,15 @@ std::optional<Date> dateOf(const Value& seconds) {
     return Date(std::chrono::seconds(*whole));
   }
   const auto broken = seconds.real();
-  // The outermost dates are written as the next number beyond them.
+  // The earliest and latest dates are written as a double that may lie just beyond them.
   if (!broken || !(std::abs(*broken) <= static_cast<double>(kMostSeconds + 1))) return std::nullopt;
   const double milliseconds = *broken * kMillisecondsASecond;
   if (milliseconds >= static_cast<double>(INT64_MAX)) return Date::max();
   return Date(Date::duration(std::llround(milliseconds)));
 }
 
-// Puts a value together from what the decoder finds, one thing at a time. Every function answers
-// whether the bytes are still acceptable.
+// Builds a value from the decoder's events. `add`, `begin` and `tag` return whether the input is
+// still acceptable.
 class Builder {
  public:
   explicit Builder(std::size_t bytes) : budget_(bytes) {}
@@ -105,10 +105,10 @@ class Builder {
 
   bool begin(bool isList, std::uint64_t count) {
     if (isDate_ || ++values_ > kMostCborValues || !mayStandHere()) return false;
-    // An empty one is a level too: what is accepted can be written.
+    // An empty container counts as a level too, so that any accepted value can be written.
     if (open_.size() == kMostCborLevels) return false;
     if (count == 0) return place(isList ? Value(List()) : Value(Dictionary()));
-    // An element takes a byte at least, a pair two: sound bytes never claim more than there are.
+    // An element takes at least one byte, a pair two: valid input never announces more.
     const std::uint64_t most = std::min(budget_, kMostCborValues - values_);
     if (count > (isList ? most : most / 2)) return false;
     budget_ -= isList ? count : 2 * count;
@@ -143,7 +143,7 @@ class Builder {
     return date.has_value();
   }
 
-  // False where a key has to be.
+  // False if a key must come next.
   bool mayStandHere() const { return open_.empty() || open_.back().isList || open_.back().key; }
 
   bool place(Value value) {
@@ -167,7 +167,7 @@ class Builder {
     return isDone_ = true;
   }
 
-  // How many more elements may be claimed.
+  // The number of elements that containers may still announce.
   std::size_t budget_;
   std::vector<Container> open_;
   std::size_t values_ = 0;
@@ -181,11 +181,11 @@ struct Reading {
 
   Builder builder;
   bool isSound = true;
-  // What a handler threw, which must not pass through the decoder.
+  // An exception of a handler, which must not pass through the decoder.
   std::exception_ptr thrown;
 };
 
-// A handler of the decoder that calls `act(builder, what was found...)`.
+// A callback for the decoder that calls `act(builder, found...)`.
 template <auto act, class... Found>
 void handle(void* context, Found... found) {
   auto& reading = *static_cast<Reading*>(context);

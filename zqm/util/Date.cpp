@@ -1,4 +1,4 @@
-// Dates: the shared form by <chrono> and the zone's offset, everything else by ICU.
+// Dates: the shared format with <chrono> and the zone's offset, everything else with ICU.
 #include "zqm/util/Date.h"
 
 #include <unicode/gregocal.h>
@@ -25,12 +25,12 @@ using Zone = std::shared_ptr<const icu::TimeZone>;
 
 Zone makeZone(const std::string& identifier) {
   std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(toUnicode(identifier)));
-  // An unknown identifier counts as UTC.
+  // An unknown identifier is treated as UTC.
   if (!zone || *zone == icu::TimeZone::getUnknown()) zone.reset(icu::TimeZone::getGMT()->clone());
   return zone;
 }
 
-// Keeps the last zone, since making one costs more than all else here.
+// Caches the last zone, because creating one costs more than everything else here.
 Zone currentZone() {
   struct Cache {
     Mutex mutex;
@@ -56,8 +56,8 @@ Date fromUDate(UDate date) {
       static_cast<std::int64_t>(std::clamp(date, toUDate(kEarliestDate), toUDate(kLatestDate)))));
 }
 
-// Local mean time, long ago, had seconds in its offsets. They are cut off, from the local time as
-// well, so that the text is still the same instant.
+// Returns the offset in whole minutes. The seconds of historical offsets (local mean time) are
+// dropped, and so from the local time too: the string still denotes the same time.
 minutes offsetAt(Date date, const icu::TimeZone& zone) {
   std::int32_t raw = 0;
   std::int32_t saving = 0;
@@ -67,7 +67,7 @@ minutes offsetAt(Date date, const icu::TimeZone& zone) {
   return std::chrono::duration_cast<minutes>(milliseconds(raw) + milliseconds(saving));
 }
 
-// The shared form, its offset without a colon.
+// The shared format, but without a colon in the offset.
 std::string writeShared(Date date, const icu::TimeZone& zone) {
   const auto instant = std::chrono::floor<seconds>(clamped(date));
   const minutes offset = offsetAt(instant, zone);
@@ -123,7 +123,7 @@ std::optional<Date> readShared(std::string_view given) {
 std::string withColon(std::string text) {
   if (utf16Length(text) <= 20) return text;
   std::size_t position = text.size();
-  // Never into the middle of a character beyond 16 bits, which counts as two.
+  // Goes back two UTF-16 units, but never into the middle of a surrogate pair.
   for (std::size_t units = 0; units < 2;) {
     do {
       --position;
@@ -133,8 +133,8 @@ std::string withColon(std::string text) {
   return text.insert(position, 1, ':');
 }
 
-// Past the whole range the result saturates, whatever the count; two more than its length, since
-// a change of the local offset can shorten the way.
+// Limits the count to slightly more than the whole range, where the result saturates anyway. Two
+// more, because a change of the local offset can shorten the distance.
 template <class Unit>
 std::int64_t bounded(std::int64_t count) {
   const std::int64_t limit = std::chrono::ceil<Unit>(kLatestDate - kEarliestDate).count() + 2;

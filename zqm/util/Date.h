@@ -1,5 +1,5 @@
-// Dates: the one text form in which they are stored and sent, other patterns, and arithmetic in
-// the local calendar. Zone and locale are the platform's at the time of each call.
+// Dates: the shared string format in which they are stored and sent, other patterns, and arithmetic
+// in the local calendar. Time zone and locale are the platform's at the time of each call.
 #pragma once
 
 #include <cstdint>
@@ -13,24 +13,24 @@
 
 namespace zqm {
 
-// The shared form: ASCII digits, the Gregorian year, the local offset from UTC. Written with a
-// colon in the offset, read with and without.
+// The shared format: ASCII digits, Gregorian year, local offset from UTC. `toString` writes the
+// offset with a colon, reading accepts both. Example: "2024-02-29T13:45:00-03:00".
 inline constexpr std::string_view kSharedDateFormat = "yyyy-MM-dd'T'HH:mm:ssZ";
 
-// What arithmetic saturates at and what other dates are written as: within a day of the years 1
-// and 9999, so that the local year has four digits in every zone.
+// Arithmetic saturates at these dates, and dates beyond them are written as these: within a day of
+// the years 1 and 9999, so that the local year has four digits in every zone.
 inline constexpr Date kEarliestDate{std::chrono::milliseconds(-62135510400000)};
 inline constexpr Date kLatestDate{std::chrono::milliseconds(253402214399999)};
 
-// A pattern with the locale and the zone that were current when it was made. May be used from
-// several threads.
+// Formats and parses dates by a pattern, with the locale and the time zone that were current at its
+// construction. Thread-safe.
 class ZQM_EXPORT DateFormatter {
  public:
   explicit DateFormatter(std::string_view pattern);
 
-  // "" when the pattern is none.
+  // Returns "" if the pattern is invalid.
   std::string format(Date date) const;
-  // None unless the whole text is a date of the pattern.
+  // Returns std::nullopt unless the pattern matches the whole text.
   std::optional<Date> parse(std::string_view text) const;
 
  private:
@@ -43,28 +43,28 @@ ZQM_EXPORT DateFormatter getDateFormatter(std::string_view pattern);
 ZQM_EXPORT std::optional<Date> parse(std::string_view text);
 ZQM_EXPORT std::optional<Date> parse(std::string_view text, std::string_view pattern);
 
-// A day is a calendar day: across a change of the local offset it keeps the time of day.
+// Adds calendar days: the local time of day is kept across a change of the local offset.
 ZQM_EXPORT Date addDay(Date self, std::int64_t days);
 ZQM_EXPORT Date addHour(Date self, std::int64_t hours);
 ZQM_EXPORT Date addMinute(Date self, std::int64_t minutes);
 
 ZQM_EXPORT std::string toString(Date self);
-// "" for an absent date.
+// Returns "" for an absent date.
 ZQM_EXPORT std::string toString(std::optional<Date> self);
-// A result of more than 20 characters gets a colon before its last two, whatever the pattern.
+// Inserts a colon before the last two characters of a result of more than 20, whatever the pattern.
 ZQM_EXPORT std::string toString(Date self, std::string_view pattern);
 
-// Both include equality; an absent date is neither.
+// Both return true for equal dates, and false if either is absent.
 ZQM_EXPORT bool greaterThanDate(std::optional<Date> self, std::optional<Date> other);
 ZQM_EXPORT bool lessThanDate(std::optional<Date> self, std::optional<Date> other);
 
-// Whole units from `other` to `self`, cut towards zero; negative when `self` is earlier.
+// Whole units from `other` to `self`, truncated towards zero; negative if `self` is earlier.
 ZQM_EXPORT std::int64_t differenceInDaysToDate(Date self, Date other);
 ZQM_EXPORT std::int64_t differenceInHoursToDate(Date self, Date other);
 ZQM_EXPORT std::int64_t differenceInMinutesToDate(Date self, Date other);
 
-// The standard long name of a zone of the time-zone database in the language of a locale; for a
-// zone that has no name there, its offset, such as "GMT-03:00".
+// Returns the standard long name of a zone of the time zone database in the language of a locale,
+// or its offset, such as "GMT-03:00", if it has no name there.
 std::string localizedZoneName(std::string_view zoneIdentifier, std::string_view localeIdentifier);
 
 }  // namespace zqm

@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// The six bits that a character stands for, or 64 outside the alphabet.
+// The six bits of each character, or 64 for a character outside the alphabet.
 constexpr std::array<std::uint8_t, 256> kSextets = [] {
   std::array<std::uint8_t, 256> sextets{};
   sextets.fill(64);

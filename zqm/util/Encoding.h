@@ -15,12 +15,12 @@ ZQM_EXPORT std::string toHexUpper(const Bytes& bytes);
 // Padded, without line breaks.
 ZQM_EXPORT std::string toBase64(const Bytes& bytes);
 
-// Drops every character outside the alphabet; what is left must be a multiple of four characters
-// with correct padding.
+// Ignores characters outside the alphabet. Returns std::nullopt unless the rest is a multiple of
+// four characters with correct padding.
 ZQM_EXPORT std::optional<Bytes> fromBase64(std::string_view text);
 
-// A version 4 UUID in upper case. May be called from any thread and on both sides of a fork.
-// Throws an Exception when the kernel refuses random numbers.
+// Returns a random (version 4) UUID in upper case. Thread-safe, and safe on both sides of a fork.
+// Throws an Exception if the kernel provides no random numbers.
 ZQM_EXPORT std::string makeUuid();
 
 }  // namespace zqm

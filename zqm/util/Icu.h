@@ -1,5 +1,5 @@
-// ICU for the sources of this folder; no other header includes this one. ICU's default zone and
-// locale stay the host's: every call passes its own.
+// ICU for the sources of this folder; do not include it from other headers. ICU's default zone and
+// locale belong to the host: every call passes its own.
 #pragma once
 
 #include <unicode/locid.h>
@@ -12,14 +12,14 @@
 
 namespace zqm {
 
-// The platform's locale at this moment; the root locale for an identifier that is none.
+// Returns the platform's current locale, or the root locale if its identifier is invalid.
 inline icu::Locale currentLocale() {
   const std::string identifier = platform().surroundings->locale();
   const icu::Locale locale = icu::Locale::createCanonical(identifier.c_str());
   return locale.isBogus() ? icu::Locale::getRoot() : locale;
 }
 
-// Of at most 2 GB; invalid UTF-8 becomes U+FFFD, in both directions.
+// For text of at most 2 GB. Invalid parts become U+FFFD, in both directions.
 inline icu::UnicodeString toUnicode(std::string_view text) {
   return icu::UnicodeString::fromUTF8(
       icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));

@@ -1,12 +1,12 @@
-// JSON by nlohmann/json: its event reader fills a Value, its writer quotes texts and numbers.
+// JSON with nlohmann/json: its event parser fills a Value, its writer quotes texts and numbers.
 #include "zqm/util/Json.h"
 
 #include <charconv>
 #include <cmath>
 #include <limits>
 
-// Its assertion that a number's conversion has read the whole token fails in a locale whose decimal
-// point is more than one byte; readReal reads the token again.
+// The library asserts that converting a number consumes its whole token, which fails in a locale
+// whose decimal point is longer than one byte; `readReal` converts the token again.
 #define JSON_ASSERT(condition) static_cast<void>(0)
 #include <nlohmann/json.hpp>
 
@@ -18,7 +18,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t kMaximumDepth = 512;
-// A value takes some 100 bytes of memory and as few as two of text.
+// A value takes about 100 bytes of memory, but may take only two bytes of text.
 constexpr std::size_t kMostValues = 500'000;
 constexpr std::int64_t kReadingFailed = 1;
 constexpr std::int64_t kWritingFailed = 2;
@@ -31,8 +31,8 @@ Error jsonError(std::int64_t code, std::string_view description, std::string rea
           ""};
 }
 
-// The token again, since its decimal point and `converted` follow the process's locale, which is
-// the host's.
+// Converts the token again, because `converted` and the token's decimal point depend on the
+// process's locale, which is the host's.
 double readReal(std::string token, double converted) {
   for (char& c : token) {
     if ((c < '0' || c > '9') && c != '-' && c != '+' && c != 'e' && c != 'E') c = '.';
@@ -43,7 +43,7 @@ double readReal(std::string token, double converted) {
   return std::abs(converted) < 1 ? 0 : std::numeric_limits<double>::infinity();
 }
 
-// Receives the events; answering false ends the reading.
+// Receives the parser's events; returning false ends the parsing.
 class Builder : public nlohmann::json_sax<json> {
  public:
   bool null() override { return add(Value::Null()); }
@@ -77,7 +77,7 @@ class Builder : public nlohmann::json_sax<json> {
  private:
   struct Container {
     std::variant<Dictionary, List> content;
-    // Of the entry that comes next.
+    // The key of the next entry.
     std::string key;
   };
 
@@ -116,7 +116,7 @@ class Builder : public nlohmann::json_sax<json> {
   std::string failure_;
 };
 
-// Appends to the text; answers what cannot be written, or a null pointer.
+// Appends to the text. Each `write` returns the reason of a failure, or a null pointer.
 class Writer {
  public:
   const char* write(const Value& value, std::size_t depth) {
@@ -183,7 +183,7 @@ JsonReading readJson(std::string_view text) {
   const auto failed = [](std::string reason) {
     return JsonReading{{}, jsonError(kReadingFailed, "The text is not JSON.", std::move(reason))};
   };
-  // The library skips the one, and takes the other for the end of the text.
+  // The library would skip a byte order mark and take a zero byte for the end of the text.
   if (text.starts_with("\xEF\xBB\xBF")) return failed("There is a byte order mark.");
   if (text.find('\0') != std::string_view::npos) return failed("There is a zero byte.");
   if (!json::sax_parse(text.begin(), text.end(), &builder)) return failed(builder.failure());

@@ -12,27 +12,27 @@ namespace zqm {
 
 inline constexpr std::string_view kJsonErrorDomain = "JsonException";
 
-// The key of a JSON error's details under which stands what was wrong, and where.
+// `userInfo` key of the reason: what was wrong, and at which byte of a text.
 inline constexpr std::string_view kLocalizedFailureReasonKey = "NSLocalizedFailureReason";
 
 struct JsonReading {
-  // Absent together with an error; JSON's null is a null value.
+  // Absent if there is an error. JSON's null is a null value.
   Value value;
   std::optional<Error> error;
 };
 
-// Any top-level value. Integers beyond 64 bits become doubles; of equal keys the last one wins.
-// Refuses invalid UTF-8, a byte order mark, a zero byte, a number beyond a double, and anything
-// but blanks behind the value.
+// Parses any top-level value. Integers beyond 64 bits become doubles; the last of equal keys wins.
+// Refuses invalid UTF-8, a byte order mark, zero bytes, numbers beyond a double, more than 500,000
+// values, and anything but white space after the value.
 ZQM_EXPORT JsonReading readJson(std::string_view text);
 
 struct JsonWriting {
-  // Compact, keys in order of insertion; empty together with an error.
+  // Compact, keys in insertion order; empty if there is an error.
   std::string text;
   std::optional<Error> error;
 };
 
-// Refuses what JSON cannot hold: absent values, dates, bytes, NaN, infinity, invalid UTF-8.
+// Refuses what JSON cannot represent: absent values, dates, bytes, NaN, infinity, invalid UTF-8.
 ZQM_EXPORT JsonWriting writeJson(const Value& value);
 
 }  // namespace zqm

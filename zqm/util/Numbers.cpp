@@ -1,4 +1,4 @@
-// Numbers: read by ICU, written without it.
+// Numbers: parsed by ICU, formatted without it.
 #include "zqm/util/Numbers.h"
 
 #include <unicode/decimfmt.h>
@@ -14,7 +14,7 @@
 namespace zqm {
 namespace {
 
-// More digits than any number has; keeps the reader's time short.
+// Longer than any number; limits the parser's time.
 constexpr std::size_t kMaximumLength = 1000;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Numbers as text: read as the current locale writes them, written for the library's own logs.
+// Numbers as text: parsed in the current locale, formatted for the library's own logs.
 #pragma once
 
 #include <optional>
@@ -9,12 +9,12 @@
 
 namespace zqm {
 
-// The number that the whole text is, in the decimal style of the platform's current locale: an
-// integer where it is one of 64 bits, otherwise a double. None for anything else.
+// Parses the whole text as a decimal number of the current locale. Returns a 64-bit integer if it
+// is one, else a double; std::nullopt if it is no number.
 std::optional<Value> parseDecimal(std::string_view text);
 
-// At most two fraction digits and no trailing zeros, with a point in every locale; "0" for what is
-// not finite.
+// Formats with at most two fraction digits, no trailing zeros, and a point in every locale; "0" for
+// NaN and infinity.
 std::string formatSeconds(double seconds);
 
 }  // namespace zqm

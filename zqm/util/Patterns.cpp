@@ -1,4 +1,4 @@
-// Regular expressions by ICU; the template is expanded here, since ICU refuses a bare "$".
+// Regular expressions by ICU. The template is expanded here, because ICU rejects a bare "$".
 #include "zqm/util/Patterns.h"
 
 #include <unicode/regex.h>
@@ -11,16 +11,16 @@
 namespace zqm {
 namespace {
 
-// Of all matches in one text together; about as many milliseconds.
+// For all matches in one text together; roughly in milliseconds.
 constexpr std::int32_t kTimeLimit = 1000;
 
-// A compiled pattern over its text, which it refers to.
+// A compiled pattern and the text that it refers to.
 struct Search {
   icu::UnicodeString text;
   std::unique_ptr<icu::RegexMatcher> matcher;
 };
 
-// No matcher when the pattern does not compile or an argument is not valid UTF-8.
+// Returns null if the pattern does not compile or an argument is not valid UTF-8.
 std::unique_ptr<Search> makeSearch(std::string_view text, std::string_view pattern) {
   if (!isValidUtf8(text) || !isValidUtf8(pattern)) return nullptr;
   auto search = std::make_unique<Search>();
@@ -34,7 +34,7 @@ std::unique_ptr<Search> makeSearch(std::string_view text, std::string_view patte
 
 bool isDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 
-// Appends the template for the current match. Of several digits as many count as name a group.
+// Appends the expanded template. Of several digits, as many are used as name an existing group.
 void appendExpanded(icu::UnicodeString& result, const icu::UnicodeString& replacement,
                     const Search& search, UErrorCode& status) {
   const std::int32_t groups = search.matcher->groupCount();

@@ -1,4 +1,4 @@
-// Regular expressions, case-insensitive and bounded in time.
+// Regular expressions, case-insensitive and with a time limit.
 #pragma once
 
 #include <optional>
@@ -7,13 +7,13 @@
 
 namespace zqm {
 
-// `text` with every match replaced by the template, in which "$1" is a group (empty when there is
-// none of that number), "\$" a dollar sign, and a "$" without a digit stands for itself. None when
-// the pattern does not compile, takes too long, or an argument is not valid UTF-8.
+// Replaces every match by the template, in which "$1" is a group (empty if there is no such group),
+// "\$" a dollar sign, and "$" without a digit itself. Returns std::nullopt if the pattern does not
+// compile, matching takes too long, or an argument is not valid UTF-8.
 std::optional<std::string> replaceAll(std::string_view text, std::string_view pattern,
                                       std::string_view replacementTemplate);
 
-// Whether the pattern matches anywhere; false where replaceAll gives none.
+// Returns whether the pattern matches anywhere; false if `replaceAll` would return std::nullopt.
 bool containsMatch(std::string_view text, std::string_view pattern);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// Property lists by libplist.
+// Property lists with libplist.
 #include "zqm/util/PropertyList.h"
 
 #include <locale.h>
@@ -13,10 +13,10 @@
 namespace zqm {
 namespace {
 
-// Containers inside one another.
+// The maximum depth of nested containers.
 constexpr int kMaximumDepth = 512;
 
-// 2001-01-01T00:00:00Z, from which a property list counts.
+// 2001-01-01T00:00:00Z, the epoch of property lists.
 constexpr Date kEpoch{std::chrono::seconds(978307200)};
 
 struct NodeDeleter {
@@ -35,8 +35,8 @@ Date readDate(plist_t node) {
   return kEpoch + std::chrono::seconds(whole);
 }
 
-// Returns nullopt for a node that lies too deep, which ends the whole reading. An absent value
-// costs itself alone.
+// Returns std::nullopt for a node that is nested too deeply, which ends the whole reading. An
+// absent value only omits the node.
 std::optional<Value> read(plist_t node, int depth);
 
 std::optional<Value> readList(plist_t node, int depth) {
@@ -55,8 +55,8 @@ std::optional<Value> readList(plist_t node, int depth) {
   }
 }
 
-// Returns a null pointer for a key that holds a zero byte: asked for such a one, the library ends
-// the process. Its XML form shows the byte.
+// Returns null for a key that contains a zero byte, for which plist_get_key_val would end the
+// process. The key's XML form shows the byte.
 char* keyOf(plist_t element) {
   const plist_t node = plist_dict_item_get_key(element);
   char* xml = nullptr;
@@ -121,7 +121,7 @@ std::optional<Value> read(plist_t node, int depth) {
   }
 }
 
-// The library reads a number of an XML file by the thread's locale.
+// libplist parses the numbers of an XML file in the thread's locale.
 class PointAsDecimal {
  public:
   PointAsDecimal() {

@@ -1,4 +1,4 @@
-// A scan for the first tag that does not fit, which the library that reads them does not tell.
+// Finds the first tag that does not fit, which libplist does not report.
 #include "zqm/util/PropertyListFault.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ using namespace std::string_view_literals;
 constexpr auto kBlanks = " \t\r\n"sv;
 constexpr auto kContainers = "  plist dict array "sv;
 constexpr auto kTags = " plist dict array key string integer real date data true false "sv;
-// What is no tag, from its begin to its end.
+// Constructs other than tags, with their start and end.
 constexpr std::array kOthers = {std::array{"<!--"sv, "-->"sv}, std::array{"<![CDATA["sv, "]]>"sv},
                                 std::array{"<?"sv, "?>"sv}, std::array{"<!"sv, ">"sv}};
 
@@ -22,13 +22,13 @@ bool isOneOf(std::string_view names, const std::string& name) {
   return names.find(" " + name + " ") != std::string_view::npos;
 }
 
-// `open` are the elements around the tag, beginning with "". `hasKey` tells that the last tag began
-// a key, whose value is still to come.
+// `open` lists the elements around the tag, starting with "". `hasKey` is true if the last tag
+// started a key, whose value must follow.
 std::string faultOfTag(std::string_view tag, std::vector<std::string>& open, bool& hasKey) {
   const std::size_t begin = tag.starts_with('/') ? 1 : 0;
   const std::string name(tag.substr(begin, tag.find_first_of(" \t\r\n/", 1) - begin));
   const std::string inside = open.back();
-  // An unknown name is not shown: it may be a piece of a text.
+  // An unknown name is not shown, because it may be part of a text.
   if (!isOneOf(kTags, name)) return "no tag of a property list (in a text, < is written as &lt;)";
   if (begin == 1) {
     open.pop_back();

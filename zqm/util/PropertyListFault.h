@@ -1,4 +1,4 @@
-// What is wrong with a property list that could not be read.
+// Explains why a property list could not be read.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace zqm {
 
-// Returns half a sentence for whoever wrote a file that `readPropertyList` refuses, for example
-// "line 12: </dict> does not close <array>" or "it looks like JSON". It names lines and tags and
-// never what stands between them, which may be a password.
+// Returns a sentence fragment for the author of a file that `readPropertyList` refuses, for example
+// "line 12: </dict> does not close <array>" or "it looks like JSON". It names lines and tags, never
+// the text between them, which may be a password.
 std::string propertyListFault(const Bytes& bytes);
 
 }  // namespace zqm

@@ -10,7 +10,7 @@ namespace zqm {
 
 bool isEmpty(const Text& self) { return self.text() && self.text()->empty(); }
 bool isNotEmpty(const Text& self) { return self.text() && !self.text()->empty(); }
-// A question to the text itself, which an absent one cannot answer: never true.
+// Like the other predicates, false for an absent text; so it is never true.
 bool isNil(const Text&) { return false; }
 bool isNotNil(const Text& self) { return self.text() != nullptr; }
 bool isNull(const Text& self) { return self.text() && *self.text() == "NULL"; }
@@ -19,7 +19,7 @@ bool isNotNull(const Text& self) { return self.text() && *self.text() != "NULL";
 std::optional<std::string> MD5Hash(const Text& self) {
   if (!self.text()) return std::nullopt;
   const std::string_view text = *self.text();
-  // The text counts as one that ends at a zero byte.
+  // The text is treated as zero-terminated.
   const Bytes hash = digest("MD5", text.substr(0, text.find('\0')));
   return hash.empty() ? std::nullopt : std::optional(toHexUpper(hash));
 }
@@ -42,7 +42,7 @@ std::size_t utf16Length(std::string_view text) {
   std::size_t units = 0;
   for (const char c : text) {
     if (!U8_IS_TRAIL(c)) ++units;
-    // Four bytes are a pair of surrogates.
+    // A sequence of four bytes is a surrogate pair.
     if (static_cast<std::uint8_t>(c) >= 0xF0) ++units;
   }
   return units;

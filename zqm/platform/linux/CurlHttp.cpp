@@ -1,4 +1,4 @@
-// The entry of the transport: what is asked for becomes a transfer of the loop.
+// The entry of the transport: makes each request a transfer of the loop.
 #include "zqm/platform/linux/CurlHttp.h"
 
 #include "zqm/base/Exception.h"
@@ -24,7 +24,7 @@ void CurlHttp::download(HttpRequest request, std::function<void(HttpDownload)> c
                            {options_->stallLimit, CurlHttpDeadline::Renewal::withProgress});
 }
 
-// A request for which there is no memory goes with its completion, uncalled.
+// Without memory for the transfer, the completion is destroyed uncalled.
 template <class Receiver, class Place, class Completion>
 void CurlHttp::submit(HttpRequest request, const Place& place, Completion completion,
                       CurlHttpDeadline deadline) {

@@ -1,4 +1,4 @@
-// The HTTP transport for Linux, on libcurl.
+// The HTTP transport for Linux, based on libcurl.
 #pragma once
 
 #include <memory>
@@ -12,8 +12,8 @@ namespace zqm {
 class CurlHttpDeadline;
 class CurlHttpLoop;
 
-// Does the I/O of all requests on one thread. Destruction waits for nothing: what is in flight
-// completes with an error.
+// Does the I/O of all requests on one thread. The destructor waits for nothing: exchanges in
+// progress complete with an error.
 class CurlHttp : public Http {
  public:
   explicit CurlHttp(CurlHttpOptions options);

@@ -1,4 +1,4 @@
-// Errors and foreign texts of the transport.
+// Errors of the transport, and text conversion.
 #include "zqm/platform/linux/CurlHttpError.h"
 
 #include <curl/curl.h>

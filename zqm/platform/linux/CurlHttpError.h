@@ -1,4 +1,4 @@
-// Errors of the HTTP transport, and texts of a server made safe for them.
+// Errors of the HTTP transport, and the conversion of a server's texts to UTF-8.
 #pragma once
 
 #include <cstdint>
@@ -9,15 +9,15 @@
 
 namespace zqm {
 
-// Codes of errors that libcurl has no code for. Its own codes reach the caller negated.
+// Codes of errors for which libcurl has none. libcurl's own codes are reported negated.
 namespace httpError {
-// The url, the method or a header would break a line of the request; nothing was sent.
+// The URL, the method or a header would break a line of the request; nothing was sent.
 inline constexpr std::int64_t kBrokenLine = -1001;
-// The headers or the body of an answer are larger than the transport takes.
+// The headers or the body of a response exceed the transport's limits.
 inline constexpr std::int64_t kTooLarge = -1002;
-// A redirect would have left https.
+// A redirect leads from https to http.
 inline constexpr std::int64_t kInsecureRedirect = -1003;
-// A download could not be written.
+// A download could not be written to its file.
 inline constexpr std::int64_t kUnwritable = -1004;
 // The transport was destroyed before the exchange was complete.
 inline constexpr std::int64_t kClosed = -1005;
@@ -25,13 +25,13 @@ inline constexpr std::int64_t kClosed = -1005;
 inline constexpr std::int64_t kNoThread = -1006;
 }  // namespace httpError
 
-// `code` is libcurl's, and negated; an empty `text` gives way to libcurl's own words.
+// Makes an Error of libcurl's `code`, stored negated. Without a `text`, libcurl's message is used.
 Error curlError(int code, std::string_view text = {});
 
-// `code` is one of httpError.
+// Makes an Error of a `code` from httpError.
 Error transportError(std::int64_t code, std::string_view text);
 
-// The text itself, or, where it is no valid UTF-8, its bytes read as ISO 8859-1.
+// Returns the text if it is valid UTF-8, else its bytes converted from ISO 8859-1.
 std::string toUtf8(std::string_view text);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// Content-Disposition and the last path component, neither of them trusted.
+// Parses Content-Disposition and the last path component, trusting neither.
 #include "zqm/platform/linux/CurlHttpFileName.h"
 
 #include <curl/curl.h>
@@ -25,7 +25,7 @@ struct Parameter {
   std::string value;
 };
 
-// Quotes and their escapes are resolved.
+// Removes quotes and resolves their escapes.
 std::vector<Parameter> parametersOf(const std::string& header) {
   std::vector<Parameter> parameters(1);
   bool inValue = false;
@@ -62,7 +62,7 @@ std::string percentDecoded(const std::string& text) {
   return decoded ? std::string(decoded.get(), static_cast<std::size_t>(length)) : std::string();
 }
 
-// The decoded text of charset'language'percent-encoded, none for another charset.
+// Decodes charset'language'percent-encoded. Returns std::nullopt for charsets other than UTF-8.
 std::optional<std::string> extendedValue(const std::string& value) {
   if (!curl_strnequal(value.c_str(), kExtendedPrefix.data(), kExtendedPrefix.size())) return {};
   const auto quote = value.find('\'', kExtendedPrefix.size());

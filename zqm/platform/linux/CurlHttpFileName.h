@@ -1,4 +1,4 @@
-// What a server would call the content of its answer. Private to the transport.
+// The file name that a server suggests for a download. Private to the transport.
 #pragma once
 
 #include <optional>
@@ -9,9 +9,9 @@
 
 namespace zqm {
 
-// The file name of Content-Disposition (RFC 6266, with RFC 8187's extended form first), otherwise
-// the last component of the url's path, which is percent-encoded. Always one component that
-// names a file: no separator, no control character, never empty, "." or "..".
+// Returns the file name of Content-Disposition (RFC 6266, with RFC 8187's extended form first),
+// else the last component of the URL's percent-encoded `path`. The result is a single path
+// component: without separators and control characters, never empty, "." or "..".
 std::optional<std::string> suggestedFileName(const std::vector<HttpHeader>& headers,
                                              const std::string& path);
 

@@ -15,20 +15,19 @@ namespace {
 using Clock = CurlHttpDeadline::Clock;
 
 constexpr std::size_t kCompletionThreads = 64;
-// So that a server that does not answer takes neither all descriptors of the host nor the
-// connections of the other servers.
+// Keeps one server from using up the host's descriptors or the connections of other servers.
 constexpr long kConnections = 128;
 constexpr long kConnectionsOfOneServer = 32;
-// After a poll that could not wait.
+// The pause after a poll that failed.
 constexpr std::chrono::milliseconds kFailedPollPause{20};
 
-// Never undone: the host, or another library in it, may be using libcurl too.
+// Never undone, because the host or another of its libraries may be using libcurl too.
 void initialiseLibcurl() {
   static const CURLcode once = curl_global_init(CURL_GLOBAL_DEFAULT);
   static_cast<void>(once);
 }
 
-// Takes a step of the transfer. False when it has its outcome, be it that there is no memory.
+// Takes a step of the transfer. Returns false if it is finished, also when memory runs out.
 template <class Step>
 bool attempt(CurlHttpTransfer& transfer, const Step& step) {
   bool goesOn = false;
@@ -37,7 +36,7 @@ bool attempt(CurlHttpTransfer& transfer, const Step& step) {
 }
 
 int pollTime(Clock::duration wait) {
-  // Rounded up, so that nothing is polled for again just before its time.
+  // Rounded up, so that the poll does not end just before the deadline.
   const auto time = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
   return static_cast<int>(std::clamp<std::int64_t>(time, 0, std::numeric_limits<int>::max()));
 }
@@ -96,12 +95,12 @@ void CurlHttpLoop::refuse(Error (*error)()) {
   complete(std::move(refused));
 }
 
-// A transfer for which there is no memory goes with its callback, uncalled.
+// Without memory for the task, a transfer is destroyed with its callback uncalled.
 void CurlHttpLoop::complete(Transfers transfers) {
   for (auto& transfer : transfers) {
     guarded([&] {
       completions_.submit([shared = std::shared_ptr(std::move(transfer))] {
-        // A callback that throws has reported it by itself: nobody else knows what it was for.
+        // A callback reports its own exceptions: only it knows what it was called for.
         guarded([&] { shared->complete(); });
       });
     });
@@ -109,7 +108,7 @@ void CurlHttpLoop::complete(Transfers transfers) {
 }
 
 void CurlHttpLoop::run() {
-  // The gate and libcurl are set up first; what follows takes no memory but for a transfer.
+  // The gate and libcurl are set up first; afterwards only transfers allocate memory.
   if (!multi_ && !guarded([this] { makeMulti(); })) {
     return refuse([] { return curlError(CURLE_OUT_OF_MEMORY); });
   }
@@ -132,13 +131,13 @@ void CurlHttpLoop::makeMulti() {
   multi_ = multi;
 }
 
-// None when the thread is to go. The loop may belong to the next one from then on.
+// Returns std::nullopt if the thread must exit. The loop may then belong to the next thread.
 std::optional<CurlHttpLoop::Turn> CurlHttpLoop::nextTurn(bool busy) {
   const MutexLock lock(mutex_);
   running_ = busy || !incoming_.empty();
   if (!running_) return std::nullopt;
   if (closing_ || incoming_.size() < 2) return Turn{std::exchange(incoming_, {}), closing_};
-  // One by one: an exit of the process waits for the TLS of a whole turn, milliseconds for each.
+  // One by one, because an exit waits for the TLS set-up of a whole turn, milliseconds each.
   Turn turn;
   turn.incoming.splice(turn.incoming.end(), incoming_, incoming_.begin());
   wake();
@@ -159,7 +158,7 @@ void CurlHttpLoop::start(Transfers transfers) {
   complete(std::move(ended));
 }
 
-// False when libcurl does not take the transfer, which then has that error.
+// Returns false if libcurl refuses the transfer, which then has an error.
 bool CurlHttpLoop::add(CurlHttpTransfer& transfer) {
   if (curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) return true;
   transfer.abandon(curlError(CURLE_FAILED_INIT));
@@ -219,7 +218,7 @@ void CurlHttpLoop::endAll() {
       [](const CurlHttpTransfer&) { return true; });
 }
 
-// False when nothing came for the idle time.
+// Returns false if nothing arrived within the idle time.
 bool CurlHttpLoop::poll() {
   const auto began = Clock::now();
   auto until = began + idleTime_;

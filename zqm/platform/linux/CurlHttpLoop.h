@@ -1,4 +1,4 @@
-// The I/O thread and its transfers. Private to the transport.
+// The transport's I/O thread and its transfers. Private to the transport.
 #pragma once
 
 #include <curl/curl.h>
@@ -17,8 +17,8 @@
 
 namespace zqm {
 
-// The thread comes with the first transfer, owns the loop while it runs, and goes when idle. Where
-// there is no memory, a transfer fails and the loop goes on.
+// The I/O thread starts with the first transfer and exits when idle. Running out of memory fails
+// the transfer, not the loop.
 class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
  public:
   explicit CurlHttpLoop(std::chrono::milliseconds idleTime);
@@ -27,11 +27,11 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
   CurlHttpLoop& operator=(const CurlHttpLoop&) = delete;
 
   void submit(std::unique_ptr<CurlHttpTransfer> transfer) ZQM_EXCLUDES(mutex_);
-  // Every transfer ends with an error. Nothing may be submitted after it.
+  // Ends every transfer with an error. Nothing may be submitted afterwards.
   void close() ZQM_EXCLUDES(mutex_);
 
  private:
-  // A transfer goes from one list to the next, which takes no memory.
+  // Transfers are spliced from one list to the next, which allocates nothing.
   using Transfers = std::list<std::unique_ptr<CurlHttpTransfer>>;
   struct Turn {
     Transfers incoming;
@@ -42,7 +42,7 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
   void refuse(Error (*error)()) ZQM_EXCLUDES(mutex_);
   void complete(Transfers transfers);
 
-  // The rest runs on the I/O thread.
+  // The remaining functions run on the I/O thread.
   void run();
   void makeMulti();
   std::optional<Turn> nextTurn(bool busy) ZQM_EXCLUDES(mutex_);
@@ -62,7 +62,7 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
   bool running_ ZQM_GUARDED_BY(mutex_) = false;
   bool closing_ ZQM_GUARDED_BY(mutex_) = false;
 
-  // Made on the I/O thread; kept when that goes, with the authorities that it has read.
+  // Created on the I/O thread; outlives it, because it caches the certificate authorities.
   std::atomic<CURLM*> multi_ = nullptr;
   Transfers active_;
 };

@@ -1,4 +1,4 @@
-// What can be settled about the HTTP transport.
+// Options of the HTTP transport.
 #pragma once
 
 #include <chrono>
@@ -8,18 +8,18 @@
 namespace zqm {
 
 struct CurlHttpOptions {
-  // Certificate authorities, PEM.
+  // A file of certificate authorities, PEM.
   std::string authoritiesFile = "/etc/ssl/certs/ca-certificates.crt";
-  // The url of a proxy for every request; none when empty. The environment's are never used.
+  // The URL of a proxy for all requests; empty for none. The environment's proxies are never used.
   std::string proxy = {};
   std::string downloadDirectory = "/tmp";
-  // Bounds the whole of an exchange, redirects included.
+  // The limit of a whole exchange, redirects included.
   std::chrono::milliseconds exchangeLimit{60'000};
-  // Bounds the time in which nothing of a download arrives.
+  // The longest time in which no data of a download arrives.
   std::chrono::milliseconds stallLimit{60'000};
-  // Of an exchange, in bytes.
+  // The largest body of an exchange, in bytes.
   std::uint64_t bodyLimit = 16u << 20;
-  // After this time without a request the I/O thread goes, and comes back with the next one.
+  // The I/O thread exits after this time without a request; the next request starts it again.
   std::chrono::milliseconds idleTime{5'000};
 };
 

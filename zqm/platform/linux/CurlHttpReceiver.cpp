@@ -1,4 +1,4 @@
-// Bodies in memory and in files.
+// Receives bodies in memory and in files.
 #include "zqm/platform/linux/CurlHttpReceiver.h"
 
 #include <fcntl.h>

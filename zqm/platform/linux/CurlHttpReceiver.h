@@ -1,4 +1,4 @@
-// Where the body of an answer goes, and who hears of the outcome. Private to the transport.
+// Receivers of a response's body and of the outcome. Private to the transport.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,11 @@ namespace zqm {
 class CurlHttpReceiver {
  public:
   virtual ~CurlHttpReceiver() = default;
-  // Drops what has arrived: another answer begins. Like append(), on the I/O thread.
+  // Called before each response: drops the data of an earlier one. On the I/O thread.
   virtual std::optional<Error> begin() = 0;
   virtual std::optional<Error> append(std::string_view data) = 0;
-  // Once, on a completion thread, with a response or an error. May throw what the callback
-  // throws.
+  // Called once, on a completion thread, with a response or an error. Exceptions of the callback
+  // are passed on.
   virtual void complete(std::optional<HttpResponse> response, std::optional<Error> error) = 0;
 };
 
@@ -37,7 +37,7 @@ class CurlBodyReceiver : public CurlHttpReceiver {
   Bytes body_;
 };
 
-// Writes the body to a new file of mode 0600, which is removed with the receiver.
+// Writes the body to a new file of mode 0600, which is deleted with the receiver.
 class CurlFileReceiver : public CurlHttpReceiver {
  public:
   CurlFileReceiver(std::string directory, std::function<void(HttpDownload)> completion);
@@ -54,7 +54,7 @@ class CurlFileReceiver : public CurlHttpReceiver {
 
   const std::string directory_;
   const std::function<void(HttpDownload)> completion_;
-  // Empty until the file is there.
+  // Empty until the file has been created.
   std::string path_;
   int descriptor_ = -1;
 };

@@ -1,4 +1,4 @@
-// The options of a handle, each with its reason where the name does not give it.
+// The options of a handle, with a reason where the name does not show it.
 #include "zqm/platform/linux/CurlHttpSetup.h"
 
 #include <sys/socket.h>
@@ -7,7 +7,7 @@ namespace zqm {
 namespace {
 
 curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
-  // A program that the host starts must not inherit the connection.
+  // Programs that the host starts must not inherit the connection.
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
@@ -22,17 +22,17 @@ void CurlHttpSetup::setTransport(const CurlHttpOptions& options) {
   set(CURLOPT_SSL_SESSIONID_CACHE, 0);
   set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
   set(CURLOPT_NOSIGNAL, 1);
-  // A name server that hangs would otherwise hold up the I/O thread past every limit.
+  // A name server that does not respond would otherwise block the I/O thread beyond every limit.
   set(CURLOPT_QUICK_EXIT, 1);
 
   set(CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
   set(CURLOPT_SSL_VERIFYPEER, 1);
   set(CURLOPT_SSL_VERIFYHOST, 2);
-  // Only with a file and without a directory are the authorities read once for all requests.
+  // libcurl caches the authorities between requests only if there is a file and no directory.
   set(CURLOPT_CAINFO, options.authoritiesFile.c_str());
   set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
 
-  // Empty texts keep libcurl from looking at the environment.
+  // Empty strings keep libcurl from reading the environment.
   set(CURLOPT_PROXY, options.proxy.c_str());
   set(CURLOPT_NOPROXY, "");
   set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1);
@@ -40,7 +40,7 @@ void CurlHttpSetup::setTransport(const CurlHttpOptions& options) {
 
 void CurlHttpSetup::setMethod(const HttpRequest& request) {
   const std::string& method = request.method;
-  // A server may want a length with these even where there is no body.
+  // Servers may require a length for these methods even without a body.
   const bool needsLength = method == "POST" || method == "PUT" || method == "PATCH";
   if (request.body || needsLength) {
     const std::string_view body = request.body ? asText(*request.body) : std::string_view();
@@ -50,7 +50,7 @@ void CurlHttpSetup::setMethod(const HttpRequest& request) {
     set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
     if (method != "POST") set(CURLOPT_CUSTOMREQUEST, method.c_str());
   } else if (method == "HEAD") {
-    // Otherwise the announced body would be waited for.
+    // Otherwise libcurl would wait for the announced body.
     set(CURLOPT_NOBODY, 1);
   } else if (method == "GET") {
     set(CURLOPT_HTTPGET, 1);

@@ -1,4 +1,4 @@
-// What a handle of libcurl is told. Private to the transport.
+// Sets the options of a libcurl handle. Private to the transport.
 #pragma once
 
 #include <curl/curl.h>
@@ -8,15 +8,14 @@
 
 namespace zqm {
 
-// Sets options and keeps the first failure.
+// Sets options and remembers the first failure.
 class CurlHttpSetup {
  public:
   explicit CurlHttpSetup(CURL* handle) : handle_(handle) {}
 
-  // Everything that is the same for every request: protocols, ephemeral connections, verification
-  // and proxy.
+  // Sets the options common to all requests: protocols, single use, verification and proxy.
   void setTransport(const CurlHttpOptions& options);
-  // Method and body; the latter must outlive the handle.
+  // Sets method and body. The body must outlive the handle.
   void setMethod(const HttpRequest& request);
 
   void set(CURLoption option, long value) { note(curl_easy_setopt(handle_, option, value)); }

@@ -1,4 +1,4 @@
-// The course of one exchange.
+// The steps of one exchange.
 #include "zqm/platform/linux/CurlHttpTransfer.h"
 
 #include <algorithm>
@@ -13,14 +13,14 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr int kRedirectLimit = 16;
-// In bytes, of one answer with its interim answers.
+// In bytes, of one response with its interim responses.
 constexpr std::size_t kHeaderLimit = 256u << 10;
 
 bool breaksLine(std::string_view text) {
   return text.find_first_of("\r\n\0"sv) != std::string_view::npos;
 }
 
-// RFC 9110: what a method or a header's name consists of.
+// RFC 9110: the characters of a method or a header name.
 bool isToken(std::string_view text) {
   return !text.empty() && std::ranges::all_of(text, [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -51,7 +51,7 @@ bool isRedirect(long status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
-// Whether a redirect asks for the other address instead of repeating the request there.
+// Whether a redirect turns the request into a GET instead of repeating it.
 bool becomesGet(long status, const std::string& method) {
   if (status == 303) return method != "HEAD";
   return (status == 301 || status == 302) && method == "POST";
@@ -123,7 +123,7 @@ bool CurlHttpTransfer::setUpHeaders() {
     headerList_.reset(longer);
     return true;
   };
-  // Without a value these keep libcurl from adding its own.
+  // A header without a value keeps libcurl from adding its own.
   bool complete = append("Expect:");
   const auto isContentType = [](const HttpHeader& header) {
     return curl_strequal(header.name.c_str(), "Content-Type") != 0;
@@ -132,7 +132,7 @@ bool CurlHttpTransfer::setUpHeaders() {
     complete = complete && append("Content-Type:");
   }
   for (const HttpHeader& header : request_.headers) {
-    // libcurl reads a colon without a value as a request to leave the header out.
+    // libcurl leaves a header out if nothing follows the colon; a semicolon sends it empty.
     const bool blank = trimmed(header.value).empty();
     complete = complete && append(header.name + (blank ? ";" : ": " + header.value));
   }
@@ -215,7 +215,7 @@ std::size_t CurlHttpTransfer::onBody(char* data, std::size_t, std::size_t count,
 void CurlHttpTransfer::takeHeader(std::string_view line) {
   const std::string_view text = trimmed(line);
   if (line.starts_with("HTTP/")) {
-    // An interim answer stood before this one.
+    // The headers so far are those of an interim response.
     headers_.clear();
     headersComplete_ = false;
   } else if (text.empty()) {

@@ -1,4 +1,4 @@
-// One exchange, from its request over its redirects to its outcome. Private to the transport.
+// One exchange: the request, its redirects and the outcome. Private to the transport.
 #pragma once
 
 #include <curl/curl.h>
@@ -35,8 +35,8 @@ class CurlHttpDeadline {
   Clock::time_point instant_;
 };
 
-// Belongs to the I/O thread from its submission until complete(), and is called there inside the
-// OpenSslGate.
+// Owned by the I/O thread from submission until complete(). There its functions are called inside
+// the OpenSslGate.
 class CurlHttpTransfer {
  public:
   CurlHttpTransfer(HttpRequest request, std::unique_ptr<CurlHttpReceiver> receiver,
@@ -44,14 +44,14 @@ class CurlHttpTransfer {
   CurlHttpTransfer(const CurlHttpTransfer&) = delete;
   CurlHttpTransfer& operator=(const CurlHttpTransfer&) = delete;
 
-  // Makes the handle of the first request. False when the outcome is an error already.
+  // Creates the handle of the first request. Returns false if the transfer has already failed.
   bool start();
-  // Takes libcurl's result for the handle, which is with the loop no longer. True when there is
-  // another handle, for the redirected request; false when the outcome is known.
+  // Handles libcurl's result after the handle was removed from the loop. Returns true if a redirect
+  // needs another handle to be added, false if the transfer is finished.
   bool proceed(CURLcode result);
-  // Makes this error the outcome; none where there is no memory for one.
+  // Makes `error` the outcome; std::nullopt if there is no memory for one.
   void abandon(std::optional<Error> error);
-  // Hands the outcome over. On a completion thread; nothing of libcurl is left by then.
+  // Calls the receiver with the outcome. Runs on a completion thread, after the handle was freed.
   void complete();
 
   CURL* handle() const { return easy_.get(); }
@@ -79,7 +79,7 @@ class CurlHttpTransfer {
   CurlHttpUrl url_;
   int redirects_ = 0;
 
-  // Of the answer that is arriving.
+  // The response being received.
   std::vector<HttpHeader> headers_;
   bool headersComplete_ = false;
   std::size_t headerBytes_ = 0;
@@ -87,7 +87,7 @@ class CurlHttpTransfer {
   std::optional<HttpResponse> response_;
   std::optional<Error> error_;
 
-  // The handle goes first: libcurl uses the others until then.
+  // Members are destroyed in reverse order: the handle first, since libcurl uses the other two.
   std::array<char, CURL_ERROR_SIZE> errorText_{};
   HeaderList headerList_{nullptr, &curl_slist_free_all};
   Easy easy_{nullptr, &curl_easy_cleanup};

@@ -1,4 +1,4 @@
-// libcurl's own parser, so that what is checked is what will be asked for.
+// Uses libcurl's own parser, so that the URL that is checked is the one that is requested.
 #include "zqm/platform/linux/CurlHttpUrl.h"
 
 #include <curl/curl.h>
@@ -18,7 +18,7 @@ std::string partOf(CURLU* handle, CURLUPart part) {
   return text;
 }
 
-// Of ASCII letters only, whatever the host's locale.
+// Converts only ASCII letters, whatever the host's locale.
 std::string lowered(std::string text) {
   std::ranges::for_each(text, [](char& c) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');

@@ -1,4 +1,4 @@
-// Addresses as the transport needs them taken apart. Private to the transport.
+// URLs, split into the components that the transport needs. Private to the transport.
 #pragma once
 
 #include <optional>
@@ -11,14 +11,14 @@ struct CurlHttpUrl {
   // Lower case, like the host.
   std::string scheme;
   std::string host;
-  // The scheme's default one included.
+  // Never missing where the scheme has a default port.
   std::string port;
   // Percent-encoded.
   std::string path;
 
-  // None for a text that is no absolute url; a scheme is never guessed.
+  // Returns std::nullopt if `text` is not an absolute URL; a missing scheme is never guessed.
   static std::optional<CurlHttpUrl> parse(const std::string& text);
-  // The same for where a server redirects to; what must be percent-encoded is.
+  // Like `parse`, for the target of a redirect: characters that need it are percent-encoded.
   static std::optional<CurlHttpUrl> parseRedirect(const std::string& text);
 
   bool isHttp() const { return scheme == "http" || scheme == "https"; }

@@ -1,4 +1,4 @@
-// Opening and reading, bounded and safe against signals and special files.
+// Opens and reads files, bounded and safe against signals and special files.
 #include "zqm/platform/linux/Descriptor.h"
 
 #include <fcntl.h>
@@ -14,7 +14,7 @@ constexpr std::size_t kStep = 16384;
 }  // namespace
 
 Descriptor::~Descriptor() {
-  // Never repeated: on Linux the number is free even when a signal interrupts.
+  // Never repeated: on Linux the number is free even if a signal interrupted the call.
   if (number_ >= 0) close(number_);
 }
 
@@ -26,11 +26,11 @@ Descriptor openFile(const std::string& path, int flags, unsigned mode) {
 
 FileContent contentOfFile(const std::string& path, std::size_t limit) {
   const Descriptor file = openFile(path, O_RDONLY);
-  // Nothing stands there: no such name, or none of the directories above it.
+  // Nothing exists there: neither the name nor, perhaps, the directories above it.
   if (!file) return {errno == ENOENT || errno == ENOTDIR ? FileContent::none : FileContent::notNow};
   struct stat status {};
   if (fstat(file.get(), &status) != 0) return {FileContent::notNow};
-  // The size is a hint: procfs says 0, and the file may grow meanwhile.
+  // The size is a hint: procfs reports 0, and the file may grow meanwhile.
   const auto size = static_cast<std::size_t>(status.st_size);
   if (!S_ISREG(status.st_mode) || size > limit) return {FileContent::foreign};
   FileContent content{FileContent::whole, Bytes(size + 1)};

@@ -30,7 +30,7 @@ class Descriptor {
   int number_;
 };
 
-// Repeats a system call that a signal interrupts.
+// Repeats a system call as long as a signal interrupts it.
 template <class Call>
 auto retryInterrupted(Call call) {
   auto result = call();
@@ -38,18 +38,18 @@ auto retryInterrupted(Call call) {
   return result;
 }
 
-// Opens with O_CLOEXEC and without waiting for a fifo's other end. Fails for a path with a zero
-// byte, which would name another file.
+// Opens with O_CLOEXEC, without waiting for the other end of a FIFO. Fails if the path contains a
+// zero byte, which would make it name another file.
 Descriptor openFile(const std::string& path, int flags, unsigned mode = 0);
 
-// The content of a regular file (those of procfs and sysfs included); anything else and more than
-// `limit` bytes are foreign.
+// Reads a regular file (those of procfs and sysfs included). Anything else, or more than `limit`
+// bytes, is reported as foreign.
 FileContent contentOfFile(const std::string& path, std::size_t limit);
 
-// The same; none where it is not whole.
+// Like `contentOfFile`, but returns std::nullopt unless the state is `whole`.
 std::optional<Bytes> readFile(const std::string& path, std::size_t limit);
 
-// The same for a short text, without blanks and line breaks at its end.
+// Reads a file of at most 4 KiB without the white space at its end.
 std::optional<std::string> readLine(const std::string& path);
 
 }  // namespace zqm

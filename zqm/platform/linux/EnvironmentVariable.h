@@ -1,4 +1,4 @@
-// The only place that looks at the environment.
+// The only place that reads the environment.
 #pragma once
 
 #include <cstdlib>
@@ -8,8 +8,8 @@
 namespace zqm {
 
 inline std::optional<std::string> environmentVariable(const char* name) {
-  // Unsafe only beside a host that changes its environment while threads run, which no lock of
-  // this library's could prevent.
+  // Unsafe only if the host changes its environment while threads run, which no lock of this
+  // library could prevent.
   const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
   return value ? std::optional<std::string>(value) : std::nullopt;
 }

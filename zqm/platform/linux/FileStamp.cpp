@@ -1,4 +1,4 @@
-// Device, inode, size and times.
+// Compares device, inode, size and times.
 #include "zqm/platform/linux/FileStamp.h"
 
 #include <ctime>
@@ -6,7 +6,7 @@
 namespace zqm {
 namespace {
 
-// The coarsest time stamps of a file system, in seconds.
+// The coarsest resolution of a file system's time stamps, in seconds.
 constexpr std::time_t kStampStep = 2;
 
 bool isSame(const timespec& a, const timespec& b) {

@@ -1,4 +1,4 @@
-// FileStamp: what tells whether a file or directory has changed since it was read.
+// FileStamp: shows whether a file or directory has changed since it was read.
 #pragma once
 
 #include <sys/stat.h>
@@ -12,11 +12,11 @@ class FileStamp {
   FileStamp() = default;
   explicit FileStamp(const std::string& path);
 
-  // Whether something stands there.
+  // Whether the file exists.
   explicit operator bool() const { return exists_; }
 
-  // Whether what was read after `earlier` was made still holds: the same file, size and times, and
-  // these were not so young that another change could have left them as they are.
+  // Whether content read after `earlier` was made is still current: same file, size and times.
+  // False if the file was then so new that another write might not change its times.
   bool hasNotChangedSince(const FileStamp& earlier) const;
 
  private:

@@ -1,4 +1,4 @@
-// Reads TZ, or has ICU find the name behind /etc/localtime, once for each change.
+// Reads TZ, or has ICU find the zone of /etc/localtime, once for each change.
 #include "zqm/platform/linux/HostZone.h"
 
 #include <unicode/timezone.h>
@@ -29,7 +29,7 @@ bool isInDatabase(const std::string& name) {
   return U_SUCCESS(error) && isSystem;
 }
 
-// Seconds east of UTC outside summer time, as the C library has it.
+// Seconds east of UTC outside summer time, according to the C library.
 long standardOffset() {
   tzset();
   long least = LONG_MAX;
@@ -41,7 +41,7 @@ long standardOffset() {
   return least == LONG_MAX ? 0 : least;
 }
 
-// The names of whole-hour zones count hours west of UTC; other offsets have a form that ICU reads.
+// Names of whole-hour zones count hours west of UTC. Other offsets use a form that ICU parses.
 std::string offsetZone(long offset) {
   const long hours = offset / kHour;
   const long minutes = std::abs(offset % kHour) / kMinute;
@@ -56,7 +56,7 @@ std::string offsetZone(long offset) {
   return name;
 }
 
-// The variable holds a name, a path of a database, or a rule such as "BRT3".
+// The value may be a name, a path into a zone database, or a rule such as "BRT3".
 std::string zoneOfVariable(std::string_view variable) {
   if (variable.starts_with(':')) variable.remove_prefix(1);
   constexpr std::string_view database = "/zoneinfo/";
@@ -69,7 +69,7 @@ std::string zoneOfVariable(std::string_view variable) {
   return isInDatabase(name) ? name : offsetZone(standardOffset());
 }
 
-// ICU keeps what it finds in variables of its own: one caller at a time in the whole process.
+// ICU caches the result in global variables, so only one thread at a time may call it.
 Mutex& detection() {
   static auto& mutex = *new Mutex;
   return mutex;

@@ -1,4 +1,4 @@
-// The identifier of the process's time zone, seen to change while it runs.
+// The identifier of the process's time zone, which may change while the process runs.
 #pragma once
 
 #include <sys/stat.h>
@@ -12,11 +12,11 @@ namespace zqm {
 
 class HostZone {
  public:
-  // From TZ or /etc/localtime. A call without a change costs at most one look at that file.
+  // Reads TZ or /etc/localtime. Without a change, a call costs at most one lstat of that file.
   std::string identifier();
 
  private:
-  // What the answer depends on: the variable, or what the file's name stands for.
+  // Cache key: the value of TZ or, without it, the identity of /etc/localtime.
   struct Source {
     std::optional<std::string> variable;
     struct stat file {};

@@ -1,4 +1,4 @@
-// Finds the program's file and the package that was installed with the library.
+// Finds the program's file and the package installed with the library.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kPackageName = "ZQMCore.bundle";
 
-// The file that holds this code: the shared library, or the program it is linked into.
+// Returns the file that contains this code: the shared library or the program linked with it.
 std::string ownFile() {
   Dl_info found{};
   static const char marker = 0;
@@ -33,7 +33,7 @@ std::string executablePath() {
 
 std::string installedLibraryPackage() {
   const std::string directory = parentDirectory(ownFile());
-  // From the library's file first, so that an installation may be moved.
+  // Relative to the library's file first, so that an installation may be moved.
   for (const std::string& place :
        {directory, joinPath(directory, ZQM_DATA_FROM_LIBRARY), std::string(ZQM_DATA_DIRECTORY)}) {
     std::string package = joinPath(place, kPackageName);

@@ -1,4 +1,4 @@
-// Containers and documents under the user data directory.
+// Containers and documents in the user data directory.
 #include "zqm/platform/linux/LinuxDirectories.h"
 
 #include <pwd.h>
@@ -17,7 +17,7 @@ std::optional<std::string> absoluteVariable(const char* name) {
   return value && value->starts_with('/') ? std::move(value) : std::nullopt;
 }
 
-// False for what would be no directory of its own under the user data directory.
+// Whether the identifier names a single directory inside the user data directory.
 bool isDirectoryName(std::string_view identifier) {
   return !identifier.empty() && identifier != "." && identifier != ".." &&
          identifier.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;

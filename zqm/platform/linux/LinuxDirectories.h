@@ -1,4 +1,4 @@
-// Where a user's applications keep their data, as the XDG base directories say.
+// The data directories of a user's applications, as in the XDG base directories.
 #pragma once
 
 #include <functional>
@@ -9,8 +9,8 @@
 
 namespace zqm {
 
-// What the environment says, of what is absolute. A host may change its environment at any time, so
-// it is read on the host's thread.
+// HOME and XDG_DATA_HOME, if absolute. Construct on the host's thread: the host may change its
+// environment at any time.
 struct UserVariables {
   UserVariables();
 
@@ -18,15 +18,15 @@ struct UserVariables {
   std::optional<std::string> dataHome;
 };
 
-// HOME, otherwise the home directory of the user database.
+// Returns HOME, else the home directory in the user database.
 std::optional<std::string> homeDirectory(const UserVariables& variables);
 
-// XDG_DATA_HOME, otherwise .local/share in the home directory.
+// Returns XDG_DATA_HOME, else .local/share in the home directory.
 std::optional<std::string> userDataDirectory(const UserVariables& variables);
 
 class LinuxDirectories : public Directories {
  public:
-  // `userData` is absent where the user has no home. `bundleIdentifier` names the documents.
+  // `userData` is absent if the user has no home. `bundleIdentifier` names the documents directory.
   LinuxDirectories(std::optional<std::string> userData,
                    std::function<std::optional<std::string>()> bundleIdentifier)
       : userData_(std::move(userData)), bundleIdentifier_(std::move(bundleIdentifier)) {}
@@ -35,11 +35,11 @@ class LinuxDirectories : public Directories {
   std::optional<std::string> documents() override;
   std::string temporary() override;
 
-  // The platform's own directory, created when missing.
+  // Returns the platform's own directory, created if missing.
   std::optional<std::string> own();
 
  private:
-  // `userData`/`identifier``rest`, created when missing.
+  // Returns `userData`/`identifier` with `rest` appended, created if missing.
   std::optional<std::string> place(std::string_view identifier, std::string_view rest) const;
 
   const std::optional<std::string> userData_;

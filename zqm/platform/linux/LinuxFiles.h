@@ -13,23 +13,22 @@ namespace zqm {
 
 class LinuxFiles : public Files {
  public:
-  // The directory in front of every path, or none while there is no such place: then every
-  // operation fails.
+  // Returns the directory to prepend to each path; with std::nullopt every operation fails.
   using Root = std::function<std::optional<std::string>()>;
 
   LinuxFiles() = default;
   explicit LinuxFiles(Root root) : root_(std::move(root)) {}
 
-  // Up to 64 MiB of a regular file.
+  // Reads regular files of up to 64 MiB.
   std::optional<Bytes> read(const std::string& path) override;
   FileContent contentOf(const std::string& path) override;
-  // Mode 0600. The temporary files of killed writers are removed from a directory when something
-  // is first written to it.
+  // Creates files of mode 0600. The first write to a directory removes the temporary files that
+  // killed writers left there.
   bool writeAtomically(const std::string& path, const Bytes& content) override;
   bool exists(const std::string& path) override;
-  // A directory opens too.
+  // True for a directory, too.
   bool opens(const std::string& path) override;
-  // False for a directory.
+  // Returns false for a directory.
   bool remove(const std::string& path) override;
   bool move(const std::string& path, const std::string& newPath) override;
 

@@ -1,4 +1,4 @@
-// Asks the host, and answers the default where it says nothing.
+// Asks the host, and returns the default if it provides nothing.
 #include "zqm/platform/linux/LinuxHostState.h"
 
 #include "zqm/base/Exception.h"
@@ -6,7 +6,7 @@
 namespace zqm {
 namespace {
 
-// What `source` answers; `value` where there is none or it throws.
+// Returns the result of `source`, or `value` if it is empty or throws.
 template <class T>
 T ask(const std::function<T()>& source, T value) {
   if (source) {

@@ -1,4 +1,4 @@
-// The host application's state, as the host tells it.
+// The host application's state, as reported by the host.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace zqm {
 
 class LinuxHostState : public HostState {
  public:
-  // What LinuxOptions says about each; an empty function answers its default.
+  // See LinuxOptions. An empty function gives its default.
   struct Sources {
     std::function<std::int32_t()> applicationState = nullptr;
     std::function<Value()> backgroundModes = nullptr;

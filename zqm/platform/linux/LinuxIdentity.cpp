@@ -1,4 +1,4 @@
-// A kept random identifier and one derived from the machine's.
+// A random identifier that is kept, and one derived from the machine's.
 #include "zqm/platform/linux/LinuxIdentity.h"
 
 #include <fcntl.h>
@@ -45,8 +45,8 @@ std::optional<std::string> readUuid(const std::string& path) {
   return text && isUuid(*text) ? std::optional(upperCase(std::move(*text))) : std::nullopt;
 }
 
-// Held while the identifier is made, so that two processes agree on one. Gives up after a while:
-// a process that was stopped inside must not stop the others.
+// Held while the identifier is created, so that two processes agree on one. Gives up after a
+// second, so that a process stopped while holding it does not block the others.
 Descriptor lockDirectory(const std::string& directory) {
   Descriptor lock = openFile(directory, O_RDONLY | O_DIRECTORY);
   for (int attempt = 0; lock && attempt < 200; ++attempt) {
@@ -59,7 +59,7 @@ Descriptor lockDirectory(const std::string& directory) {
 std::optional<std::string> machineIdentifier(const std::string& root) {
   for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
     auto text = readLine(root + path);
-    // A machine that starts for the first time says "uninitialized".
+    // On a machine's first start the file contains "uninitialized".
     if (text && text->size() == 32 && std::all_of(text->begin(), text->end(), isHexadecimal)) {
       return text;
     }
@@ -67,7 +67,7 @@ std::optional<std::string> machineIdentifier(const std::string& root) {
   return std::nullopt;
 }
 
-// The first 16 bytes as a UUID of version 8 (RFC 9562): made of bits of one's own.
+// Makes a UUID of version 8 (RFC 9562: custom contents) from the first 16 bytes.
 std::string uuidOf(Bytes digest) {
   digest.resize(16);
   digest[6] = static_cast<std::uint8_t>((digest[6] & 0x0F) | 0x80);
@@ -104,7 +104,7 @@ std::optional<std::string> LinuxIdentity::vendorIdentifier() {
   const auto machine = machineIdentifier(sources_.root);
   const auto bundle = sources_.bundleIdentifier();
   if (!machine || !bundle || bundle->empty()) return std::nullopt;
-  // Both have a fixed place, so that no two pairs make the same text.
+  // The first two parts have fixed lengths, so different pairs give different strings.
   Bytes digested = digest("SHA256", std::string("zqm vendor identifier ") + *machine + *bundle);
   return digested.size() >= 16 ? std::optional(uuidOf(std::move(digested))) : std::nullopt;
 }

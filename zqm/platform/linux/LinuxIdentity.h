@@ -13,19 +13,19 @@ namespace zqm {
 class LinuxIdentity : public Identity {
  public:
   struct Sources {
-    // The host's own advertising identifier; empty where the platform keeps one.
+    // Returns the host's own advertising identifier; without it, the platform keeps a random one.
     std::function<std::string()> advertisingIdentifier = nullptr;
-    // Where the platform's identifier is kept; none when there is no such place.
+    // Returns the directory of the platform's identifier, or std::nullopt if there is none.
     std::function<std::optional<std::string>()> directory = nullptr;
     std::function<std::optional<std::string>()> bundleIdentifier = nullptr;
-    // Where /etc/machine-id is looked for.
+    // Prepended to the paths of the machine's identifier (/etc/machine-id).
     std::string root = {};
   };
 
   LinuxIdentity(Sources sources, std::shared_ptr<Files> files)
       : sources_(std::move(sources)), files_(std::move(files)) {}
 
-  // Read from its file at each call, so that deleting that file resets it.
+  // The platform's identifier is read from its file at each call: deleting the file resets it.
   std::string advertisingIdentifier() override;
   std::optional<std::string> vendorIdentifier() override;
 

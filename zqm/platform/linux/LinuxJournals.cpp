@@ -1,4 +1,4 @@
-// Opening, locking, naming and growing.
+// Opens, locks, names and extends journal files.
 #include "zqm/platform/linux/LinuxJournals.h"
 
 #include <fcntl.h>
@@ -27,8 +27,8 @@ int lock(int number) {
   return retryInterrupted([&] { return flock(number, LOCK_EX | LOCK_NB); });
 }
 
-// Where the file system cannot rename without replacing, a second name does it. The first one, if
-// it stays, is litter that the next look removes.
+// On file systems that cannot rename without replacing, adds a second name instead. If the first
+// name cannot be removed, a later look removes it as a left-over temporary file.
 bool moveWithoutReplacing(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
@@ -37,7 +37,7 @@ bool moveWithoutReplacing(const std::string& from, const std::string& to) {
   return true;
 }
 
-// The first `size` bytes, or what there is of them.
+// Reads the first `size` bytes, or fewer if the file is shorter.
 std::optional<Bytes> readBegin(int number, std::size_t size) {
   Bytes content(size);
   std::size_t filled = 0;
@@ -67,7 +67,7 @@ class LinuxJournalFile : public JournalFile {
     if (!hasName_ && file_->isAt(path_.c_str())) unlink(path_.c_str());
   }
 
-  // What was opened may be of any size, unlike other files.
+  // Unlike other files, an opened one may be of any size.
   std::optional<Bytes> read() override {
     struct stat found {};
     const int number = file_->get();
@@ -125,17 +125,17 @@ class LinuxJournalFile : public JournalFile {
   bool removeName() override { return ownsItsName() && unlink(path_.c_str()) == 0; }
 
  private:
-  // The file has the name already, so nothing may throw.
+  // The file already has the name, so nothing may throw.
   void take(std::string path) noexcept {
     path_.swap(path);
     hasName_ = true;
     nextLookAtPath_ = Clock::now() + kPathInterval;
   }
 
-  // The number, if the file is as it was left. A file that was removed or replaced, and a copy, has
-  // lost a name, which its descriptor tells at once; that it was moved only its path tells, which
-  // takes four times as long and is asked once a second. The times are not asked for: after that,
-  // the system takes a finer one at the next write, at a price.
+  // Returns the number if the file is as it was left, else -1. A removed or replaced file or copy
+  // has lost a name, which the descriptor's link count shows at once. A move shows only at the
+  // path, which takes four times as long to check and is checked once a second. Time stamps are not
+  // queried: after a query the kernel takes a finer one at the next write, at a cost.
   int numberInPlace() {
     constexpr unsigned kMask = STATX_INO | STATX_NLINK | STATX_SIZE;
     const int number = file_->number();
@@ -151,7 +151,7 @@ class LinuxJournalFile : public JournalFile {
     return file_->isAt(path_.c_str()) ? number : -1;
   }
 
-  // Whether the path names this file, and the file is this process's. A descriptor that was lost is
+  // Returns whether the path names this file and the file is this process's. A lost descriptor is
   // opened and locked anew, unless another process was faster.
   bool ownsItsName() {
     if (!hasName_) return false;
@@ -165,12 +165,12 @@ class LinuxJournalFile : public JournalFile {
     return file_->isAt(path_.c_str());
   }
 
-  // Temporary while the file has no name of its own.
+  // Temporary until the file has a name of its own.
   std::string path_;
   bool hasName_;
   const bool isLocked_;
   std::uint64_t size_;
-  // As far as they are known.
+  // The number of hard links, as far as known.
   std::uint32_t names_ = 1;
   std::unique_ptr<OwnedDescriptor> file_;
   Clock::time_point nextLookAtPath_;
@@ -180,7 +180,7 @@ class LinuxJournalFile : public JournalFile {
 
 Journals::Turn LinuxJournals::takeTurn(const std::string& directory, std::shared_ptr<void>& token) {
   const auto held = std::make_shared<OwnedDescriptor>(openFile(directory, O_RDONLY | O_DIRECTORY));
-  // With no descriptor to be had, there is nothing that could be looked at either.
+  // Without a free descriptor, nothing could be looked at either.
   if (held->get() < 0) return Turn::others;
   if (lock(held->get()) != 0) return errno == EWOULDBLOCK ? Turn::others : Turn::noLocks;
   token = held;
@@ -200,7 +200,7 @@ Journals::Opened LinuxJournals::open(const std::string& path, bool locks) {
   if (fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
     return {Access::unreadable, nullptr, "it is no regular file"};
   }
-  // Whatever the reason, a file that cannot be locked is not to be had.
+  // A file that cannot be locked, for whatever reason, is not available.
   if (locks && lock(file.get()) != 0) return {Access::taken, nullptr, ""};
   struct stat named {};
   if (lstat(path.c_str(), &named) != 0 || named.st_ino != found.st_ino ||
@@ -220,7 +220,7 @@ Bytes LinuxJournals::begin(const std::string& path) {
 std::unique_ptr<JournalFile> LinuxJournals::create(const std::string& directory, bool locks) {
   TemporaryFile made(joinPath(directory, "journal"));
   if (!made) return nullptr;
-  // The lock goes along with the copy.
+  // The copy shares the lock.
   Descriptor copy(fcntl(made.descriptor(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   if (!copy || (locks && lock(copy.get()) != 0)) return nullptr;
   return std::make_unique<LinuxJournalFile>(made.release(), false, locks, std::move(copy), 0);

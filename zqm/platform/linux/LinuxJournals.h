@@ -11,7 +11,7 @@ class LinuxJournals : public Journals {
   std::vector<std::string> names(const std::string& directory) override;
   Opened open(const std::string& path, bool locks) override;
   Bytes begin(const std::string& path) override;
-  // Mode 0600. A writer that is killed leaves a temporary name, which the next one removes.
+  // Mode 0600. A killed writer leaves a temporary file, which a later `names` removes.
   std::unique_ptr<JournalFile> create(const std::string& directory, bool locks) override;
   bool sync(const std::string& directory) override;
   std::uint64_t generation() override;

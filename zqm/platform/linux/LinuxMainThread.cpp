@@ -1,4 +1,4 @@
-// Posts tasks and calls observers; nothing of either throws into the host.
+// Posts tasks and calls observers; lets no exception of either reach the host.
 #include "zqm/platform/linux/LinuxMainThread.h"
 
 #include <list>
@@ -37,7 +37,7 @@ struct LinuxMainThread::Observers {
   }
 
   void remove(std::list<Entry>::iterator place) {
-    // What the observer holds is destroyed outside the lock.
+    // The observer is destroyed after the mutex is released.
     std::list<Entry> gone;
     const MutexLock lock(mutex);
     gone.splice(gone.begin(), entries, place);
@@ -64,7 +64,7 @@ std::shared_ptr<void> LinuxMainThread::observe(std::string_view name, Observer o
   observers->entries.push_back(
       {std::string(name), std::make_shared<const Observer>(std::move(observer))});
   const auto place = std::prev(observers->entries.end());
-  // A token must not read as null.
+  // The token must not be null.
   return {observers.get(), [observers, place](void*) { observers->remove(place); }};
 }
 

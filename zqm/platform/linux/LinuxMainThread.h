@@ -1,4 +1,4 @@
-// The host's main thread, or a thread of the library's own in its place; named notifications.
+// The host's main thread, or a thread of the library in its place, and named notifications.
 #pragma once
 
 #include <functional>
@@ -13,10 +13,10 @@ class LinuxMainThread : public MainThread {
  public:
   using Poster = std::function<void(std::function<void()>)>;
 
-  // An empty poster means the library's own thread, which comes with the first task.
+  // An empty poster selects the library's own thread, which starts with the first task.
   explicit LinuxMainThread(Poster poster = nullptr);
 
-  // A task that throws, or that the host's poster refuses, is dropped.
+  // Exceptions of the task are dropped. A task that the host's poster refuses is dropped.
   void post(std::function<void()> task) override;
   void notify(std::string_view name, const std::shared_ptr<void>& object) override;
   std::shared_ptr<void> observe(
@@ -26,7 +26,7 @@ class LinuxMainThread : public MainThread {
   struct Observers;
 
   const Poster poster_;
-  // One thread keeps the tasks in order.
+  // A single thread keeps the tasks in order.
   WorkerPool ownThread_{"zqm-main", 1};
   const std::shared_ptr<Observers> observers_;
 };

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kLargestInfo = 65536;
 constexpr std::uint64_t kKibi = 1024;
-// Keeps sums of two amounts in range.
+// Limits each amount, so that the sum of two does not overflow.
 constexpr std::uint64_t kMostKibibytes = std::uint64_t{1} << 52;
 
 std::optional<std::string> memoryInfo(const std::string& root) {
@@ -23,7 +23,7 @@ std::optional<std::string> memoryInfo(const std::string& root) {
   return bytes ? std::optional<std::string>(asText(*bytes)) : std::nullopt;
 }
 
-// The number in the line "`name`:   123 kB", in bytes.
+// Returns the number in the line "`name`:   123 kB", in bytes.
 std::optional<std::uint64_t> amount(const std::string& info, std::string_view name) {
   const std::string label = std::string("\n").append(name).append(":");
   const std::string text = "\n" + info;

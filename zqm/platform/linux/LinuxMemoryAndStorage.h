@@ -10,15 +10,15 @@ namespace zqm {
 
 class LinuxMemoryAndStorage : public MemoryAndStorage {
  public:
-  // `root` stands in front of /proc.
+  // `root` is prepended to /proc.
   explicit LinuxMemoryAndStorage(std::optional<std::string> home, std::string root = {})
       : home_(std::move(home)), root_(std::move(root)) {}
 
   std::uint64_t physicalMemory() override;
-  // Wired is what cannot be paged out: unevictable pages and the kernel's slab. Counts that do not
-  // fit are the largest.
+  // `wired` counts what cannot be paged out: unevictable pages and the kernel's slab. Counts
+  // saturate.
   std::optional<MemoryPages> memoryPages() override;
-  // Free is what the user may fill.
+  // `free` is the space that an unprivileged user may fill.
   std::optional<FileSystemSpace> homeSpace() override;
 
  private:

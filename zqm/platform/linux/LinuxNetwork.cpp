@@ -1,4 +1,4 @@
-// The service in front of lookup and monitor.
+// Forwards to the lookup and the monitor.
 #include "zqm/platform/linux/LinuxNetwork.h"
 
 #include "zqm/platform/linux/NetworkMonitor.h"

@@ -1,4 +1,4 @@
-// Reachability from the kernel's routing and interface state.
+// Reachability, derived from the kernel's routes and interfaces.
 #pragma once
 
 #include <memory>
@@ -12,18 +12,18 @@ class NetworkMonitor;
 
 class LinuxNetwork : public Network {
  public:
-  // `root` stands in front of /sys and /run.
+  // `root` is prepended to /sys and /run.
   explicit LinuxNetwork(std::string root = {});
 
   bool accepts(const NetworkTarget& target) override;
-  // A literal address as a host name counts as that address.
+  // A host name that is a literal address is treated as that address.
   std::optional<std::uint32_t> flags(const NetworkTarget& target) override;
   std::shared_ptr<void> watch(const NetworkTarget& target,
                               std::function<void(std::uint32_t)> changed) override;
 
  private:
   const std::string root_;
-  // Shared with its thread and the tokens.
+  // Shared with its thread and the tokens of `watch`.
   const std::shared_ptr<NetworkMonitor> monitor_;
 };
 

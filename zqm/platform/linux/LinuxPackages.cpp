@@ -1,5 +1,5 @@
-// Finds packages anew at each question, since a host may change them; parsing is saved, and listing
-// a directory that has not changed.
+// Looks for packages anew at each call, since a host may change them. Parsed files are cached, and
+// so is the list of a directory that has not changed.
 #include "zqm/platform/linux/LinuxPackages.h"
 
 #include <sys/stat.h>
@@ -45,8 +45,8 @@ std::vector<Package> LinuxPackages::besideMain() {
   return found;
 }
 
-// What is no plain file. Listed again only when the parent has changed: hosts keep thousands of
-// files there.
+// Returns all entries that are not regular files. Cached until the parent changes, because hosts
+// keep thousands of files there.
 std::vector<std::string> LinuxPackages::directoriesIn(const std::string& parent) {
   const FileStamp stamp(parent);
   const MutexLock lock(mutex_);
@@ -73,7 +73,7 @@ std::optional<Package> LinuxPackages::library() {
   return installed;
 }
 
-// Settings are the host's alone to give.
+// Settings must come from the host.
 std::shared_ptr<const Dictionary> LinuxPackages::withoutSettings(
     const std::shared_ptr<const Dictionary>& info) {
   const MutexLock lock(mutex_);
@@ -111,7 +111,7 @@ std::vector<Package> LinuxPackages::frameworks() {
   const auto listed = std::find_if(
       all.begin(), all.end(), [&](const Package& one) { return one.directory == own->directory; });
   if (listed != all.end()) return all;
-  // Another copy of the library's package would shadow the one in use.
+  // Another copy of the library's package would hide the one in use.
   std::erase_if(all, [](const Package& one) { return hasIdentifier(one, kLibraryIdentifier); });
   const auto place = places_.frameworks
                          ? all.end()
@@ -126,7 +126,7 @@ std::optional<std::string> LinuxPackages::resource(const Package& package, std::
                                                    std::string_view type) {
   std::string file(name);
   if (!type.empty()) file.append(".").append(type);
-  // A resource lies in its package, whatever the settings call it.
+  // A resource is inside its package, whatever name the settings give.
   if (name.empty() || file.find('/') != std::string::npos) return std::nullopt;
   std::string path = joinPath(package.directory, file);
   return isFile(path) ? std::optional(std::move(path)) : std::nullopt;

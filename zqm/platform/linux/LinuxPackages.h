@@ -13,28 +13,28 @@ namespace zqm {
 
 class LinuxPackages : public Packages {
  public:
-  // What is absent is found as LinuxOptions says.
+  // Absent values are found as described in LinuxOptions.
   struct Places {
     std::optional<std::string> main = std::nullopt;
     std::optional<std::string> library = std::nullopt;
     std::optional<std::vector<std::string>> frameworks = std::nullopt;
-    // The package that was installed with the library.
+    // The package installed with the library.
     std::string installedLibrary = {};
     // The running program's file.
     std::string executable = {};
   };
 
-  // The log is told which file of a package cannot be read, and why.
+  // A file of a package that cannot be read is reported to `log`, with the reason.
   LinuxPackages(Places places, std::shared_ptr<SystemLog> log)
       : places_(std::move(places)), files_(std::move(log)) {}
 
   std::optional<Package> mainPackage() override;
   std::optional<Package> packageWithIdentifier(std::string_view identifier) override;
-  // The library's own package counts among them.
+  // Includes the library's own package.
   std::vector<Package> frameworks() override;
   std::optional<std::string> resource(const Package& package, std::string_view name,
                                       std::string_view type) override;
-  // Of `Localizable.strings`, itself a property list.
+  // Reads the main package's `Localizable.strings`, which is a property list.
   std::string localizedString(std::string_view key) override;
 
  private:
@@ -48,19 +48,19 @@ class LinuxPackages : public Packages {
   const Places places_;
   PropertyListFiles files_;
   Mutex mutex_;
-  // The main package's directory when it was listed, and what was found.
+  // The main package's directory when it was last listed, and the directories found in it.
   FileStamp listed_ ZQM_GUARDED_BY(mutex_);
   std::vector<std::string> directories_ ZQM_GUARDED_BY(mutex_);
-  // The information of the installed package, as it stands there and as it is handed out.
+  // The installed package's information: as read, and as returned, without its settings.
   std::shared_ptr<const Dictionary> installed_ ZQM_GUARDED_BY(mutex_);
   std::shared_ptr<const Dictionary> withoutSettings_ ZQM_GUARDED_BY(mutex_);
 };
 
-// The file of the running program; empty when the system does not say.
+// Returns the running program's file; empty if the system does not tell.
 std::string executablePath();
 
-// Where the package installed with the library is: beside the library's file, at its installed
-// place as seen from there, or where the build put it.
+// Returns the package installed with the library: beside the library's file, in the data directory
+// as seen from there, in the configured data directory, or where the build put it.
 std::string installedLibraryPackage();
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// Puts the Linux services together.
+// Creates the Linux services.
 #include "zqm/platform/linux/LinuxPlatform.h"
 
 #include "zqm/platform/linux/CurlHttp.h"
@@ -33,8 +33,8 @@ std::function<std::optional<std::string>()> bundleIdentifier(std::shared_ptr<Pac
   };
 }
 
-// Without a root of the host's, an empty directory: what a desktop's has by nature says nothing
-// about a modified system, and nothing is written outside the platform's own.
+// Without a root from the host, an empty directory: what a desktop system contains does not show
+// that it was modified, and nothing is written outside the platform's own directory.
 LinuxFiles::Root systemRoot(std::optional<std::string> handed,
                             std::shared_ptr<LinuxDirectories> directories) {
   return [handed = std::move(handed), directories = std::move(directories)] {
@@ -60,7 +60,7 @@ Platform make(const LinuxOptions& options, const UserVariables& variables) {
                             installedLibraryPackage(), executablePath()},
       systemLog);
   const auto files = std::make_shared<LinuxFiles>();
-  // Looked up once: a user's data that moved while the process runs would be split.
+  // Looked up once, because a change while the process runs would split the user's data.
   std::optional<std::string> userData = options.userDataDirectory;
   if (!userData) userData = userDataDirectory(variables);
   const auto identifier = bundleIdentifier(packages);

@@ -15,7 +15,7 @@ std::vector<std::string> batteries(const std::string& root) {
   const std::string directory = root + "/sys/class/power_supply";
   for (const std::string& name : entriesOf(directory)) {
     std::string supply = joinPath(directory, name);
-    // "Device" is the scope of a mouse's or a headset's battery.
+    // The scope "Device" marks the battery of a mouse or a headset.
     if (readLine(supply + "/type") == "Battery" && readLine(supply + "/scope") != "Device" &&
         readLine(supply + "/present") != "0") {
       found.push_back(std::move(supply));
@@ -45,7 +45,7 @@ std::int64_t LinuxPower::state() {
     const auto status = readLine(battery + "/status");
     if (status == "Charging") return 2;
     unplugged = unplugged || status == "Discharging";
-    // On mains and charged as far as it shall be.
+    // "Not charging": on mains and charged to the configured limit.
     full = full || status == "Full" || status == "Not charging";
   }
   if (unplugged) return 1;

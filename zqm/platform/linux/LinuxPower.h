@@ -9,11 +9,11 @@ namespace zqm {
 
 class LinuxPower : public Power {
  public:
-  // `root` stands in front of /sys.
+  // `root` is prepended to /sys.
   explicit LinuxPower(std::string root = {}) : root_(std::move(root)) {}
 
   void enableMonitoring() override {}
-  // The mean of several batteries.
+  // The mean, if there are several batteries.
   float level() override;
   std::int64_t state() override;
 

@@ -1,4 +1,4 @@
-// uname, os-release and the locale's variables; unknown values for what only a bus tells.
+// uname, os-release and the locale's variables. What only D-Bus tells is unknown.
 #include "zqm/platform/linux/LinuxSurroundings.h"
 
 #include <sys/utsname.h>
@@ -13,10 +13,10 @@ namespace zqm {
 namespace {
 
 constexpr std::size_t kLargestRelease = 65536;
-// What the standard C locale is called as an identifier.
+// The locale identifier for the standard C locale.
 constexpr const char* kStandardLocale = "en_US_POSIX";
 
-// The value of a line of os-release: bare, or quoted as a shell would.
+// Returns the value in a line of os-release, which may be quoted as in a shell.
 std::string unquoted(std::string_view text) {
   if (text.size() < 2 || (text.front() != '"' && text.front() != '\'') ||
       text.back() != text.front()) {
@@ -47,7 +47,7 @@ bool isAlphanumeric(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// "pt_BR" of "pt_BR.UTF-8@modifier"; none for what names no language.
+// Returns "pt_BR" for "pt_BR.UTF-8@modifier", std::nullopt if the value names no language.
 std::optional<std::string> localeIdentifier(std::string_view variable) {
   const std::string_view name = variable.substr(0, variable.find_first_of(".@"));
   if (name == "C" || name == "POSIX") return kStandardLocale;

@@ -1,4 +1,4 @@
-// What is around the device, as far as Linux says it without a message bus.
+// Device model, system version, time zone and locale, as far as Linux tells them without D-Bus.
 #pragma once
 
 #include <string>
@@ -10,14 +10,14 @@ namespace zqm {
 
 class LinuxSurroundings : public Surroundings {
  public:
-  // `root` stands in front of the system's release file.
+  // `root` is prepended to the path of os-release.
   explicit LinuxSurroundings(std::string root = {}) : root_(std::move(root)) {}
 
   std::string machine() override;
-  // The distribution's version, or the kernel's release where it has none.
+  // Returns the distribution's version, or the kernel's release if it has none.
   std::string systemVersion() override;
   std::string timeZone() override { return zone_.identifier(); }
-  // Of LC_ALL, LC_MESSAGES, LC_CTYPE or LANG, the first that names a locale.
+  // Returns the first locale named by LC_ALL, LC_MESSAGES, LC_CTYPE or LANG, else "en_US_POSIX".
   std::string locale() override;
   std::optional<CellularSubscriber> cellularSubscriber() override;
   std::vector<std::optional<Dictionary>> wifiInterfaces() override;

@@ -1,4 +1,4 @@
-// The system log, and the terminal where there is one.
+// The system log, and the terminal if there is one.
 #pragma once
 
 #include "zqm/platform/Platform.h"

@@ -1,4 +1,4 @@
-// The monitor's thread and the tokens of its watches.
+// The monitor's thread, and the tokens that end a watch.
 #include "zqm/platform/linux/NetworkMonitor.h"
 
 #include <poll.h>
@@ -15,7 +15,7 @@
 namespace zqm {
 namespace {
 
-// A new address or route comes with a handful of messages.
+// A new address or route causes several messages in quick succession.
 constexpr int kSettlingMilliseconds = 100;
 
 void drainCounter(const Descriptor& counter) {
@@ -35,7 +35,7 @@ std::shared_ptr<void> NetworkMonitor::watch(const NetworkTarget& target,
     if (!isRunning_ && !start()) return nullptr;
     watches_.push_back(watch);
   }
-  // After the subscription, so that no change falls between.
+  // After the subscription, so that no change is missed in between.
   const auto now = reachabilityFlags(target, root_);
   {
     const MutexLock lock(mutex_);

@@ -1,4 +1,4 @@
-// Watches targets on one thread, which lives as long as there is something to watch.
+// Watches targets on one thread, which runs as long as there is something to watch.
 #pragma once
 
 #include <atomic>
@@ -20,7 +20,7 @@ class NetworkMonitor : public std::enable_shared_from_this<NetworkMonitor> {
  public:
   explicit NetworkMonitor(std::string root) : root_(std::move(root)) {}
 
-  // As Network::watch. Changes that follow each other closely count as one.
+  // See Network::watch. Changes in quick succession are reported once.
   std::shared_ptr<void> watch(const NetworkTarget& target,
                               std::function<void(std::uint32_t)> changed);
 
@@ -29,13 +29,13 @@ class NetworkMonitor : public std::enable_shared_from_this<NetworkMonitor> {
     NetworkTarget target;
     std::function<void(std::uint32_t)> changed;
     std::atomic<bool> isCancelled = false;
-    // The flag word seen last; none before the first look. Guarded by the monitor's mutex.
+    // The flags seen last; std::nullopt before the first look. Guarded by the monitor's mutex.
     std::optional<std::uint32_t> last = std::nullopt;
   };
 
   bool start() ZQM_REQUIRES(mutex_);
   void run();
-  // False when there is nothing left to watch.
+  // Returns false if there is nothing left to watch.
   bool waitForChange();
   bool stopIfIdle();
   void look(Watch& watch);

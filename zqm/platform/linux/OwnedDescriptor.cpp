@@ -1,4 +1,4 @@
-// The table of open files for a forked child, and comparing a number with its file.
+// The table of open files for forked children, and the comparison of a number with its file.
 #include "zqm/platform/linux/OwnedDescriptor.h"
 
 #include <fcntl.h>
@@ -17,7 +17,7 @@ bool isFile(int number, dev_t device, ino_t inode) {
          found.st_ino == inode;
 }
 
-// All that the child of a fork may look at: it must neither wait for a lock nor take memory.
+// The only data that a forked child may use: it must neither lock nor allocate.
 struct Entry {
   std::atomic<int> number = -1;
   std::atomic<dev_t> device = 0;
@@ -40,7 +40,7 @@ void watchForks() {
   static_cast<void>(registered);
 }
 
-// Past the table's end where it is full: a child then keeps a copy.
+// Returns kEntries if the table is full; a forked child then keeps its copy.
 std::size_t enter(int number, dev_t device, ino_t inode) {
   watchForks();
   constexpr int kClaimed = -2;
@@ -73,7 +73,7 @@ OwnedDescriptor::~OwnedDescriptor() {
   const int number = get();
   if (number_ != kNone && slot_ < kEntries) {
     int entered = number_;
-    // A forked child has emptied its table.
+    // In a forked child the table is already empty.
     entries[slot_].number.compare_exchange_strong(entered, -1);
   }
   if (number >= 0) close(number);

@@ -1,4 +1,4 @@
-// OwnedDescriptor: an open file that holds a lock, in a process whose host closes and forks.
+// OwnedDescriptor: a locked open file in a process whose host closes descriptors and forks.
 #pragma once
 
 #include <sys/types.h>
@@ -10,10 +10,11 @@
 
 namespace zqm {
 
-// A host may close every descriptor, and the number may then be another file's: it is compared with
-// the file before each use, and never touched once it is another. A forked child closes its copy
-// at once: otherwise it would hold the lock of its parent as long as it lives. It never unlocks,
-// which would take the lock from the living parent. Never number 0, 1 or 2, which hosts redirect.
+// A host may close all descriptors, and the number may then refer to another file. So it is
+// compared with the file before each use, and never touched once it differs. A forked child closes
+// its copy at once, since the copy would hold the parent's lock as long as the child lives; it
+// never unlocks, which would release the parent's lock. Numbers 0 to 2 are avoided: hosts redirect
+// them.
 class OwnedDescriptor {
  public:
   explicit OwnedDescriptor(Descriptor file);
@@ -21,11 +22,11 @@ class OwnedDescriptor {
   OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
   ~OwnedDescriptor();
 
-  // The number, compared by the caller; -1 for none.
+  // The number, for a caller that makes the comparison itself; -1 for none.
   int number() const { return number_; }
-  // The number, or -1 once it is lost.
+  // The number, or -1 once the descriptor is lost.
   int get() const;
-  // Whether a path names this file now.
+  // Whether the path currently names this file.
   bool isAt(const char* path) const;
   dev_t device() const { return device_; }
   ino_t inode() const { return inode_; }
@@ -36,11 +37,11 @@ class OwnedDescriptor {
   std::atomic<int> number_ = kNone;
   dev_t device_ = 0;
   ino_t inode_ = 0;
-  // In the table that a forked child reads.
+  // The index in the table that a forked child reads.
   std::size_t slot_ = 0;
 };
 
-// How many forks lie between this process and the one that loaded the library.
+// The number of forks between the process that loaded the library and this one.
 std::uint64_t forkCount();
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// Path names, checked for the zero byte that would make them name another file.
+// Rejects paths with a zero byte, which would make them name another file.
 #include "zqm/platform/linux/Paths.h"
 
 #include <dirent.h>
@@ -37,7 +37,7 @@ bool isFile(const std::string& path) { return S_ISREG(modeOf(path)); }
 void forEachEntry(const std::string& directory, const std::function<bool(const char*)>& take) {
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(directory.c_str()), &closedir);
   if (!entries) return;
-  // Safe on a stream that no other thread has.
+  // Safe, because no other thread uses this stream.
   while (const dirent* entry = readdir(entries.get())) {  // NOLINT(concurrency-mt-unsafe)
     if (!take(entry->d_name)) return;
   }

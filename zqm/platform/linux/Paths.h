@@ -11,20 +11,20 @@ namespace zqm {
 // `directory`/`name`.
 std::string joinPath(const std::string& directory, std::string_view name);
 
-// What stands before the last slash; "." where there is none.
+// The path before the last slash; "." if there is none.
 std::string parentDirectory(const std::string& path);
 
 bool isDirectory(const std::string& path);
-// A regular file.
+// Whether the path leads to a regular file.
 bool isFile(const std::string& path);
 
-// Calls `take` with each name in a directory until it answers false.
+// Calls `take` with each name in a directory until `take` returns false.
 void forEachEntry(const std::string& directory, const std::function<bool(const char*)>& take);
 
-// The names in a directory that do not begin with a point, sorted; empty when it cannot be read.
+// The names in a directory that do not start with a dot, sorted; empty if it cannot be read.
 std::vector<std::string> entriesOf(const std::string& directory);
 
-// Creates `path` and what is missing above it, each with mode 0700. True when it is there.
+// Creates `path` and its missing parents, with mode 0700. Returns whether the directory exists.
 bool makeDirectories(const std::string& path);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// A cache that looks at the file before it trusts itself.
+// Checks the file's stamp before it uses the cache.
 #include "zqm/platform/linux/PropertyListFiles.h"
 
 #include "zqm/platform/linux/Descriptor.h"
@@ -22,7 +22,7 @@ std::shared_ptr<const Dictionary> PropertyListFiles::read(const std::string& pat
     }
   }
   const auto bytes = readFile(path, kLargestDescription);
-  // Trouble of the moment, such as no descriptor left, tells nothing of the file.
+  // A temporary failure, such as no free descriptor, says nothing about the file.
   if (!bytes) return nullptr;
   const Value root = readPropertyList(*bytes);
   if (root.dictionary()) {

@@ -16,15 +16,15 @@ class PropertyListFiles {
  public:
   explicit PropertyListFiles(std::shared_ptr<SystemLog> log) : log_(std::move(log)) {}
 
-  // A null pointer when the file is missing or holds no dictionary. The latter is told the log,
-  // once as long as the fault is the same.
+  // Returns null if the file is missing or holds no dictionary. The latter is logged once per
+  // fault.
   std::shared_ptr<const Dictionary> read(const std::string& path);
 
  private:
   struct Entry {
     FileStamp stamp = {};
     std::shared_ptr<const Dictionary> content = {};
-    // Why there is none.
+    // Why there is no content.
     std::string fault = {};
   };
 

@@ -1,4 +1,4 @@
-// Looks a route up, then at the link it leaves by and, for a tunnel, at the link under that.
+// Looks up a route, its link and, for a tunnel, the link under that.
 #include "zqm/platform/linux/Reachability.h"
 
 #include <arpa/inet.h>
@@ -15,8 +15,8 @@
 namespace zqm {
 namespace {
 
-// Any host of the internet is looked up as the first root name server: the answer for 0.0.0.0
-// itself is always the loopback link.
+// For "any host of the internet" the first root name server is looked up, because the kernel's
+// route to 0.0.0.0 is always the loopback link.
 constexpr SocketAddress kInternet4{false, {198, 41, 0, 4}};
 constexpr SocketAddress kInternet6{
     true, {0x20, 0x01, 0x05, 0x03, 0xBA, 0x3E, 0, 0, 0, 0, 0, 0, 0, 0x02, 0, 0x30}};
@@ -33,7 +33,7 @@ bool sameBytes(const SocketAddress& a, const SocketAddress& b) {
 
 bool isAny(const SocketAddress& address) { return sameBytes(address, {address.isIpv6}); }
 
-// An IPv4 address in IPv6 clothes is routed as IPv4.
+// An IPv4-mapped IPv6 address is routed as IPv4.
 SocketAddress unmapped(const SocketAddress& address) {
   if (!address.isIpv6 ||
       !std::equal(kMappedPrefix.begin(), kMappedPrefix.end(), address.bytes.begin())) {
@@ -44,7 +44,7 @@ SocketAddress unmapped(const SocketAddress& address) {
   return plain;
 }
 
-// A host name that is a literal address counts as that address; none for any other.
+// Treats a host name that is a literal address as that address; std::nullopt for other names.
 std::optional<SocketAddress> addressOf(const NetworkTarget& target) {
   if (const auto* address = std::get_if<SocketAddress>(&target)) return unmapped(*address);
   const char* name = std::get<HostName>(target).name.c_str();
@@ -64,13 +64,13 @@ bool isTunnel(const Link& link) {
          std::find(kinds.begin(), kinds.end(), link.kind) != kinds.end();
 }
 
-// Whether the daemon of a ppp link holds the lock of a serial line. Others run over a session of
-// another link, or over a pseudo-terminal of a tunnel.
+// Whether the daemon of a PPP link holds the lock of a serial line. Other PPP links use a session
+// of another link or a tunnel's pseudo-terminal.
 bool isOverModem(const std::string& root, const std::string& ppp) {
   auto daemon = readLine(root + "/run/" + ppp + ".pid");
   if (!daemon) daemon = readLine(root + "/run/pppd/" + ppp + ".pid");
   if (!daemon) return false;
-  // Some versions write the link's name behind the number.
+  // Some versions append the link's name to the number.
   const std::int32_t process = Value(*daemon).intValue();
   const std::string locks = root + "/run/lock";
   for (const std::string& name : entriesOf(locks)) {
@@ -83,7 +83,7 @@ bool isOverModem(const std::string& root, const std::string& ppp) {
 
 bool isModemDevice(const std::string& root, const Link& link) {
   const std::string directory = root + "/sys/class/net/" + link.name;
-  // A file system mounted for another network namespace shows another's links.
+  // A sysfs mounted for another network namespace shows the links of that namespace.
   const auto index = readLine(directory + "/ifindex");
   if (!index || Value(*index).intValue() != link.index) return false;
   const auto event = readLine(directory + "/uevent");
@@ -112,7 +112,7 @@ class Lookup {
     return word != 0 ? word : routeFlags(kInternet6, false);
   }
 
-  // The link-local network lies on every link that could carry it, with or without a route.
+  // Every link that could carry the link-local network is on it, with or without a route.
   std::uint32_t linkLocalFlags() {
     for (const Link& link : baseLinks()) {
       if ((link.flags & IFF_BROADCAST) != 0 && !isCellular(link, kDeepest)) {
@@ -131,7 +131,7 @@ class Lookup {
     if (isCellular(*link, kDeepest)) word |= reachability::kIsWwan;
     if (!isConcrete) return word;
     if (route->isLocal) word |= reachability::kIsLocalAddress;
-    // A link to one other point needs no gateway for what lies behind that point.
+    // A point-to-point link needs no gateway, even for addresses beyond the other end.
     const bool isNeighbour = !route->hasGateway && (link->flags & IFF_POINTOPOINT) == 0;
     if (route->isLocal || isNeighbour) word |= reachability::kIsDirect;
     return word;
@@ -146,7 +146,7 @@ class Lookup {
            (link.type == ARPHRD_PPP && isOverModem(root_, link.name));
   }
 
-  // Whether the link or, through `depth` others, the one under it is cellular.
+  // Whether the link, or one that is up to `depth` links under it, is cellular.
   bool isCellular(const Link& link, int depth) {
     if (isModem(link)) return true;
     const auto under = depth > 0 ? linkUnder(link) : std::nullopt;
@@ -163,8 +163,8 @@ class Lookup {
     return internetLink();
   }
 
-  // The link whose default route would be taken if there were no tunnels. Without any such route,
-  // a link that is not cellular goes first: a tunnel's server may have a route of its own.
+  // The link whose default route would be used without tunnels. If there is no such route, a link
+  // that is not cellular is preferred: the tunnel's server may have a route of its own.
   std::optional<Link> internetLink() {
     const std::vector<Link> links = baseLinks();
     for (const SocketAddress& internet : {kInternet4, kInternet6}) {

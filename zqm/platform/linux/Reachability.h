@@ -1,4 +1,4 @@
-// Whether and how a target can be reached, from the kernel's present state.
+// Whether and how a target is reachable, according to the kernel's current state.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 namespace zqm {
 
-// The flag word of a target; none when the kernel does not answer. `root` stands in front of /sys
-// and /run.
+// Returns the flags of a target, or std::nullopt if a request to the kernel failed. `root` is
+// prepended to /sys and /run.
 std::optional<std::uint32_t> reachabilityFlags(const NetworkTarget& target,
                                                const std::string& root);
 

@@ -1,4 +1,4 @@
-// Requests to rtnetlink and its answers.
+// Sends requests to rtnetlink and parses the replies.
 #include "zqm/platform/linux/RouteSocket.h"
 
 #include <linux/if.h>
@@ -14,7 +14,7 @@
 namespace zqm {
 namespace {
 
-// More than the kernel puts into one datagram of an answer.
+// Larger than any datagram of a reply.
 constexpr std::size_t kBufferSize = 32768;
 
 Descriptor openNetlink(std::uint32_t groups) {
@@ -46,7 +46,7 @@ void forEachAttribute(const rtattr* first, int length, Take take) {
   for (const rtattr* each = first; RTA_OK(each, length); each = RTA_NEXT(each, length)) take(each);
 }
 
-// The attributes behind a message's header of type T, which must be complete.
+// Parses the attributes after a header of type T. Returns false if the header is incomplete.
 template <class T, class Take>
 bool forEachAttribute(const nlmsghdr* message, T& header, Take take) {
   const int length = static_cast<int>(NLMSG_PAYLOAD(message, sizeof(T)));
@@ -76,13 +76,13 @@ std::optional<Route> routeOf(const nlmsghdr* message) {
         break;
     }
   });
-  // Unreachable, prohibited and thrown away destinations have routes too.
+  // Destinations that are unreachable, prohibited or discarded have routes, too.
   if (!whole || header.rtm_type > RTN_MULTICAST || route.link == 0) return std::nullopt;
   route.isLocal = header.rtm_type == RTN_LOCAL;
   return route;
 }
 
-// Tunnels of these types show the other end as their broadcast address.
+// Tunnels of these types report their other end as the broadcast address.
 bool hasRemoteAddress(std::uint16_t type) {
   return type == ARPHRD_TUNNEL || type == ARPHRD_TUNNEL6 || type == ARPHRD_SIT ||
          type == ARPHRD_IPGRE || type == ARPHRD_IP6GRE;
@@ -136,14 +136,14 @@ std::optional<Link> linkOf(const nlmsghdr* message) {
   link.flags = header.ifi_flags;
   link.type = header.ifi_type;
   if (hasRemoteAddress(link.type)) link.remote = broadcast;
-  // The other end of a veth pair is no link under it.
+  // The other end of a veth pair is not a link under it.
   if (lowerIsElsewhere || link.kind == "veth") link.lower = 0;
   return link;
 }
 
 }  // namespace
 
-// A message made of a header of type T and attributes.
+// A message that consists of a header of type T and attributes.
 class RouteSocket::Request {
  public:
   template <class T>
@@ -205,14 +205,14 @@ void RouteSocket::receive(Take take) {
   for (;;) {
     sockaddr_nl sender{};
     socklen_t senderSize = sizeof sender;
-    // The kernel has answered before the request's call returned: there is nothing to wait for.
+    // The kernel replies before sendto returns, so there is nothing to wait for.
     const auto length = retryInterrupted([&] {
       return recvfrom(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT,
                       reinterpret_cast<sockaddr*>(&sender), &senderSize);
     });
     failed_ = length <= 0;
     if (failed_) return;
-    // Any process may write to the socket.
+    // Any process may write to this socket.
     if (sender.nl_pid != 0) continue;
     auto rest = static_cast<std::uint32_t>(length);
     for (auto* message = reinterpret_cast<const nlmsghdr*>(buffer.data()); NLMSG_OK(message, rest);
@@ -230,7 +230,7 @@ std::optional<Route> RouteSocket::ask(const SocketAddress& address, std::int32_t
   rtmsg header{};
   header.rtm_family = address.isIpv6 ? AF_INET6 : AF_INET;
   header.rtm_dst_len = static_cast<std::uint8_t>(size * 8);
-  // Otherwise the kernel takes anything for a neighbour on the link.
+  // Without this flag the kernel treats every address as a neighbour on the link.
   if (throughLink != 0) header.rtm_flags = RTM_F_FIB_MATCH;
   Request request(RTM_GETROUTE, 0, header);
   request.add(RTA_DST, address.bytes.data(), size);
@@ -273,7 +273,7 @@ Descriptor openRouteMonitor() {
 
 void drainRouteMonitor(const Descriptor& monitor) {
   std::array<char, 64> buffer;
-  // Lost messages (ENOBUFS) mean a change as well.
+  // Lost messages (ENOBUFS) indicate a change, too.
   while (recv(monitor.get(), buffer.data(), buffer.size(), MSG_DONTWAIT) >= 0 || errno == EINTR ||
          errno == ENOBUFS) {
   }

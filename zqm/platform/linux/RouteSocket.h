@@ -1,4 +1,4 @@
-// The kernel's routes and links, asked through rtnetlink (RFC 3549). Nothing is sent anywhere.
+// Queries of the kernel's routes and links, by rtnetlink (RFC 3549). Sends nothing to the network.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +12,10 @@
 namespace zqm {
 
 struct Route {
-  // The interface that the route leaves by.
+  // The index of the outgoing interface.
   std::int32_t link = 0;
   bool hasGateway = false;
-  // One of the system's own addresses.
+  // Whether the address is one of the system's own.
   bool isLocal = false;
   std::uint32_t metric = 0;
 };
@@ -23,34 +23,34 @@ struct Route {
 struct Link {
   std::int32_t index = 0;
   std::string name;
-  // IFF_UP, IFF_RUNNING and their like.
+  // IFF_UP, IFF_RUNNING and so on.
   std::uint32_t flags = 0;
-  // ARPHRD_ETHER and its like.
+  // ARPHRD_ETHER and so on.
   std::uint16_t type = 0;
-  // What made a virtual link, such as "tun" or "vlan"; empty for a device.
+  // The type of a virtual link, such as "tun" or "vlan"; empty for a device.
   std::string kind;
-  // The link under this one, where the kernel names it; 0 otherwise.
+  // The index of the link under this one, if the kernel names it; else 0.
   std::int32_t lower = 0;
-  // Part of a bridge, a bond or their like.
+  // Whether the link is part of a bridge, a bond or the like.
   bool hasMaster = false;
-  // The other end of a tunnel, where the kernel knows it.
+  // The other end of a tunnel, if the kernel knows it.
   std::optional<SocketAddress> remote;
 
-  // Up, and with a carrier where it has such a thing.
+  // Whether the link is up and has a carrier, if it is of a type that has one.
   bool isRunning() const;
 };
 
-// Used by one thread at a time.
+// Not thread-safe.
 class RouteSocket {
  public:
   RouteSocket();
 
-  // True when the kernel did not answer: then an absent result says nothing.
+  // True if a request to the kernel failed; std::nullopt then does not mean "no route".
   bool failed() const { return failed_; }
 
-  // The route that the kernel would take; none when there is no way.
+  // Returns the route that the kernel would take, or std::nullopt if there is none.
   std::optional<Route> route(const SocketAddress& address);
-  // The best route by one link.
+  // Returns the best route through the given link.
   std::optional<Route> route(const SocketAddress& address, std::int32_t throughLink);
   std::optional<Link> link(std::int32_t index);
   std::vector<Link> links();
@@ -58,7 +58,7 @@ class RouteSocket {
  private:
   class Request;
   bool send(Request& request);
-  // Calls `take` with each message that answers the last request.
+  // Calls `take` with each message of the reply to the last request.
   template <class Take>
   void receive(Take take);
   std::optional<Route> ask(const SocketAddress& address, std::int32_t throughLink);
@@ -68,9 +68,9 @@ class RouteSocket {
   bool failed_ = false;
 };
 
-// A socket that becomes readable whenever links, addresses, routes or rules change.
+// Opens a socket that becomes readable whenever links, addresses, routes or rules change.
 Descriptor openRouteMonitor();
-// Takes what has arrived off such a socket.
+// Discards what has arrived on such a socket.
 void drainRouteMonitor(const Descriptor& monitor);
 
 }  // namespace zqm

@@ -1,4 +1,4 @@
-// Locked while its writer lives, so that litter is told from work.
+// The file is locked while its writer lives, which tells it from a left-over one.
 #include "zqm/platform/linux/TemporaryFile.h"
 
 #include <fcntl.h>
@@ -17,12 +17,12 @@ namespace {
 
 constexpr std::string_view kTemporaryPrefix = ".zqm-";
 constexpr std::string_view kTemporarySuffix = ".tmp";
-// A directory with more entries than this is the host's and not worth a search.
+// Larger directories belong to the host and are not searched further.
 constexpr int kMostEntries = 4096;
 
 std::string temporaryName() {
   std::uint64_t number = 0;
-  // Should the kernel refuse, O_EXCL still keeps two writers apart.
+  // If the kernel fails to fill it, O_EXCL still keeps two writers apart.
   [[maybe_unused]] const auto filled = getrandom(&number, sizeof number, 0);
   char digits[17];
   std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(number));
@@ -33,13 +33,13 @@ bool isTemporaryName(std::string_view name) {
   return name.starts_with(kTemporaryPrefix) && name.ends_with(kTemporarySuffix);
 }
 
-// True when this process holds the file for itself. The kernel lets go of it when the process is
-// killed, in whatever container it ran.
+// Returns whether this process has the lock. The kernel releases it when the process is killed, in
+// whatever container the process ran.
 bool lockForWriting(int descriptor) { return flock(descriptor, LOCK_EX | LOCK_NB) == 0; }
 
 bool isOurs(int descriptor) {
   struct stat status {};
-  // Where the file system has no locks, nobody can mistake the file for litter either.
+  // On a file system without locks, no process can take the file for a left-over one either.
   if (!lockForWriting(descriptor) && errno == EWOULDBLOCK) return false;
   return fstat(descriptor, &status) == 0 && status.st_nlink > 0;
 }
@@ -59,7 +59,7 @@ bool writeAll(int descriptor, std::string_view content) {
 
 TemporaryFile::TemporaryFile(const std::string& target) : target_(target) {
   const std::string directory = parentDirectory(target);
-  // A cleaner in another process may take a file away before it is locked; then once more.
+  // Another process may remove the file as left over before it is locked; then try again.
   for (int attempt = 0; attempt < 8 && !file_; ++attempt) {
     path_ = joinPath(directory, temporaryName());
     Descriptor file =
@@ -98,7 +98,7 @@ void removeTemporaryFiles(const std::string& directory) {
     if (isTemporaryName(name)) {
       const std::string path = joinPath(directory, name);
       const Descriptor file = openFile(path, O_RDONLY | O_NOFOLLOW);
-      // Without a lock the writer is still at it.
+      // Without the lock, its writer is still at work.
       if (file && lockForWriting(file.get())) unlink(path.c_str());
     }
     return ++count < kMostEntries;

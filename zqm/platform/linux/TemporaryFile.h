@@ -1,4 +1,4 @@
-// A new file beside its target that vanishes unless it takes the target's place.
+// A new file beside its target, deleted unless it replaces the target.
 #pragma once
 
 #include <string>
@@ -11,8 +11,8 @@ namespace zqm {
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& target);
-  // Another name for a file that is at work under `path`. False where that cannot be: another file
-  // system, or one without such names.
+  // A second name (hard link) of the file at `path`, which may be in use. Converts to false if that
+  // fails: on another file system, or on one without hard links.
   TemporaryFile(const std::string& target, const std::string& path);
   TemporaryFile(TemporaryFile&&) = default;
   TemporaryFile& operator=(TemporaryFile&&) = delete;
@@ -22,12 +22,12 @@ class TemporaryFile {
   const std::string& path() const { return path_; }
   int descriptor() const { return file_.get(); }
 
-  // Writes at the end and syncs the data.
+  // Appends the content and syncs the data.
   bool write(const Bytes& content);
-  // The directory itself is not synced: after a power cut the old file may be back, whole. Answers
-  // the file, now without a temporary name, or none.
+  // Renames the file over its target. The directory is not synced, so a power loss may bring back
+  // the complete old file. Returns the open file, or an empty Descriptor on failure.
   Descriptor takePlace();
-  // Keeps the file, and the temporary name, which it answers.
+  // Keeps the file under its temporary name, which is returned.
   std::string release();
 
  private:
@@ -36,7 +36,7 @@ class TemporaryFile {
   Descriptor file_;
 };
 
-// Removes what killed writers left in a directory.
+// Removes the temporary files of killed writers from a directory.
 void removeTemporaryFiles(const std::string& directory);
 
 bool writeAll(int descriptor, std::string_view content);
