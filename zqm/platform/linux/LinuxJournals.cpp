@@ -64,7 +64,9 @@ class LinuxJournalFile : public JournalFile {
         file_(std::make_unique<OwnedDescriptor>(std::move(file))) {}
 
   ~LinuxJournalFile() override {
-    if (!hasName_ && file_->isAt(path_.c_str())) unlink(path_.c_str());
+    // Not in a forked child, whose copy is closed: the file is its parent's.
+    const bool isOurs = file_->get() >= 0 && file_->isAt(path_.c_str());
+    if (!hasName_ && isOurs) unlink(path_.c_str());
   }
 
   // Unlike other files, an opened one may be of any size.
