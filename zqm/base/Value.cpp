@@ -126,6 +126,8 @@ void Dictionary::set(std::string_view key, Value value) {
   }
 }
 
+void Dictionary::reserve(std::size_t count) { entries_.reserve(count); }
+
 std::size_t Dictionary::size() const { return entries_.size(); }
 bool Dictionary::empty() const { return entries_.empty(); }
 std::vector<DictionaryEntry>::const_iterator Dictionary::begin() const { return entries_.begin(); }

@@ -51,7 +51,7 @@ class ZQM_EXPORT Dictionary {
   // An absent value removes the key; a key that is set again keeps its position.
   void set(std::string_view key, Value value);
   // Reserves memory for `count` entries in all.
-  void reserve(std::size_t count) { entries_.reserve(count); }
+  void reserve(std::size_t count);
 
   std::size_t size() const;
   bool empty() const;
