@@ -60,7 +60,7 @@ inline void enqueue(Handed item) {
 
 // Read as for its delivery.
 inline ZQMQueueItems::Item firstPending() {
-  auto item = ZQMQueueRule::sharedInstance().getQueue()->data->at(0);
+  auto item = ZQMQueueRule::sharedInstance().itemAt(0);
   [[maybe_unused]] const ZQMQueueDataModel read = *item;
   return item;
 }

@@ -129,10 +129,12 @@ void QueueJournal::startAnewInChild() {
 void QueueJournal::add(const Item& item) {
   startAnewInChild();
   JournalItem made{item, lastKey_ + 1, 0};
+  const std::size_t bytes = bytesOf(*item);
   std::string frames;
+  // The frame, the names and the identity take less than this: it is allocated once.
+  frames.reserve(bytes + 256);
   const End end = item->priority ? End::head : End::tail;
   putItem(frames, id_, end, made);
-  const std::size_t bytes = bytesOf(*item);
   end == End::head ? items_.push_front(made) : items_.push_back(made);
   ++lastKey_;
   live_ += made.size;

@@ -1,10 +1,12 @@
 // Hexadecimal, base64 and UUIDs.
 #include "zqm/util/Encoding.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 
 #include "zqm/base/Exception.h"
 
@@ -25,16 +27,41 @@ constexpr std::array<std::uint8_t, 256> kSextets = [] {
 }();
 
 std::string toHex(const std::uint8_t* bytes, std::size_t size, const char* digits) {
-  std::string text;
-  text.reserve(size * 2);
+  std::string text(size * 2, '\0');
   for (std::size_t i = 0; i < size; ++i) {
-    text += digits[bytes[i] >> 4];
-    text += digits[bytes[i] & 0xF];
+    text[2 * i] = digits[bytes[i] >> 4];
+    text[2 * i + 1] = digits[bytes[i] & 0xF];
   }
   return text;
 }
 
 constexpr char kUpperDigits[] = "0123456789ABCDEF";
+
+// The number of forks that led to this process: a reserve from before a fork is the parent's too.
+std::atomic<unsigned> forks{0};
+const bool countsForks = pthread_atfork(nullptr, nullptr, [] { ++forks; }) == 0;
+
+using Uuid = std::array<std::uint8_t, 16>;
+
+// Random numbers of one thread, fetched for 16 UUIDs at once: with a system call for each, an
+// enqueue takes a tenth longer.
+struct Reserve {
+  std::array<Uuid, 16> uuids;
+  std::size_t left;
+  unsigned forks;
+};
+
+Uuid randomUuid() {
+  static thread_local Reserve reserve{};
+  if (reserve.left == 0 || !countsForks || reserve.forks != forks) {
+    if (getentropy(reserve.uuids.data(), sizeof reserve.uuids) != 0) {
+      throw Exception(kInternalInconsistencyException, "The system gives no random numbers.");
+    }
+    reserve.left = reserve.uuids.size();
+    reserve.forks = forks;
+  }
+  return reserve.uuids[--reserve.left];
+}
 
 }  // namespace
 
@@ -84,10 +111,7 @@ std::optional<Bytes> fromBase64(std::string_view text) {
 }
 
 std::string makeUuid() {
-  std::array<std::uint8_t, 16> uuid;
-  if (getentropy(uuid.data(), uuid.size()) != 0) {
-    throw Exception(kInternalInconsistencyException, "The system gives no random numbers.");
-  }
+  Uuid uuid = randomUuid();
   uuid[6] = static_cast<std::uint8_t>((uuid[6] & 0x0F) | 0x40);
   uuid[8] = static_cast<std::uint8_t>((uuid[8] & 0x3F) | 0x80);
   std::string text = toHex(uuid.data(), uuid.size(), kUpperDigits);
