@@ -292,6 +292,7 @@ TEST_F(CoreRuleTest, AcceptedStartRestsWhileIdentifierAndVersionsStay) {
     EXPECT_EQ(reason(), StartReason::accepted);
     EXPECT_EQ(startDecision(facts).outcome(), StartDecision::Outcome::notDue);
   }
+  facts.plainAppId = "app";
   facts.appVersion = "3.2";
   EXPECT_EQ(reason(), StartReason::appVersionChanged);
   EXPECT_EQ(startDecision(facts).outcome(), StartDecision::Outcome::due);

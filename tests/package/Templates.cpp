@@ -6,6 +6,7 @@
 #include <zqm/core/ZQMStartResponse.h>
 #include <zqm/core/ZQMUserModel.h>
 #include <zqm/device/ZQMDeviceModel.h>
+#include <zqm/log/ZQMLogHandler.h>
 #include <zqm/model/ZQMDatabase.h>
 #include <zqm/model/ZQMOptInModel.h>
 #include <zqm/platform/Process.h>
@@ -49,6 +50,7 @@ template <class R>
 bool store(const R& record) {
   using zqm::ZQMDatabase;
   const bool isSaved = ZQMDatabase::saveObject<R>(record) &&
+                       ZQMDatabase::saveObject<R>(std::optional<R>(record)) &&
                        ZQMDatabase::saveObject<R>(std::vector<R>{record}) &&
                        ZQMDatabase::saveObject<R>(zqm::Value("plain"));
   const bool isFound = ZQMDatabase::readRecord<R>().has_value();
@@ -66,6 +68,7 @@ int main() {
   store(Visit());
   store(ZQMQueueModel());
   static_cast<void>(ZQMDatabase::findRecord<Visit>());
+  HandlerList<int>().join([](int) {}, [] {});
   std::size_t count = 0;
   ZQMQueueItems().forEach([&](const ZQMQueueDataModel&) { ++count; });
 

@@ -40,7 +40,7 @@ ZQM_EXPORT Exception mustOverride(const std::string& operation);
 ZQM_EXPORT std::vector<std::string> callStackSymbols();
 
 // Formats these lines for a report.
-std::string callStackText(const std::vector<std::string>& symbols);
+ZQM_EXPORT std::string callStackText(const std::vector<std::string>& symbols);
 
 // Implementation of `guarded`; call that instead.
 ZQM_EXPORT bool guardedCall(const std::function<void()>& body,

@@ -51,6 +51,6 @@ class ZQM_EXPORT ZQMExecutorOperation {
 };
 
 // Submits a module's work to the shared executor.
-void execute(std::string moduleName, std::function<void()> work);
+ZQM_EXPORT void execute(std::string moduleName, std::function<void()> work);
 
 }  // namespace zqm

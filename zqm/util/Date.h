@@ -65,6 +65,7 @@ ZQM_EXPORT std::int64_t differenceInMinutesToDate(Date self, Date other);
 
 // Returns the standard long name of a zone of the time zone database in the language of a locale,
 // or its offset, such as "GMT-03:00", if it has no name there.
-std::string localizedZoneName(std::string_view zoneIdentifier, std::string_view localeIdentifier);
+ZQM_EXPORT std::string localizedZoneName(std::string_view zoneIdentifier,
+                                         std::string_view localeIdentifier);
 
 }  // namespace zqm
