@@ -45,7 +45,7 @@ enum class StartReason {
 struct StartDecision {
   enum class Outcome { impossible, unsendable, notDue, due };
 
-  Outcome outcome() const;
+  ZQM_EXPORT Outcome outcome() const;
 
   StartReason reason = StartReason::noAdvertisingId;
   // The key of the value that a due request would lack.
