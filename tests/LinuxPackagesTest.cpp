@@ -107,6 +107,31 @@ TEST_F(LinuxPackagesTest, ADescriptionThatCannotBeReadForAMomentIsReadLater) {
   EXPECT_TRUE(packages.mainPackage());
 }
 
+// The list of what is beside the main package is kept while its directory is unchanged.
+TEST_F(LinuxPackagesTest, APackageIsFoundAfterAMomentWithoutDescriptorsAndWhenItIsNew) {
+  // Old enough that the list is kept.
+  const std::filesystem::path directory =
+      std::filesystem::path(installedLibraryPackage()).parent_path();
+  struct stat status {};
+  ASSERT_EQ(stat(directory.c_str(), &status), 0);
+  while (std::time(nullptr) - status.st_ctim.tv_sec < 4) usleep(100'000);
+  LinuxPackages packages({.main = directory}, log);
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+  const rlimit none{0, usual.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const auto withoutDescriptors = packages.frameworks();
+  setrlimit(RLIMIT_NOFILE, &usual);
+  EXPECT_TRUE(withoutDescriptors.empty());
+  EXPECT_EQ(packages.frameworks().size(), 1U);
+  const auto late = directory / "Late.bundle";
+  std::filesystem::copy(installedLibraryPackage(), late);
+  const std::size_t count = packages.frameworks().size();
+  std::filesystem::remove_all(late);
+  EXPECT_EQ(count, 2U);
+  EXPECT_EQ(packages.frameworks().size(), 1U);
+}
+
 TEST_F(LinuxPackagesTest, TheHostsCopyOfTheLibraryGoesFirstAndAloneGivesSettings) {
   const auto settings = [this] {
     return LinuxPackages(places, log).packageWithIdentifier("org.zqm.core").value()["Environments"];

@@ -52,12 +52,14 @@ std::vector<std::string> LinuxPackages::directoriesIn(const std::string& parent)
   const MutexLock lock(mutex_);
   if (stamp.hasNotChangedSince(listed_)) return directories_;
   directories_.clear();
-  for (const std::string& name : entriesOf(parent)) {
+  const auto names = entriesOf(parent);
+  for (const std::string& name : names) {
     const std::string path = joinPath(parent, name);
     struct stat status {};
     if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) directories_.push_back(path);
   }
-  listed_ = stamp;
+  // An empty list costs nothing, and may be one that could not be read.
+  listed_ = names.empty() ? FileStamp() : stamp;
   return directories_;
 }
 
