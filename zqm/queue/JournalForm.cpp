@@ -47,15 +47,15 @@ std::optional<std::uint64_t> takeNumber(std::string_view& payload) {
   return number && *number >= 0 ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
 }
 
-// Calls `take` with each number. Returns false if the payload contains anything else.
-template <class Take>
-bool takeNumbers(std::string_view payload, const Take& take) {
+// Returns std::nullopt if the payload contains anything but numbers.
+std::optional<std::vector<std::uint64_t>> numbersIn(std::string_view payload) {
+  std::vector<std::uint64_t> numbers;
   while (!payload.empty()) {
     const auto number = takeNumber(payload);
-    if (!number) return false;
-    take(*number);
+    if (!number) return std::nullopt;
+    numbers.push_back(*number);
   }
-  return true;
+  return numbers;
 }
 
 std::optional<JournalItem> itemIn(std::string_view payload, std::size_t size) {
@@ -106,20 +106,17 @@ class Reader {
   }
 
  private:
-  // A first frame that is not valid to its end is ignored, with the ids before the fault.
   bool takeBegin(std::string_view payload, std::uint64_t file) {
     const auto form = takeNumber(payload);
-    if (!form) return false;
-    const bool isNewer = *form > kForm;
-    std::vector<std::uint64_t> ids;
-    if (!isNewer && !takeNumbers(payload, [&](std::uint64_t id) { ids.push_back(id); })) {
-      return false;
-    }
+    const bool isNewer = form && *form > kForm;
+    // What follows in a later form is not known.
+    auto ids = isNewer ? std::vector<std::uint64_t>() : numbersIn(payload);
+    if (!form || !ids) return false;
     // Sorted, because filling a set with millions of unsorted ids takes a microsecond for each.
-    std::ranges::sort(ids);
+    std::ranges::sort(*ids);
     content_.state = isNewer ? JournalContent::State::newer : JournalContent::State::sound;
     content_.file = file;
-    content_.adopted = {ids.begin(), ids.end()};
+    content_.adopted = {ids->begin(), ids->end()};
     return true;
   }
 
@@ -133,12 +130,10 @@ class Reader {
     return true;
   }
 
-  // Takes all of the keys or none.
   bool takeRemoval(std::string_view payload) {
-    const std::size_t before = removed_.size();
-    if (takeNumbers(payload, [this](std::uint64_t key) { removed_.push_back(key); })) return true;
-    removed_.resize(before);
-    return false;
+    const auto keys = numbersIn(payload);
+    if (keys) removed_.insert(removed_.end(), keys->begin(), keys->end());
+    return keys.has_value();
   }
 
   bool takeReplacement(std::string_view payload, std::size_t at) {
@@ -198,6 +193,13 @@ bool putReplacement(std::string& out, std::uint64_t file, std::uint64_t count) {
   FrameWriter frame(out);
   putCborNumber(putKind(out, Kind::replace), count);
   return frame.finish(file);
+}
+
+JournalContent readJournalBegin(std::string_view begin) {
+  JournalContent content;
+  const auto frame = frameAt(begin, 0, std::nullopt);
+  if (frame) Reader(content).take(*frame, 0);
+  return content;
 }
 
 JournalContent readJournal(std::string_view file) {

@@ -63,4 +63,7 @@ struct JournalContent {
 // to the size of the file, whatever it contains.
 JournalContent readJournal(std::string_view file);
 
+// Reads the first frame alone: state, id, and the ids of the adopted files.
+JournalContent readJournalBegin(std::string_view begin);
+
 }  // namespace zqm

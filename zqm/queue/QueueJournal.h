@@ -107,6 +107,7 @@ class QueueJournal {
   void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, rewriting_);
   bool takeTurn(const std::string& directory, std::shared_ptr<void>& token) ZQM_REQUIRES(looking_)
       ZQM_EXCLUDES(mutex_);
+  JournalContent beginOf(const std::string& path) const;
   std::vector<std::string> queueFiles(const std::string& directory);
   std::vector<Found> findFiles(const std::string& directory, std::set<std::uint64_t>& adopted,
                                std::vector<std::string>& reports) ZQM_REQUIRES(looking_);

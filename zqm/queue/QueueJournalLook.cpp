@@ -34,9 +34,11 @@ void QueueJournal::load(const std::string& directory) {
   if (!bytes) return;
   Found own{first, std::move(opened.file), readJournal(asText(*bytes))};
   const auto hasItsItems = [&](const std::string& path) {
-    return readJournal(asText(platform_.journals->begin(path))).adopted.contains(own.content.file);
+    return beginOf(path).adopted.contains(own.content.file);
   };
-  if (!std::ranges::any_of(queueFiles(directory), hasItsItems)) takeOver(own, directory);
+  // A list without this very file could not be read.
+  const auto paths = queueFiles(directory);
+  if (!paths.empty() && std::ranges::none_of(paths, hasItsItems)) takeOver(own, directory);
 }
 
 // Takes over one file, adopts the others, and removes those that have been adopted. Each is locked
@@ -76,6 +78,10 @@ std::vector<std::string> QueueJournal::look() {
   return reports;
 }
 
+JournalContent QueueJournal::beginOf(const std::string& path) const {
+  return readJournalBegin(asText(platform_.journals->begin(path)));
+}
+
 bool QueueJournal::takeTurn(const std::string& directory, std::shared_ptr<void>& token) {
   const Journals::Turn turn = platform_.journals->takeTurn(directory, token);
   if (turn == Journals::Turn::others) return false;
@@ -112,14 +118,13 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
   if (!hasLocks_ && own != 0) return found;
   for (const std::string& path : queueFiles(directory)) {
     Journals::Opened opened = platform_.journals->open(path, hasLocks_);
-    const auto bytes =
-        opened.file ? opened.file->read() : std::optional(platform_.journals->begin(path));
-    JournalContent content = readJournal(bytes ? asText(*bytes) : std::string_view());
+    const auto bytes = opened.file ? opened.file->read() : std::nullopt;
+    JournalContent content = bytes ? readJournal(asText(*bytes)) : beginOf(path);
     adopted.insert(content.adopted.begin(), content.adopted.end());
     std::string reason;
     if (opened.access == Journals::Access::unreadable) reason = opened.reason;
     if (opened.file && !bytes) reason = "an input or output error";
-    if (content.state == JournalContent::State::newer) reason = "it is of a later version";
+    if (bytes && content.state == JournalContent::State::newer) reason = "it is of a later version";
     if (!reason.empty() && reported_.insert(path).second) {
       reports.push_back("The queue's file " + nameOf(path) + " is left as it is: " + reason);
     }
