@@ -52,9 +52,14 @@ StartDecision::Outcome StartDecision::outcome() const {
     case StartReason::accepted:
     case StartReason::attemptedWithinADay:
       return Outcome::notDue;
-    default:
+    case StartReason::neverAttempted:
+    case StartReason::advertisingIdChanged:
+    case StartReason::sdkVersionChanged:
+    case StartReason::appVersionChanged:
+    case StartReason::lastAttemptADayAgo:
       return Outcome::due;
   }
+  return Outcome::impossible;
 }
 
 StartDecision startDecision(const StartFacts& facts) {

@@ -113,7 +113,8 @@ void ZQMCoreRule::coreIsStarted(const Text& appId, std::function<void(bool)> isS
         const StartDecision::Outcome outcome = decision.outcome();
         if (outcome == StartDecision::Outcome::due) return ask(facts, decision, isStarted);
         if (outcome == StartDecision::Outcome::unsendable) {
-          throw Exception(kInvalidArgumentException, describe(decision));
+          throw Exception(kInvalidArgumentException,
+                          "The start request has no value for " + decision.missing + ".");
         }
         if (!facts.isUserKnown) {
           reportUnreadable(ZQMUserModel::kClassName, "nothing is started", kCoreModule);
