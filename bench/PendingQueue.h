@@ -76,7 +76,6 @@ inline void remove(const ZQMQueueItems::Item& item) {
 // As the first argument of this program: to enqueue for ever, in the container of a package and a
 // data directory.
 inline constexpr const char* kEnqueueOption = "--enqueue";
-void enqueueForEver(const char* package, const char* dataDirectory);
 
 inline void enqueueOne() { enqueue(nextHanded()); }
 inline void removeFirst() { remove(firstPending()); }

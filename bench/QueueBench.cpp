@@ -27,7 +27,6 @@ constexpr std::size_t kCalls = 500;
 constexpr std::size_t kCallsOfABatch = 50;
 constexpr int kRewritings = 5;
 constexpr std::chrono::milliseconds kPace{1};
-constexpr std::chrono::microseconds kPaceOfOthers{200};
 // By then a queue that was made at once is on the disk.
 constexpr std::chrono::milliseconds kRest{1500};
 
@@ -218,22 +217,6 @@ void samples(benchmark::internal::Benchmark* row) { row->UseManualTime()->Iterat
 void atEachLength(benchmark::internal::Benchmark* row) {
   samples(row->Arg(0)->Arg(1000)->Arg(10000));
 }
-
-}  // namespace
-
-void enqueueForEver(const char* package, const char* dataDirectory) {
-  Process process(makeLinuxPlatform({.mainPackage = package, .userDataDirectory = dataDirectory}));
-  const Process::Scope scope(process);
-  for (;;) {
-    for (std::size_t i = 0; i < kCallsOfABatch; ++i) {
-      enqueueOne();
-      std::this_thread::sleep_for(kPaceOfOthers);
-    }
-    for (std::size_t i = 0; i < kCallsOfABatch; ++i) removeFirst();
-  }
-}
-
-namespace {
 
 BENCHMARK(Enqueue)->Apply(atEachLength);
 BENCHMARK(EnqueueFloor)->Apply(samples);

@@ -3,16 +3,20 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "bench/PendingQueue.h"
 #include "bench/Row.h"
+#include "zqm/platform/Process.h"
+#include "zqm/platform/linux/LinuxPlatform.h"
 
 namespace zqm::bench {
 namespace {
@@ -115,6 +119,20 @@ class Rows : public benchmark::BenchmarkReporter {
 
   std::map<std::pair<std::int64_t, std::int64_t>, Figure> figures_;
 };
+
+[[noreturn]] void enqueueForEver(const char* package, const char* dataDirectory) {
+  constexpr std::size_t kItems = 50;
+  constexpr std::chrono::microseconds kPace{200};
+  Process process(makeLinuxPlatform({.mainPackage = package, .userDataDirectory = dataDirectory}));
+  const Process::Scope scope(process);
+  for (;;) {
+    for (std::size_t made = 0; made < kItems; ++made) {
+      enqueueOne();
+      std::this_thread::sleep_for(kPace);
+    }
+    for (std::size_t made = 0; made < kItems; ++made) removeFirst();
+  }
+}
 
 }  // namespace
 }  // namespace zqm::bench
