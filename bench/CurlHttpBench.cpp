@@ -7,7 +7,7 @@
 #include "bench/Authorities.h"
 #include "tests/support/HttpClient.h"
 #include "tools/zqm/HttpServer.h"
-#include "zqm/platform/linux/CurlHttp.h"
+#include "zqm/platform/curl/CurlHttp.h"
 
 namespace zqm::bench {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "bench/Installation.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/util/Cbor.h"
 

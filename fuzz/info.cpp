@@ -1,8 +1,8 @@
 // What the Info.plist of the host and of the library's package holds, the settings among it: a
 // dictionary, written as CBOR. The files themselves are trusted.
 #include "fuzz/Target.h"
-#include "zqm/core/ZQMEnvironmentUtil.h"
 #include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 #include "zqm/endpoints/ZQMEndPoint.h"
 #include "zqm/util/Cbor.h"
 #include "zqm/util/Strings.h"

@@ -1,7 +1,7 @@
 // A PKCS#12 file. An odd first byte puts the MAC right.
 #include "fuzz/Target.h"
-#include "zqm/crypto/OpenSsl.h"
 #include "zqm/crypto/ZQMCryptography.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 
 namespace zqm::fuzz {
 namespace {

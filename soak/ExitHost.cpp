@@ -17,8 +17,8 @@
 #include "zqm/crypto/ZQMCryptography.h"
 #include "zqm/http/ZQMHttpRequest.h"
 #include "zqm/platform/linux/LinuxPlatform.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/queue/ZQMQueueRule.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm::soak {
 namespace {

@@ -15,8 +15,8 @@
 #include "zqm/core/ZQMCore.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/linux/LinuxPlatform.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/queue/ZQMQueueRule.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm::soak {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "zqm/platform/linux/LinuxJournals.h"
+#include "zqm/platform/linux/files/LinuxJournals.h"
 #include "zqm/queue/ZQMQueueRule.h"
 
 namespace zqm::soak {

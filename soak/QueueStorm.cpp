@@ -20,7 +20,7 @@
 
 #include "soak/QueueHost.h"
 #include "zqm/core/ZQMCore.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/queue/JournalForm.h"
 #include "zqm/queue/ZQMQueueRule.h"

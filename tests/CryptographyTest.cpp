@@ -11,7 +11,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/TestData.h"
-#include "zqm/crypto/OpenSsl.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 #include "zqm/util/Encoding.h"
 
 namespace zqm::testing {

@@ -1,5 +1,5 @@
 // The transport against a real server: requests, answers, failures and its own life.
-#include "zqm/platform/linux/CurlHttp.h"
+#include "zqm/platform/curl/CurlHttp.h"
 
 #include <gtest/gtest.h>
 

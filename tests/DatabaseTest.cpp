@@ -4,7 +4,7 @@
 #include "tests/support/FakePlatform.h"
 #include "tools/zqm/PropertyListWriter.h"
 #include "zqm/base/Exception.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/model/Frame.h"
 #include "zqm/model/RecordFile.h"
 #include "zqm/queue/ZQMQueueModel.h"

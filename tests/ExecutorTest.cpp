@@ -1,5 +1,5 @@
 // ZQMExecutorOperation and ZQMBlockOperation: the list of operations and the exception boundary.
-#include "zqm/queue/ZQMExecutorOperation.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 #include <latch>
 #include <thread>

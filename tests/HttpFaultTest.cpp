@@ -8,10 +8,10 @@
 #include "tools/zqm/Sandbox.h"
 #include "zqm/config/ZQMConfigModel.h"
 #include "zqm/core/ZQMCore.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/device/ZQMDeviceModel.h"
 #include "zqm/model/ZQMDatabase.h"
-#include "zqm/platform/linux/CurlHttp.h"
+#include "zqm/platform/curl/CurlHttp.h"
 #include "zqm/queue/ZQMQueueRule.h"
 
 namespace zqm::testing {

@@ -3,7 +3,7 @@
 
 #include "tests/support/FakePlatform.h"
 #include "zqm/core/ZQMCore.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/model/ZQMDatabase.h"
 
 namespace zqm::testing {

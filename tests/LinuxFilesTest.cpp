@@ -1,5 +1,5 @@
 // Files and directories on a real disk.
-#include "zqm/platform/linux/LinuxFiles.h"
+#include "zqm/platform/linux/files/LinuxFiles.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,8 +13,8 @@
 
 #include "tests/support/Environment.h"
 #include "tests/support/Tree.h"
-#include "zqm/platform/linux/Descriptor.h"
-#include "zqm/platform/linux/LinuxDirectories.h"
+#include "zqm/platform/linux/files/LinuxDirectories.h"
+#include "zqm/platform/posix/Descriptor.h"
 
 namespace zqm {
 namespace {

@@ -9,10 +9,10 @@
 #include <thread>
 
 #include "tests/support/Tree.h"
-#include "zqm/platform/linux/Descriptor.h"
-#include "zqm/platform/linux/LinuxMainThread.h"
 #include "zqm/platform/linux/LinuxPlatform.h"
-#include "zqm/platform/linux/LinuxSystemLog.h"
+#include "zqm/platform/linux/host/LinuxMainThread.h"
+#include "zqm/platform/linux/host/LinuxSystemLog.h"
+#include "zqm/platform/posix/Descriptor.h"
 
 namespace zqm::testing {
 namespace {

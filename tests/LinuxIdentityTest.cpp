@@ -1,5 +1,5 @@
 // Identifiers of the user and of the device.
-#include "zqm/platform/linux/LinuxIdentity.h"
+#include "zqm/platform/linux/device/LinuxIdentity.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "tests/support/Tree.h"
-#include "zqm/platform/linux/LinuxFiles.h"
+#include "zqm/platform/linux/files/LinuxFiles.h"
 
 namespace zqm {
 namespace {

@@ -1,5 +1,5 @@
 // Reachability, against real links and routes in a network namespace of each test's own.
-#include "zqm/platform/linux/LinuxNetwork.h"
+#include "zqm/platform/linux/network/LinuxNetwork.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "tests/support/Tree.h"
-#include "zqm/platform/linux/RouteSocket.h"
+#include "zqm/platform/linux/network/RouteSocket.h"
 
 namespace zqm {
 namespace {

@@ -1,5 +1,5 @@
 // Packages as directories on disk.
-#include "zqm/platform/linux/LinuxPackages.h"
+#include "zqm/platform/linux/files/LinuxPackages.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -10,9 +10,9 @@
 
 #include "tests/support/Environment.h"
 #include "tests/support/Tree.h"
-#include "zqm/platform/linux/LinuxMemoryAndStorage.h"
-#include "zqm/platform/linux/LinuxPower.h"
-#include "zqm/platform/linux/LinuxSurroundings.h"
+#include "zqm/platform/linux/device/LinuxMemoryAndStorage.h"
+#include "zqm/platform/linux/device/LinuxPower.h"
+#include "zqm/platform/linux/device/LinuxSurroundings.h"
 
 namespace zqm::testing {
 namespace {

@@ -1,5 +1,5 @@
 // OpenSslGate: real processes that exit while their threads are inside OpenSSL.
-#include "zqm/platform/OpenSslGate.h"
+#include "zqm/crypto/openssl/OpenSslGate.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

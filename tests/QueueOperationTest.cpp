@@ -4,7 +4,7 @@
 #include "tests/support/FakePlatform.h"
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/core/ZQMCoreRequest.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/queue/SendDecision.h"
 #include "zqm/queue/ZQMQueueRule.h"

@@ -3,7 +3,7 @@
 
 #include "tests/support/FakePlatform.h"
 #include "tests/support/Integrator.h"
-#include "zqm/core/ZQMEnvironmentUtil.h"
+#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 
 namespace zqm::testing {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "zqm/config/ZQMConfigRule.h"
-#include "zqm/core/ZQMUserRule.h"
+#include "zqm/core/user/ZQMUserRule.h"
 #include "zqm/crypto/ZQMCryptography.h"
 #include "zqm/crypto/ZQMLocker.h"
 #include "zqm/endpoints/ZQMEndPoint.h"

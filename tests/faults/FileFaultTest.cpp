@@ -7,7 +7,7 @@
 
 #include "tests/faults/Installation.h"
 #include "zqm/config/ZQMConfigModel.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/device/ZQMDeviceModel.h"
 
 namespace zqm::testing {

@@ -12,8 +12,8 @@
 #include "tests/support/Tree.h"
 #include "zqm/core/ZQMCore.h"
 #include "zqm/model/ZQMDatabase.h"
-#include "zqm/platform/linux/LinuxFiles.h"
-#include "zqm/platform/linux/LinuxJournals.h"
+#include "zqm/platform/linux/files/LinuxFiles.h"
+#include "zqm/platform/linux/files/LinuxJournals.h"
 #include "zqm/queue/QueueJournal.h"
 #include "zqm/queue/ZQMQueueRule.h"
 

@@ -4,7 +4,7 @@
 
 #include "tests/faults/Installation.h"
 #include "tools/zqm/HttpServer.h"
-#include "zqm/platform/linux/CurlHttp.h"
+#include "zqm/platform/curl/CurlHttp.h"
 
 namespace zqm::testing {
 namespace {

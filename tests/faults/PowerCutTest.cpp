@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "tests/faults/Installation.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 
 namespace zqm::testing {
 namespace {

@@ -4,7 +4,7 @@
 #include <zqm/base/Snapshot.h>
 #include <zqm/config/ZQMConfigRule.h>
 #include <zqm/core/ZQMStartResponse.h>
-#include <zqm/core/ZQMUserModel.h>
+#include <zqm/core/user/ZQMUserModel.h>
 #include <zqm/device/ZQMDeviceModel.h>
 #include <zqm/log/ZQMLogHandler.h>
 #include <zqm/model/ZQMDatabase.h>

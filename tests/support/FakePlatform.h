@@ -13,9 +13,9 @@
 
 #include "tests/support/FakeFiles.h"
 #include "tests/support/FakeJournals.h"
-#include "zqm/base/WorkerPool.h"
 #include "zqm/platform/Process.h"
-#include "zqm/platform/linux/LinuxMainThread.h"
+#include "zqm/platform/WorkerPool.h"
+#include "zqm/platform/linux/host/LinuxMainThread.h"
 #include "zqm/util/Json.h"
 
 namespace zqm {

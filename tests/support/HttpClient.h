@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "tools/zqm/HttpServer.h"
-#include "zqm/platform/linux/CurlHttp.h"
+#include "zqm/platform/curl/CurlHttp.h"
 
 namespace zqm::testing {
 

@@ -5,7 +5,7 @@
 
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/zqm/HttpServer.h"
-#include "zqm/crypto/OpenSsl.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 
 namespace zqm::testing {
 

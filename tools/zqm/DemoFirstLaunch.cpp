@@ -6,7 +6,7 @@
 #include "tools/zqm/LockerKey.h"
 #include "zqm/base/Version.h"
 #include "zqm/config/ZQMConfigModel.h"
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/device/ZQMDeviceModel.h"
 #include "zqm/endpoints/ZQMEndpointModels.h"
 #include "zqm/model/ZQMOptInModel.h"

@@ -8,8 +8,8 @@
 #include <stdexcept>
 
 #include "tools/zqm/FileAccess.h"
-#include "zqm/crypto/OpenSsl.h"
 #include "zqm/crypto/ZQMCryptography.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 #include "zqm/util/Encoding.h"
 
 namespace zqm::tools {

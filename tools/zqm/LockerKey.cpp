@@ -6,7 +6,7 @@
 
 #include <charconv>
 
-#include "zqm/crypto/OpenSsl.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 
 namespace zqm::tools {
 namespace {

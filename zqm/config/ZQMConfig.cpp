@@ -7,7 +7,7 @@
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "zqm/core/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserModel.h"
 
 namespace zqm {
 

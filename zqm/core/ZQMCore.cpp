@@ -6,11 +6,11 @@
 #include "zqm/base/Exception.h"
 #include "zqm/core/ZQMCoreModule.h"
 #include "zqm/core/ZQMCoreRule.h"
-#include "zqm/core/ZQMUserRule.h"
+#include "zqm/core/user/ZQMUserRule.h"
 #include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm {
 namespace {

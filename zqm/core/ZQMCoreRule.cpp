@@ -4,9 +4,9 @@
 #include "zqm/base/Exception.h"
 #include "zqm/config/ZQMConfig.h"
 #include "zqm/core/ZQMCoreRequest.h"
-#include "zqm/core/ZQMUserModel.h"
-#include "zqm/core/ZQMUserRule.h"
 #include "zqm/core/ZQMUtils.h"
+#include "zqm/core/user/ZQMUserModel.h"
+#include "zqm/core/user/ZQMUserRule.h"
 #include "zqm/device/ZQMDeviceBehavior.h"
 #include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/log/ZQMDebugInfo.h"
@@ -15,8 +15,8 @@
 #include "zqm/model/StoreReport.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/queue/ZQMQueueRule.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {

@@ -3,7 +3,7 @@
 
 #include "zqm/base/Error.h"
 #include "zqm/base/Exception.h"
-#include "zqm/core/ZQMEnvironmentUtil.h"
+#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 #include "zqm/crypto/ZQMCryptography.h"
 #include "zqm/http/ZQMReachability.h"
 #include "zqm/log/ZQMLogHandler.h"

@@ -3,8 +3,8 @@
 #include <climits>
 #include <cstdlib>
 
-#include "zqm/crypto/OpenSsl.h"
 #include "zqm/crypto/ZQMCryptography.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 #include "zqm/util/Encoding.h"
 #include "zqm/util/Strings.h"
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "zqm/crypto/OpenSsl.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 
 namespace zqm {
 

@@ -9,7 +9,7 @@
 #include "zqm/device/ZQMDeviceRule.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm {
 namespace {

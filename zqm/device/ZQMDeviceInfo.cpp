@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "zqm/base/Exception.h"
-#include "zqm/core/ZQMEnvironmentUtil.h"
 #include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Date.h"
 

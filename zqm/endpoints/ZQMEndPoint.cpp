@@ -1,7 +1,7 @@
 // The base addresses, and the fallback for an address that is not in the table.
 #include "zqm/endpoints/ZQMEndPoint.h"
 
-#include "zqm/core/ZQMEnvironmentUtil.h"
+#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 
 namespace zqm {
 namespace {

@@ -4,8 +4,8 @@
 #include <chrono>
 
 #include "zqm/core/ZQMCore.h"
-#include "zqm/core/ZQMUserModel.h"
 #include "zqm/core/ZQMUtils.h"
+#include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"

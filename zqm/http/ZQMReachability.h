@@ -9,8 +9,8 @@
 #include <string>
 
 #include "zqm/base/Mutex.h"
-#include "zqm/base/WorkerPool.h"
 #include "zqm/platform/Process.h"
+#include "zqm/platform/WorkerPool.h"
 
 namespace zqm {
 

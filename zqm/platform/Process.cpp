@@ -1,7 +1,7 @@
 // The current Process, its instances and the number of its wrappers.
 #include "zqm/platform/Process.h"
 
-#include "zqm/platform/OpenSslGate.h"
+#include "zqm/crypto/openssl/OpenSslGate.h"
 
 namespace zqm {
 namespace {

@@ -6,13 +6,13 @@
 #include "zqm/base/Exception.h"
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/core/ZQMCoreRequest.h"
-#include "zqm/core/ZQMUserRule.h"
 #include "zqm/core/ZQMUtils.h"
+#include "zqm/core/user/ZQMUserRule.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
 #include "zqm/queue/SendDecision.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/queue/ZQMQueueRule.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm {
 namespace {

@@ -9,9 +9,9 @@
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
 #include "zqm/queue/QueueJournal.h"
-#include "zqm/queue/ZQMBlockOperation.h"
-#include "zqm/queue/ZQMExecutorOperation.h"
 #include "zqm/queue/ZQMQueueOperation.h"
+#include "zqm/queue/executor/ZQMBlockOperation.h"
+#include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <unicode/utf8.h>
 
-#include "zqm/crypto/OpenSsl.h"
+#include "zqm/crypto/openssl/OpenSsl.h"
 #include "zqm/util/Encoding.h"
 
 namespace zqm {

@@ -1,0 +1,34 @@
+// Asks the host, and returns the default if it provides nothing.
+#include "zqm/platform/linux/host/LinuxHostState.h"
+
+#include "zqm/base/Exception.h"
+
+namespace zqm {
+namespace {
+
+// Returns the result of `source`, or `value` if it is empty or throws.
+template <class T>
+T ask(const std::function<T()>& source, T value) {
+  if (source) {
+    guarded([&] { value = source(); });
+  }
+  return value;
+}
+
+}  // namespace
+
+std::int32_t LinuxHostState::applicationState() { return ask(sources_.applicationState, 0); }
+
+Value LinuxHostState::backgroundModes() {
+  const auto declared = [this] {
+    const auto main = packages_->mainPackage();
+    return main ? (*main)["UIBackgroundModes"] : Value();
+  };
+  return sources_.backgroundModes ? ask(sources_.backgroundModes, Value()) : declared();
+}
+
+std::int32_t LinuxHostState::trackingAuthorization() {
+  return ask(sources_.trackingAuthorization, 0);
+}
+
+}  // namespace zqm
