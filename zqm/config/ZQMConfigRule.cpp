@@ -4,11 +4,11 @@
 #include "zqm/base/Exception.h"
 #include "zqm/config/ConfigDecision.h"
 #include "zqm/config/ZQMConfigRequest.h"
-#include "zqm/core/ZQMUtils.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/model/StoreReport.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
+#include "zqm/util/Json.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {
@@ -29,8 +29,7 @@ void merge(const Value&, std::optional<Date>&) {}
 Dictionary valuesOf(const std::optional<std::string>& text) {
   Dictionary values;
   if (!isNotEmpty(text)) return values;
-  guarded([&] { values = ZQMUtils::stringToDictionary(*text); },
-          reportAs(kConfigModule, kLogLevel));
+  guarded([&] { values = readJsonObject(*text); }, reportAs(kConfigModule, kLogLevel));
   return values;
 }
 

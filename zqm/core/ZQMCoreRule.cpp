@@ -3,8 +3,8 @@
 
 #include "zqm/base/Exception.h"
 #include "zqm/config/ZQMConfig.h"
-#include "zqm/core/ZQMCoreRequest.h"
-#include "zqm/core/ZQMUtils.h"
+#include "zqm/core/StartRequest.h"
+#include "zqm/core/settings/Resources.h"
 #include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/core/user/ZQMUserRule.h"
 #include "zqm/device/ZQMDeviceBehavior.h"
@@ -80,11 +80,10 @@ ZQMUserModel recordAnswer(const StartFacts& facts, const StartDecision& decision
 
 void ask(const StartFacts& facts, const StartDecision& decision,
          const std::function<void(bool)>& isStarted) {
-  ZQMCoreRequest::initWithDictionary(
-      startBody(facts, decision),
-      [=](const std::optional<ZQMStartResponse>& response, const std::optional<Error>& error) {
-        guarded([&] { isStarted(recordAnswer(facts, decision, response, error).started); }, report);
-      });
+  sendStartRequest(startBody(facts, decision), [=](const std::optional<ZQMStartResponse>& response,
+                                                   const std::optional<Error>& error) {
+    guarded([&] { isStarted(recordAnswer(facts, decision, response, error).started); }, report);
+  });
 }
 
 }  // namespace
@@ -134,14 +133,10 @@ void ZQMCoreRule::restartCore() {
 
 StartFacts currentStartFacts(const Text& appId) {
   auto [state, user] = ZQMDatabase::findRecord<ZQMUserModel>();
-  return {std::move(user),
-          ZQMDeviceInfo::advertisingId(),
-          appId,
-          ZQMUtils::decryptoString(appId),
-          ZQMDebugInfo::getSdkVersion(),
-          ZQMDebugInfo::getAppVersionName(),
-          platform().clock->now(),
-          state != FileState::unreadable};
+  return {
+      std::move(user),         ZQMDeviceInfo::advertisingId(), appId,
+      decrypted(appId),        ZQMDebugInfo::getSdkVersion(),  ZQMDebugInfo::getAppVersionName(),
+      platform().clock->now(), state != FileState::unreadable};
 }
 
 }  // namespace zqm

@@ -88,9 +88,7 @@ Bytes readHex(std::string_view text) {
   return bytes;
 }
 
-std::optional<std::string> asUtf8(const std::optional<Bytes>& bytes) {
-  return bytes ? utf8Text(*bytes) : std::nullopt;
-}
+std::optional<std::string> asUtf8(const std::optional<Bytes>& bytes) { return utf8Text(bytes); }
 
 }  // namespace
 

@@ -79,7 +79,7 @@ std::optional<std::string> ZQMCryptography::rsaDecryptString(std::string_view ba
   const auto encrypted = fromBase64(base64);
   if (!encrypted) return std::nullopt;
   const auto decrypted = rsaDecryptData(*encrypted);
-  return decrypted ? utf8Text(*decrypted) : std::nullopt;
+  return utf8Text(decrypted);
 }
 
 std::optional<Bytes> ZQMCryptography::rsaDecryptData(const Bytes& data) const {

@@ -1,13 +1,12 @@
 // The parser of a public key's header, the store of imported keys, and the payload formats.
 #include "zqm/crypto/ZQMLocker.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <map>
 #include <span>
 
 #include "zqm/base/Mutex.h"
+#include "zqm/base/System.h"
 #include "zqm/crypto/LockerKey.h"
 #include "zqm/crypto/RsaKeys.h"
 #include "zqm/platform/Process.h"
@@ -103,7 +102,7 @@ std::string uniqueText() {
   const auto now = platform().clock->now().time_since_epoch().count();
   return makeUuid()
       .append("-")
-      .append(std::to_string(::getpid()))
+      .append(std::to_string(processNumber()))
       .append("-")
       .append(std::to_string(now));
 }

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "zqm/base/Exception.h"
-#include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/Resources.h"
 #include "zqm/core/settings/ZQMEnvironmentUtil.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Date.h"
@@ -88,7 +88,7 @@ std::string ZQMDeviceInfo::deviceCode() { return platform().surroundings->machin
 
 std::optional<std::string> ZQMDeviceInfo::deviceModel() {
   try {
-    return ZQMUtils::loadPlistWithPlistName("Devices", kLibraryIdentifier)[deviceCode()].string();
+    return propertyListOf(kLibraryIdentifier, "Devices")[deviceCode()].string();
   } catch (const Exception&) {
     return std::nullopt;
   }

@@ -1,7 +1,7 @@
 // Reads the stored table and decrypts its entries.
 #include "zqm/endpoints/ZQMEndpointsRule.h"
 
-#include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/Resources.h"
 #include "zqm/model/ZQMDatabase.h"
 
 namespace zqm {
@@ -15,7 +15,7 @@ void ZQMEndpointsRule::setEndpoints(std::optional<ZQMEndpointsModel> endpoints) 
 }
 
 ZQMEndpointsRule::Address ZQMEndpointsRule::decrypted(const Text& entry) {
-  return ZQMUtils::decryptoString(entry);
+  return zqm::decrypted(entry);
 }
 
 }  // namespace zqm

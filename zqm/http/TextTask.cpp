@@ -1,8 +1,8 @@
 // Converts the outcome of a request to a text or an error.
 #include "zqm/http/TextTask.h"
 
-#include "zqm/core/ZQMUtils.h"
 #include "zqm/http/ZQMHttpRequest.h"
+#include "zqm/util/Strings.h"
 
 namespace zqm {
 
@@ -11,7 +11,7 @@ void sendForText(std::string_view url, std::string_view method, const std::optio
                                           const std::optional<Error>&)>& completion) {
   const auto answered = [completion](const ZQMHttpResult& result) {
     if (result.statusCode == 200) {
-      return completion(ZQMUtils::dataToString(result.data), std::nullopt);
+      return completion(utf8Text(result.data), std::nullopt);
     }
     completion(std::nullopt, ZQMHttpRequest::errorWithRequest(result));
   };

@@ -4,12 +4,13 @@
 #include <chrono>
 
 #include "zqm/core/ZQMCore.h"
-#include "zqm/core/ZQMUtils.h"
 #include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/model/ZQMDatabase.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Encoding.h"
+#include "zqm/util/Json.h"
+#include "zqm/util/Strings.h"
 
 namespace zqm {
 namespace {
@@ -58,7 +59,7 @@ void finish(const HttpRequest& request, Date start, const HttpExchange& exchange
 // Returns the JSON object in a body or, if there is none, the details of the parser's exception.
 Dictionary answerDetails(const std::optional<Bytes>& body) {
   try {
-    return ZQMUtils::stringToDictionary(ZQMUtils::dataToString(body).value_or(""));
+    return readJsonObject(utf8Text(body).value_or(""));
   } catch (const Exception& exception) {
     return exception.userInfo();
   }
@@ -76,7 +77,7 @@ HttpRequest ZQMHttpRequest::setRequestWithData(std::string_view url, std::string
   if (user.euid.text()) request.headers.push_back({"euid", *user.euid.text(), true});
   if (user.appId.text()) request.headers.push_back({"apid", *user.appId.text(), true});
   // Bodies are sent as text, so data that is not UTF-8 is left out.
-  if (ZQMUtils::dataToString(data)) request.body = data;
+  if (utf8Text(data)) request.body = data;
   return request;
 }
 

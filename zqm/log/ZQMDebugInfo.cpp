@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/Resources.h"
 #include "zqm/device/ZQMDeviceInfo.h"
 #include "zqm/platform/Process.h"
 
@@ -41,7 +41,7 @@ std::int32_t ZQMDebugInfo::getBatteryPercentage() {
 
 std::optional<double> ZQMDebugInfo::getBatteryTemperature() { return std::nullopt; }
 
-Text ZQMDebugInfo::getSdkVersion() { return ZQMUtils::getVersionName(); }
+Text ZQMDebugInfo::getSdkVersion() { return libraryVersion(); }
 
 std::string ZQMDebugInfo::getSystemVersion() { return ZQMDeviceInfo::systemVersion(); }
 

@@ -7,11 +7,13 @@
 
 #include "zqm/base/Mutex.h"
 #include "zqm/core/ZQMCore.h"
-#include "zqm/core/ZQMCoreRequest.h"
-#include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/Resources.h"
+#include "zqm/http/CurrentNetwork.h"
+#include "zqm/log/RemoteLog.h"
 #include "zqm/log/ZQMDebugInfo.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Date.h"
+#include "zqm/util/Json.h"
 #include "zqm/util/Numbers.h"
 #include "zqm/util/Strings.h"
 
@@ -37,9 +39,8 @@ void report(std::string_view message, std::string_view stacktrace, std::string_v
   if (reporting) return;
   reporting = true;
   guarded([&] {
-    if (!ZQMUtils::isWWANConnected() && !ZQMUtils::isWifiConnected()) return;
-    ZQMCoreRequest::sendGraylogInDictionary(
-        ZQMLogHandler::requestMessage(message, stacktrace, module, level));
+    if (currentNetwork() == kNotReachable) return;
+    sendToRemoteLog(ZQMLogHandler::requestMessage(message, stacktrace, module, level));
   });
   reporting = false;
 }
@@ -82,13 +83,13 @@ bool appendEntry(const std::string& fileName, std::string_view text) {
   const Date now = platform().clock->now();
   std::string entry(kSeparator);
   entry.append(toString(now)).append(" ").append(text);
-  const auto container = ZQMUtils::getURLGroupContainer();
+  const auto container = groupContainer();
   if (!container || !isValidUtf8(entry)) return false;
   const std::string path = *container + "/" + fileName;
   Files& files = *platform().files;
   const MutexLock lock(*fileLock);
   std::string content;
-  if (const auto existing = ZQMUtils::dataToString(files.read(path))) {
+  if (const auto existing = utf8Text(files.read(path))) {
     // If no entry is kept, the separator alone remains.
     content.append(kSeparator).append(keptEntries(*existing, addDay(now, -kDaysKept)));
   }
@@ -108,7 +109,7 @@ bool appendEntry(const std::string& fileName, std::string_view text) {
 std::string headersText(const std::vector<HttpHeader>& headers) {
   Dictionary dictionary;
   for (const HttpHeader& header : headers) dictionary.set(header.name, header.value);
-  return ZQMUtils::mutableDictionaryToJson(dictionary);
+  return writeJson(dictionary).text;
 }
 
 }  // namespace
@@ -138,13 +139,13 @@ void ZQMLogHandler::logHttpRequestToFile(std::string_view url,
   const bool failed = error || !data;
   const Text outcome =
       failed ? Text(error ? std::optional(error->localizedDescription()) : std::nullopt)
-             : Text(ZQMUtils::dataToString(data));
+             : Text(utf8Text(data));
   std::string text;
   text.append(request ? request->method : "").append(" ").append(url);
   text.append("\nCode: ").append(std::to_string(response ? response->status : 0));
   text.append("\nHeader: ").append(request ? headersText(request->headers) : "");
   text.append("\nRequest: ");
-  if (request) text.append(ZQMUtils::dataToString(request->body).value_or(""));
+  if (request) text.append(utf8Text(request->body).value_or(""));
   text.append("\nHeader Response: ").append(response ? headersText(response->headers) : "");
   text.append(failed ? "\nError Response: " : "\nSuccess Response: ").append(outcome.textForm());
   text.append("\nTime Response: ").append(formatSeconds(time)).append("s");

@@ -3,7 +3,7 @@
 
 #include "zqm/base/Exception.h"
 #include "zqm/base/Mutex.h"
-#include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/Resources.h"
 #include "zqm/model/RecordFile.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Encoding.h"
@@ -20,7 +20,7 @@ std::string fileName(std::string_view className) { return std::string(className)
 RecursiveMutex& storeLock() { return *lock; }
 
 std::optional<std::string> ZQMDatabase::pathOf(std::string_view className) {
-  const auto container = ZQMUtils::getURLGroupContainer();
+  const auto container = groupContainer();
   if (!container) return std::nullopt;
   return *container + "/" + fileName(className);
 }

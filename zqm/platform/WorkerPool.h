@@ -9,11 +9,6 @@
 
 namespace zqm {
 
-// Starts a detached thread with all signals blocked, so that the host's signal handlers never run
-// on it. `name` (at most 15 characters) is visible in debuggers. Returns false if the system
-// refuses the thread; throws if out of memory.
-ZQM_EXPORT bool startThread(const std::string& name, std::function<void()> body);
-
 // Runs tasks on up to `limit` threads; further tasks wait in order. A task may block for long; its
 // exceptions are ignored. No thread is joined: after destruction, queued tasks still run.
 class ZQM_EXPORT WorkerPool {

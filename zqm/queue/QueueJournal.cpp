@@ -6,7 +6,7 @@
 #include <unordered_set>
 
 #include "zqm/base/Exception.h"
-#include "zqm/core/ZQMUtils.h"
+#include "zqm/core/settings/Resources.h"
 #include "zqm/model/Frame.h"
 #include "zqm/util/Cbor.h"
 
@@ -38,7 +38,7 @@ std::size_t bytesOf(const ZQMQueueDataModel& item) {
   return body + sizeOf(item.url) + sizeOf(item.method);
 }
 
-std::optional<std::string> queueDirectory() { return ZQMUtils::getURLGroupContainer(); }
+std::optional<std::string> queueDirectory() { return groupContainer(); }
 
 std::string firstQueueFile(const std::string& directory) {
   return directory + "/" + std::string(kClassName).append(kSuffix);

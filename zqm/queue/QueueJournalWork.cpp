@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "zqm/base/Exception.h"
+#include "zqm/base/System.h"
 #include "zqm/model/Frame.h"
-#include "zqm/platform/WorkerPool.h"
 #include "zqm/queue/QueueDraft.h"
 
 namespace zqm {

@@ -5,11 +5,11 @@
 
 #include "zqm/base/Exception.h"
 #include "zqm/config/ZQMConfigRule.h"
-#include "zqm/core/ZQMCoreRequest.h"
-#include "zqm/core/ZQMUtils.h"
 #include "zqm/core/user/ZQMUserRule.h"
+#include "zqm/http/CurrentNetwork.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
+#include "zqm/queue/QueueDelivery.h"
 #include "zqm/queue/SendDecision.h"
 #include "zqm/queue/ZQMQueueRule.h"
 #include "zqm/queue/executor/ZQMExecutorOperation.h"
@@ -39,14 +39,13 @@ bool maySend(const ZQMQueueDataModel& item, bool onWifi) {
 
 bool deliver(const ZQMQueueDataModel& item) {
   const Bytes* const body = item.data.bytes();
-  return ZQMCoreRequest::sendQueueWithUrl(item.url.string().value_or(""),
-                                          body ? std::optional(*body) : std::nullopt);
+  return deliverQueued(item.url.string().value_or(""), body ? std::optional(*body) : std::nullopt);
 }
 
 void run() {
   if (!ZQMUserRule::sharedInstance().hasUser()) return;
   ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
-  const bool onWifi = ZQMUtils::isWifiConnected();
+  const bool onWifi = currentNetwork() == kReachableViaWiFi;
   const std::size_t count = rule.count();
   // The index advances after a removal, too: the item after a delivered one waits for the next run,
   // and once removals have made the list shorter than the index, the range error ends the run.

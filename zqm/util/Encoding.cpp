@@ -1,14 +1,11 @@
 // Hexadecimal, base64 and UUIDs.
 #include "zqm/util/Encoding.h"
 
-#include <pthread.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <atomic>
 
 #include "zqm/base/Exception.h"
+#include "zqm/base/System.h"
 
 namespace zqm {
 namespace {
@@ -37,10 +34,6 @@ std::string toHex(const std::uint8_t* bytes, std::size_t size, const char* digit
 
 constexpr char kUpperDigits[] = "0123456789ABCDEF";
 
-// The number of forks that led to this process: a reserve from before a fork is the parent's too.
-std::atomic<unsigned> forks{0};
-const bool countsForks = pthread_atfork(nullptr, nullptr, [] { ++forks; }) == 0;
-
 using Uuid = std::array<std::uint8_t, 16>;
 
 // Random numbers of one thread, fetched for 16 UUIDs at once: with a system call for each, an
@@ -48,13 +41,15 @@ using Uuid = std::array<std::uint8_t, 16>;
 struct Reserve {
   std::array<Uuid, 16> uuids;
   std::size_t left;
-  unsigned forks;
+  // A reserve from before a fork is the parent's too.
+  std::uint64_t forks;
 };
 
 Uuid randomUuid() {
   static thread_local Reserve reserve{};
-  if (reserve.left == 0 || !countsForks || reserve.forks != forks) {
-    if (getentropy(reserve.uuids.data(), sizeof reserve.uuids) != 0) {
+  const std::uint64_t forks = forkCount();
+  if (reserve.left == 0 || reserve.forks != forks) {
+    if (!fillWithRandom(reserve.uuids.data(), sizeof reserve.uuids)) {
       throw Exception(kInternalInconsistencyException, "The system gives no random numbers.");
     }
     reserve.left = reserve.uuids.size();

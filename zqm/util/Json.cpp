@@ -10,6 +10,7 @@
 #define JSON_ASSERT(condition) static_cast<void>(0)
 #include <nlohmann/json.hpp>
 
+#include "zqm/base/Exception.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {
@@ -196,6 +197,16 @@ JsonWriting writeJson(const Value& value) {
     return {"", jsonError(kWritingFailed, "The value cannot be written as JSON.", failure)};
   }
   return {writer.takeText(), std::nullopt};
+}
+
+Dictionary readJsonObject(std::string_view text) {
+  JsonReading json = readJson(text);
+  if (auto dictionary = std::move(json.value).takeDictionary()) return *std::move(dictionary);
+  const std::string description =
+      json.error ? json.error->localizedDescription() : "The JSON text holds no object.";
+  const Text reason = json.error ? json.error->userInfo[kLocalizedFailureReasonKey] : Text();
+  throw Exception(description, reason.text() ? *reason.text() : description,
+                  {{"NSUnderlyingError", callStackText(callStackSymbols())}});
 }
 
 }  // namespace zqm

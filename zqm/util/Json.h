@@ -1,4 +1,5 @@
-// JSON (RFC 8259) to and from Value. Neither direction throws; both refuse more than 512 levels.
+// JSON (RFC 8259) to and from Value. `readJson` and `writeJson` never throw; both refuse more than
+// 512 levels.
 #pragma once
 
 #include <optional>
@@ -25,6 +26,9 @@ struct JsonReading {
 // Refuses invalid UTF-8, a byte order mark, zero bytes, numbers beyond a double, more than 500,000
 // values, and anything but white space after the value.
 ZQM_EXPORT JsonReading readJson(std::string_view text);
+
+// Parses an object. Throws for anything else; the exception's details contain the call stack.
+Dictionary readJsonObject(std::string_view text);
 
 struct JsonWriting {
   // Compact, keys in insertion order; empty if there is an error.

@@ -1,13 +1,13 @@
 // Property lists with libplist.
 #include "zqm/util/PropertyList.h"
 
-#include <locale.h>
 #include <plist/plist.h>
 
 #include <cstdlib>
 #include <memory>
 #include <optional>
 
+#include "zqm/base/System.h"
 #include "zqm/util/Strings.h"
 
 namespace zqm {
@@ -121,21 +121,6 @@ std::optional<Value> read(plist_t node, int depth) {
   }
 }
 
-// libplist parses the numbers of an XML file in the thread's locale.
-class PointAsDecimal {
- public:
-  PointAsDecimal() {
-    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
-    before_ = uselocale(plain);
-  }
-  ~PointAsDecimal() { uselocale(before_); }
-  PointAsDecimal(const PointAsDecimal&) = delete;
-  PointAsDecimal& operator=(const PointAsDecimal&) = delete;
-
- private:
-  locale_t before_;
-};
-
 Node parsed(std::string_view file) {
   if (file.starts_with("\xEF\xBB\xBF")) file.remove_prefix(3);
   const auto size = static_cast<std::uint32_t>(file.size());
@@ -143,6 +128,7 @@ Node parsed(std::string_view file) {
   if (file.starts_with("bplist")) {
     plist_from_bin(file.data(), size, &node);
   } else {
+    // libplist parses numbers in the thread's locale.
     const PointAsDecimal decimal;
     plist_from_xml(file.data(), size, &node);
   }

@@ -33,9 +33,9 @@ bool isValidUtf8(std::string_view text) {
   return true;
 }
 
-std::optional<std::string> utf8Text(const Bytes& bytes) {
-  const std::string_view text = asText(bytes);
-  return isValidUtf8(text) ? std::optional<std::string>(text) : std::nullopt;
+std::optional<std::string> utf8Text(const std::optional<Bytes>& bytes) {
+  if (!bytes || !isValidUtf8(asText(*bytes))) return std::nullopt;
+  return std::string(asText(*bytes));
 }
 
 std::size_t utf16Length(std::string_view text) {

@@ -28,8 +28,8 @@ ZQM_EXPORT std::optional<std::string> MD5Hash(const Text& self);
 // RFC 3629: no overlong forms, no surrogates, nothing above U+10FFFF. Zero bytes are valid.
 ZQM_EXPORT bool isValidUtf8(std::string_view text);
 
-// Returns std::nullopt if the bytes are not valid UTF-8.
-ZQM_EXPORT std::optional<std::string> utf8Text(const Bytes& bytes);
+// Returns std::nullopt if the bytes are absent or not valid UTF-8.
+ZQM_EXPORT std::optional<std::string> utf8Text(const std::optional<Bytes>& bytes);
 
 // Returns the length of valid UTF-8 in UTF-16 units.
 ZQM_EXPORT std::size_t utf16Length(std::string_view text);

@@ -2,7 +2,6 @@
 #include "zqm/crypto/openssl/OpenSslGate.h"
 
 #include <openssl/crypto.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -11,7 +10,7 @@
 
 #include "zqm/base/Lazy.h"
 #include "zqm/base/Mutex.h"
-#include "zqm/platform/Pin.h"
+#include "zqm/base/System.h"
 
 namespace zqm {
 namespace {
@@ -27,7 +26,7 @@ struct Gate {
   bool closed ZQM_GUARDED_BY(mutex) = false;
   // Whether OpenSSL could be initialised; set by the first thread inside.
   Lazy<bool> openSsl;
-  const pid_t process = getpid();
+  const std::uint64_t forks = forkCount();
 };
 
 Gate& theGate() {
@@ -39,7 +38,7 @@ void closeForGood() {
   Gate& gate = theGate();
   exiting = true;
   // The threads that were inside when a process forked do not exist in its child.
-  if (getpid() != gate.process) return;
+  if (forkCount() != gate.forks) return;
   const MutexLock lock(gate.mutex);
   gate.closed = true;
   const std::size_t own = depth > 0 ? 1 : 0;

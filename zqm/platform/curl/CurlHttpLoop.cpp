@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "zqm/base/Exception.h"
+#include "zqm/base/System.h"
 #include "zqm/crypto/openssl/OpenSslGate.h"
 #include "zqm/platform/curl/CurlHttpError.h"
 

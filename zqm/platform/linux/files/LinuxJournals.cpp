@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "zqm/base/System.h"
 #include "zqm/platform/linux/files/OwnedDescriptor.h"
 #include "zqm/platform/posix/Paths.h"
 #include "zqm/platform/posix/TemporaryFile.h"

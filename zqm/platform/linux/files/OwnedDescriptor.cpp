@@ -25,14 +25,12 @@ struct Entry {
 };
 constexpr std::size_t kEntries = 64;
 constinit std::array<Entry, kEntries> entries;
-constinit std::atomic<std::uint64_t> forks = 0;
 
 void closeInChild() {
   for (Entry& each : entries) {
     const int number = each.number.exchange(-1);
     if (isFile(number, each.device, each.inode)) close(number);
   }
-  ++forks;
 }
 
 void watchForks() {
@@ -87,11 +85,6 @@ int OwnedDescriptor::get() const {
 bool OwnedDescriptor::isAt(const char* path) const {
   struct stat found {};
   return lstat(path, &found) == 0 && found.st_dev == device_ && found.st_ino == inode_;
-}
-
-std::uint64_t forkCount() {
-  watchForks();
-  return forks;
 }
 
 }  // namespace zqm

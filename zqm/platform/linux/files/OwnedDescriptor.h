@@ -41,7 +41,4 @@ class OwnedDescriptor {
   std::size_t slot_ = 0;
 };
 
-// The number of forks between the process that loaded the library and this one.
-std::uint64_t forkCount();
-
 }  // namespace zqm

@@ -8,7 +8,7 @@
 #include <array>
 
 #include "zqm/base/Exception.h"
-#include "zqm/platform/WorkerPool.h"
+#include "zqm/base/System.h"
 #include "zqm/platform/linux/network/Reachability.h"
 #include "zqm/platform/linux/network/RouteSocket.h"
 
