@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "bench/Installation.h"
-#include "zqm/core/ZQMEnvironmentUtil.h"
+#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 #include "zqm/crypto/ZQMCryptography.h"
 #include "zqm/endpoints/ZQMEndPoint.h"
 
