@@ -28,7 +28,7 @@ struct JsonReading {
 ZQM_EXPORT JsonReading readJson(std::string_view text);
 
 // Parses an object. Throws for anything else; the exception's details contain the call stack.
-Dictionary readJsonObject(std::string_view text);
+ZQM_EXPORT Dictionary readJsonObject(std::string_view text);
 
 struct JsonWriting {
   // Compact, keys in insertion order; empty if there is an error.
