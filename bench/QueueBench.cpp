@@ -25,7 +25,7 @@ using Seconds = std::chrono::duration<double>;
 constexpr std::size_t kCalls = 500;
 // After so many calls the queue is brought back to the length named.
 constexpr std::size_t kCallsOfABatch = 50;
-constexpr int kRewritings = 5;
+constexpr int kCompactions = 5;
 constexpr std::chrono::milliseconds kPace{1};
 // By then a queue that was made at once is on the disk.
 constexpr std::chrono::milliseconds kRest{1500};
@@ -182,7 +182,7 @@ void LoadQueue(benchmark::State& state) {
     ZQMQueueRule::sharedInstance().refreshQueue(
         pendingQueue(static_cast<std::size_t>(state.range(0))));
   }
-  std::vector<double> times(kRewritings);
+  std::vector<double> times(kCompactions);
   for (auto _ : state) {
     for (double& each : times) {
       Process process(place.platform());
@@ -198,7 +198,7 @@ void RewriteQueue(benchmark::State& state) {
   const Process::Scope scope(*queueInstallation().process);
   const std::string path = queueInstallation().root / "rewritten";
   const ZQMQueueModel queue = pendingQueue(static_cast<std::size_t>(state.range(0)));
-  std::vector<double> times(kRewritings);
+  std::vector<double> times(kCompactions);
   for (auto _ : state) {
     for (double& each : times) {
       each = timed({}, Clock::now, [&](Clock::time_point) {

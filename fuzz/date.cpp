@@ -16,7 +16,7 @@ void tryOne(const Bytes& input) {
   static const auto& fakes = *new Fakes;
   static const auto& launch = *new Launch(fakes);
   static_cast<void>(launch);
-  fakes.surroundings->zone = kZones[firstOf(input) % 4];
+  fakes.systemInfo->zone = kZones[firstOf(input) % 4];
   const Bytes text = withoutFirst(input);
   if (const auto date = parse(asText(text))) {
     const Date second = std::chrono::floor<std::chrono::seconds>(*date);

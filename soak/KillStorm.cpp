@@ -154,7 +154,7 @@ KillStorm::Numbers KillStorm::readWhatIsLeft(bool mustBeRegistered) {
   const Process::Scope scope(process);
   if (mustBeRegistered && !ZQMCore::isStarted()) blame("the registration is lost");
   Numbers numbers;
-  // A damaged file would be put aside, which is looked for at the end.
+  // A damaged file would be quarantined, which is looked for at the end.
   ZQMQueueRule::sharedInstance().adoptQueues();
   ZQMQueueRule::sharedInstance()
       .getQueue()
@@ -211,7 +211,7 @@ void KillStorm::finish() {
   judge({}, readWhatIsLeft(true), takeAnswered());
   for (const auto& file : std::filesystem::recursive_directory_iterator(root_.path() / "data")) {
     const std::string name = file.path().filename();
-    if (name.find("damaged") != std::string::npos) blame("a damaged file was put aside: " + name);
+    if (name.find("damaged") != std::string::npos) blame("a damaged file was quarantined: " + name);
   }
 }
 

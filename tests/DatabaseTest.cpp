@@ -27,7 +27,7 @@ class DatabaseTest : public Fixture {
     frame.finish(1);
     return toBytes(file);
   }
-  std::vector<Bytes> keptAside() {
+  std::vector<Bytes> quarantined() {
     std::vector<Bytes> kept;
     for (const auto& [name, content] : fakes.files->contents) {
       if (name.starts_with(path + "-damaged-")) kept.push_back(content);
@@ -48,7 +48,7 @@ TEST_F(DatabaseTest, OneRecordReplacesAListAndTheOtherWayRound) {
 
   EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("c")));
   EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("c"));
-  EXPECT_TRUE(keptAside().empty());
+  EXPECT_TRUE(quarantined().empty());
 }
 
 TEST_F(DatabaseTest, EveryTextAndDateReadsBack) {
@@ -121,9 +121,9 @@ TEST_F(DatabaseTest, DamagedFileReadsAsNoneAndIsKeptOnceBesideWhatIsSaved) {
     EXPECT_EQ(fakes.files->contents[path], content) << "it could not be moved";
     fakes.files->readOnly = false;
     const Saved saved = ZQMDatabase::saveRecord<ZQMUserModel>(user("new"));
-    EXPECT_TRUE(saved.isDone && saved.keptAs && keptAside() == std::vector<Bytes>{content});
+    EXPECT_TRUE(saved.isDone && saved.keptAs && quarantined() == std::vector<Bytes>{content});
     EXPECT_FALSE(ZQMDatabase::saveRecord<ZQMUserModel>(user("newer")).keptAs);
-    EXPECT_EQ(keptAside().size(), 1U);
+    EXPECT_EQ(quarantined().size(), 1U);
     EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("newer"));
   }
   EXPECT_TRUE(reports().empty());
@@ -134,7 +134,7 @@ TEST_F(DatabaseTest, BlankFileWasNeverWrittenAndForeignElementsAreLeftOut) {
     fakes.files->contents = {{path, content}};
     EXPECT_EQ(state(), FileState::none);
     EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
-    EXPECT_TRUE(keptAside().empty());
+    EXPECT_TRUE(quarantined().empty());
   }
   fakes.files->put(path, *writeRecordFile(List{5, Dictionary{{"euid", 7}}}));
   const auto list = ZQMDatabase::readObject<ZQMUserModel>();

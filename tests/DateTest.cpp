@@ -10,8 +10,8 @@ using std::chrono::milliseconds;
 
 class DateTest : public Fixture {
  protected:
-  void setZone(const char* identifier) { fakes.surroundings->zone = identifier; }
-  void setLocale(const char* identifier) { fakes.surroundings->language = identifier; }
+  void setZone(const char* identifier) { fakes.systemInfo->zone = identifier; }
+  void setLocale(const char* identifier) { fakes.systemInfo->language = identifier; }
   static Date at(const char* text) { return parse(text).value(); }
 };
 

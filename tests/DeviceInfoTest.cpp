@@ -104,9 +104,9 @@ TEST_F(DeviceInfoTest, LooksForModificationsInTwoOrdersAndThenTriesToWrite) {
 TEST_F(DeviceInfoTest, NamesTheZoneInTheCurrentLocaleAndSurvivesUnusableOnes) {
   EXPECT_EQ(Info::getTimeZone(), "Horário Padrão de Brasília, America/Sao_Paulo");
   for (const char* zone : {"", "Nowhere/Nothing", "\xff\xfe"}) {
-    fakes.surroundings->zone = zone;
+    fakes.systemInfo->zone = zone;
     for (const char* locale : {"", "@@@", "xx_YY_ZZ_and_far_too_much_that_is_no_locale"}) {
-      fakes.surroundings->language = locale;
+      fakes.systemInfo->language = locale;
       EXPECT_TRUE(Info::getTimeZone().ends_with(std::string(", ") + zone));
     }
   }
@@ -114,9 +114,9 @@ TEST_F(DeviceInfoTest, NamesTheZoneInTheCurrentLocaleAndSurvivesUnusableOnes) {
 
 TEST_F(DeviceInfoTest, HeadphonesReadAsZeroAndTheFirstWifiInterfaceCounts) {
   EXPECT_EQ(Info::headphoneState(), 1);
-  fakes.surroundings->outputs = {"Headphones", "Speaker"};
+  fakes.systemInfo->outputs = {"Headphones", "Speaker"};
   EXPECT_EQ(Info::headphoneState(), 0);
-  fakes.surroundings->wifi = {Dictionary{{"SSID", "first"}}, std::nullopt};
+  fakes.systemInfo->wifi = {Dictionary{{"SSID", "first"}}, std::nullopt};
   EXPECT_EQ(Info::wifiConnected(), Dictionary({{"SSID", "first"}}));
 }
 

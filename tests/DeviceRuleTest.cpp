@@ -50,7 +50,7 @@ class DeviceRuleTest : public Fixture {
 };
 
 TEST_F(DeviceRuleTest, FirstStartSendsTheWholeProfileAndALaterOneOnlyAChange) {
-  fakes.surroundings->features = {AccessibilityFeature::boldText, AccessibilityFeature::grayscale};
+  fakes.systemInfo->features = {AccessibilityFeature::boldText, AccessibilityFeature::grayscale};
   start();
   EXPECT_EQ(lastProfile(),
             R"({"isStarted":"true","dateStart":"2024-03-05T15:10:00-03:00","updated":"true",)"
@@ -63,7 +63,7 @@ TEST_F(DeviceRuleTest, FirstStartSendsTheWholeProfileAndALaterOneOnlyAChange) {
   start();
   EXPECT_EQ(inits(), 1U);
   EXPECT_EQ(profiles(), 1U);
-  fakes.surroundings->features.pop_back();
+  fakes.systemInfo->features.pop_back();
   fakes.systemFiles->put("/bin/bash", {});
   verify();
   EXPECT_EQ(profiles(), 2U);
@@ -144,7 +144,7 @@ TEST_F(DeviceRuleTest, ProfileStaysMarkedUntilATextArrivesAndAnAbsentFactMarksIt
   verify();
   verify();
   EXPECT_EQ(profiles(), 3U);
-  fakes.surroundings->subscriber = CellularSubscriber{std::nullopt};
+  fakes.systemInfo->subscriber = CellularSubscriber{std::nullopt};
   verify();
   verify();
   EXPECT_EQ(profiles(), 5U);

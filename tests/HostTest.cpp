@@ -80,7 +80,7 @@ TEST_F(HostTest, EightThreadsMayCallEverythingAtOnceAndNoQueuedRequestIsLost) {
   };
   answer(200, healthy);
   // A fact that the device does not tell makes each verification send the profile.
-  fakes.surroundings->subscriber = CellularSubscriber{};
+  fakes.systemInfo->subscriber = CellularSubscriber{};
   start([] {});
   process->drain();
   std::vector<std::jthread> hosts;

@@ -1,4 +1,4 @@
-// Probes of power, memory, storage and surroundings, over trees that stand for the system's.
+// Probes of power, memory, storage and the system, over trees that stand for the system's.
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -12,7 +12,7 @@
 #include "tests/support/Tree.h"
 #include "zqm/platform/linux/device/LinuxMemoryAndStorage.h"
 #include "zqm/platform/linux/device/LinuxPower.h"
-#include "zqm/platform/linux/device/LinuxSurroundings.h"
+#include "zqm/platform/linux/device/LinuxSystemInfo.h"
 
 namespace zqm::testing {
 namespace {
@@ -74,20 +74,20 @@ TEST(LinuxMemoryAndStorageTest, CountsPagesAndDamagedOrHugeFactsStayDefined) {
   }
 }
 
-TEST(LinuxSurroundingsTest, TheVersionIsTheDistributionsOrElseTheKernels) {
+TEST(LinuxSystemInfoTest, TheVersionIsTheDistributionsOrElseTheKernels) {
   const Tree tree;
-  LinuxSurroundings surroundings(tree.root());
+  LinuxSystemInfo info(tree.root());
   tree.put("usr/lib/os-release", "NAME=x\nVERSION_ID=11");
-  EXPECT_EQ(surroundings.systemVersion(), "11");
+  EXPECT_EQ(info.systemVersion(), "11");
   for (const auto& [line, version] :
        {std::pair{"XVERSION_ID=1\nVERSION_ID='1 2'\n", "1 2"},
         std::pair{"VERSION_ID=\"a\\\"b\"\n", "a\"b"}, std::pair{"VERSION_ID=\"\n", "\""}}) {
     tree.put("etc/os-release", line);
-    EXPECT_EQ(surroundings.systemVersion(), version) << line;
+    EXPECT_EQ(info.systemVersion(), version) << line;
   }
 }
 
-TEST(LinuxSurroundingsTest, TheLocaleIsTheFirstThatTheEnvironmentNames) {
+TEST(LinuxSystemInfoTest, TheLocaleIsTheFirstThatTheEnvironmentNames) {
   for (const auto& [all, messages, lang, locale] : std::vector<std::array<const char*, 4>>{
            {"pt_BR.UTF-8", "de_DE", "en_GB", "pt_BR"},
            {"", "de_DE@euro", "en_GB", "de_DE"},
@@ -96,12 +96,12 @@ TEST(LinuxSurroundingsTest, TheLocaleIsTheFirstThatTheEnvironmentNames) {
        }) {
     const Environment set{
         {"LC_ALL", all}, {"LC_MESSAGES", messages}, {"LC_CTYPE", std::nullopt}, {"LANG", lang}};
-    EXPECT_EQ(LinuxSurroundings().locale(), locale);
+    EXPECT_EQ(LinuxSystemInfo().locale(), locale);
   }
 }
 
-TEST(LinuxSurroundingsTest, TheZoneIsADatabaseNameForEveryFormOfTheVariable) {
-  LinuxSurroundings surroundings;
+TEST(LinuxSystemInfoTest, TheZoneIsADatabaseNameForEveryFormOfTheVariable) {
+  LinuxSystemInfo info;
   for (const auto& [variable, zone] :
        {std::pair{":America/Recife", "America/Recife"},
         std::pair{"/usr/share/zoneinfo/Europe/Lisbon", "Europe/Lisbon"},
@@ -109,11 +109,11 @@ TEST(LinuxSurroundingsTest, TheZoneIsADatabaseNameForEveryFormOfTheVariable) {
         std::pair{"IST-5:30", "GMT+05:30"}, std::pair{"No/Where", "Etc/UTC"},
         std::pair{"\xFF", "Etc/UTC"}}) {
     const Environment set{{"TZ", variable}};
-    EXPECT_EQ(surroundings.timeZone(), zone) << "for TZ=" << variable;
+    EXPECT_EQ(info.timeZone(), zone) << "for TZ=" << variable;
   }
 }
 
-TEST(LinuxSurroundingsTest, FollowsAChangeOfTheSystemsZone) {
+TEST(LinuxSystemInfoTest, FollowsAChangeOfTheSystemsZone) {
   const std::string database = "/usr/share/zoneinfo/";
   if (!std::filesystem::exists(database + "America/Recife")) GTEST_SKIP() << "There is no tzdata.";
   const Environment set{{"TZ", std::nullopt}};
@@ -124,12 +124,12 @@ TEST(LinuxSurroundingsTest, FollowsAChangeOfTheSystemsZone) {
         mount("none", "/etc", "tmpfs", 0, nullptr) != 0) {
       GTEST_SKIP() << "No mounts of its own: " << std::strerror(errno);
     }
-    LinuxSurroundings surroundings;
-    EXPECT_EQ(surroundings.timeZone(), "UTC") << "without a file";
+    LinuxSystemInfo info;
+    EXPECT_EQ(info.timeZone(), "UTC") << "without a file";
     for (const char* zone : {"America/Recife", "America/Manaus"}) {
       std::filesystem::create_symlink(database + zone, "/etc/new");
       std::filesystem::rename("/etc/new", "/etc/localtime");
-      EXPECT_EQ(surroundings.timeZone(), zone);
+      EXPECT_EQ(info.timeZone(), zone);
     }
   }).join();
 }

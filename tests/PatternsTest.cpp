@@ -40,7 +40,7 @@ class NumbersTest : public testing::Fixture {};
 
 TEST_F(NumbersTest, ADecimalIsReadAsTheCurrentLocaleWritesIt) {
   const auto read = [this](const char* language, std::string_view text) {
-    fakes.surroundings->language = language;
+    fakes.systemInfo->language = language;
     return parseDecimal(text);
   };
   EXPECT_EQ(read("en_US", "-1,234"), Value(-1234));
@@ -57,7 +57,7 @@ TEST_F(NumbersTest, ADecimalIsReadAsTheCurrentLocaleWritesIt) {
 }
 
 TEST_F(NumbersTest, SecondsHaveAtMostTwoFractionDigitsAndAPoint) {
-  fakes.surroundings->language = "de_DE";
+  fakes.systemInfo->language = "de_DE";
   for (const auto& [seconds, text] :
        {std::pair(100.0, "100"), {-0.001, "0"}, {std::nan(""), "0"}, {1234567.886, "1234567.89"}}) {
     EXPECT_EQ(formatSeconds(seconds), text);

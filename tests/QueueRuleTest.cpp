@@ -75,7 +75,7 @@ TEST_F(QueueRuleTest, RemovalTakesTheVeryObjectAndWritesItsOddLine) {
   EXPECT_EQ(queue->count(), 300U) << "what was read before stays as it was";
 }
 
-TEST_F(QueueRuleTest, ADamagedFileIsKeptAsideByTheNextStartAndReportedOnce) {
+TEST_F(QueueRuleTest, ADamagedFileIsQuarantinedByTheNextStartAndReportedOnce) {
   enqueue("earlier");
   scope.reset();
   process.reset();

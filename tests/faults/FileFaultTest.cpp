@@ -33,7 +33,7 @@ bool becomes(const std::function<bool()>& condition) {
 
 class FileFaultTest : public ::testing::TestWithParam<Failures> {
  protected:
-  // A launch in which everything is due and the queue's file is rewritten.
+  // A launch in which everything is due and the queue's file is compacted.
   void live(Process& process) {
     installed.fakes.clock->advance(std::chrono::hours(48));
     enqueue("q/2");

@@ -57,7 +57,7 @@ TEST_P(MemoryFaultTest, ChangeOfTheQueueIsMadeOrNotAndStoredLater) {
   for (std::int64_t n = 1; happened; ++n) {
     SCOPED_TRACE(n);
     launch([&] {
-      // Its removal makes the file worth a rewriting.
+      // Its removal makes the file worth a compaction.
       enqueue("big", 40'000, true);
       const Names before = pendingNames();
       const auto big = queueRule().getQueue()->data->at(0);

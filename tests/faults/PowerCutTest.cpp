@@ -202,7 +202,7 @@ class PowerCutTest : public ::testing::Test {
     }
   }
 
-  // Entries of many sizes, records, a rewriting, and syncs that come when they come.
+  // Entries of many sizes, records, a compaction, and syncs that come when they come.
   void live() {
     Process process(installed.platform());
     const Process::Scope scope(process);
@@ -216,7 +216,7 @@ class PowerCutTest : public ::testing::Test {
     saveUser(9'000);
     remove(4);
     add(300);
-    // The rewriting meets changes.
+    // The compaction meets changes.
     for (int i = 0; i < 40; ++i) add(1'300);
     waitForSync();
     remove(46);
@@ -295,10 +295,10 @@ TEST_F(PowerCutTest, LeavesAStateThatWasSavedAndAllThatWasSynced) {
   const Record record(recordedSteps());
   const auto& steps = record.steps();
   // Compactions and the adoption.
-  const auto isRewriting = [&](const FileStep& step) {
+  const auto isCompaction = [&](const FileStep& step) {
     return step.kind == FileStep::rename && step.content == installed.firstFile;
   };
-  EXPECT_GE(std::ranges::count_if(steps, isRewriting), 4);
+  EXPECT_GE(std::ranges::count_if(steps, isCompaction), 4);
   std::size_t marks = 0;
   std::size_t oldest = 0;
   for (std::size_t end = 0; end <= steps.size(); ++end) {

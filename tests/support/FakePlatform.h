@@ -193,7 +193,7 @@ struct FakeMemoryAndStorage : MemoryAndStorage {
   std::optional<FileSystemSpace> space = FileSystemSpace{64LL << 30, 16LL << 30};
 };
 
-struct FakeSurroundings : Surroundings {
+struct FakeSystemInfo : SystemInfo {
   std::string machine() override { return code; }
   std::string systemVersion() override { return "12"; }
   std::string timeZone() override { return zone; }
@@ -246,7 +246,7 @@ struct Fakes {
   std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
   std::shared_ptr<FakePower> power = std::make_shared<FakePower>();
   std::shared_ptr<FakeMemoryAndStorage> memory = std::make_shared<FakeMemoryAndStorage>();
-  std::shared_ptr<FakeSurroundings> surroundings = std::make_shared<FakeSurroundings>();
+  std::shared_ptr<FakeSystemInfo> systemInfo = std::make_shared<FakeSystemInfo>();
   std::shared_ptr<FakeHostState> hostState = std::make_shared<FakeHostState>();
   std::shared_ptr<MainThread> mainThread = std::make_shared<LinuxMainThread>();
   std::shared_ptr<FakeSystemLog> systemLog = std::make_shared<FakeSystemLog>();
@@ -286,8 +286,8 @@ struct Fakes {
   Platform platform() const {
     // Not while another thread reads it, unless a test has put others there.
     if (journals->files != files) journals->files = files;
-    return {clock,    packages, files,  systemFiles,  journals,  directories, http,     network,
-            identity, power,    memory, surroundings, hostState, mainThread,  systemLog};
+    return {clock,    packages, files,  systemFiles, journals,  directories, http,     network,
+            identity, power,    memory, systemInfo,  hostState, mainThread,  systemLog};
   }
 };
 

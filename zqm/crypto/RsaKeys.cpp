@@ -58,7 +58,7 @@ Owner parameters(const X509_ALGOR* scheme, const ASN1_ITEM* form) {
 
 // The iterations that a file may still demand. `spend` returns false if too few are left; the
 // caller then skips that part of the file.
-class Patience {
+class IterationBudget {
  public:
   // An absent number means 1.
   bool spend(const ASN1_INTEGER* iterations) {
@@ -120,7 +120,7 @@ class Pkcs12Reader {
     if (password && !password->empty()) forms = {*password};
     return std::ranges::any_of(forms, [&](std::string_view form) {
       password_ = form;
-      return patience_.spend(iterations) &&
+      return budget_.spend(iterations) &&
              PKCS12_verify_mac(file_.get(), form.data(), passwordSize()) == 1;
     });
   }
@@ -130,7 +130,7 @@ class Pkcs12Reader {
   BagsPtr unpack(PKCS7* safe) {
     if (PKCS7_type_is_data(safe)) return BagsPtr(PKCS12_unpack_p7data(safe));
     const PKCS7_ENCRYPT* encrypted = safe->d.encrypted;
-    if (!encrypted || !patience_.spend(encrypted->enc_data->algorithm)) return nullptr;
+    if (!encrypted || !budget_.spend(encrypted->enc_data->algorithm)) return nullptr;
     return BagsPtr(PKCS12_unpack_p7encdata(safe, password_.data(), passwordSize()));
   }
 
@@ -149,7 +149,7 @@ class Pkcs12Reader {
     if (kind != NID_pkcs8ShroudedKeyBag) return std::nullopt;
     const X509_ALGOR* scheme = nullptr;
     X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &scheme, nullptr);
-    if (!patience_.spend(scheme)) return std::nullopt;
+    if (!budget_.spend(scheme)) return std::nullopt;
     const KeyInfoPtr info(
         PKCS12_decrypt_skey_ex(bag, password_.data(), passwordSize(), openSslContext(), nullptr));
     return info ? readKey(info.get()) : std::nullopt;
@@ -168,7 +168,7 @@ class Pkcs12Reader {
   const Pkcs12Ptr file_;
   // Refers to the argument of the one call of `firstKey`.
   std::string_view password_;
-  Patience patience_;
+  IterationBudget budget_;
 };
 
 }  // namespace

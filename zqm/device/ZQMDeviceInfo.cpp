@@ -84,7 +84,7 @@ std::string ZQMDeviceInfo::getPlatform() { return "IOS"; }
 
 std::string ZQMDeviceInfo::deviceManufacturer() { return "Apple Inc."; }
 
-std::string ZQMDeviceInfo::deviceCode() { return platform().surroundings->machine(); }
+std::string ZQMDeviceInfo::deviceCode() { return platform().systemInfo->machine(); }
 
 std::optional<std::string> ZQMDeviceInfo::deviceModel() {
   try {
@@ -94,7 +94,7 @@ std::optional<std::string> ZQMDeviceInfo::deviceModel() {
   }
 }
 
-std::string ZQMDeviceInfo::systemVersion() { return platform().surroundings->systemVersion(); }
+std::string ZQMDeviceInfo::systemVersion() { return platform().systemInfo->systemVersion(); }
 
 std::optional<std::string> ZQMDeviceInfo::getUDID() {
   return platform().identity->vendorIdentifier();
@@ -107,16 +107,16 @@ bool ZQMDeviceInfo::hasAdvertising() {
 }
 
 std::optional<std::string> ZQMDeviceInfo::getCarrier() {
-  const auto subscriber = platform().surroundings->cellularSubscriber();
+  const auto subscriber = platform().systemInfo->cellularSubscriber();
   return subscriber ? subscriber->carrierName : "";
 }
 
 std::string ZQMDeviceInfo::getTimeZone() {
-  const std::string zone = platform().surroundings->timeZone();
+  const std::string zone = platform().systemInfo->timeZone();
   return localizedZoneName(zone, getLocale()).append(", ").append(zone);
 }
 
-std::string ZQMDeviceInfo::getLocale() { return platform().surroundings->locale(); }
+std::string ZQMDeviceInfo::getLocale() { return platform().systemInfo->locale(); }
 
 std::vector<std::string> ZQMDeviceInfo::getCapabilitiesAccessibility() {
   using Feature = AccessibilityFeature;
@@ -139,7 +139,7 @@ std::vector<std::string> ZQMDeviceInfo::getCapabilitiesAccessibility() {
   };
   std::vector<std::string> names;
   for (const auto& [feature, name] : kNames) {
-    if (platform().surroundings->isEnabled(feature)) names.emplace_back(name);
+    if (platform().systemInfo->isEnabled(feature)) names.emplace_back(name);
   }
   return names;
 }
@@ -151,14 +151,14 @@ bool ZQMDeviceInfo::isJailbreak() {
 }
 
 std::int64_t ZQMDeviceInfo::headphoneState() {
-  const auto outputs = platform().surroundings->audioOutputs();
+  const auto outputs = platform().systemInfo->audioOutputs();
   // Inverted: 0 means that headphones are connected.
   return !outputs.empty() && outputs.front() == "Headphones" ? 0 : 1;
 }
 
 std::optional<Dictionary> ZQMDeviceInfo::wifiConnected() {
   std::optional<Dictionary> last;
-  for (auto& information : platform().surroundings->wifiInterfaces()) {
+  for (auto& information : platform().systemInfo->wifiInterfaces()) {
     last = std::move(information);
     if (last && !last->empty()) break;
   }

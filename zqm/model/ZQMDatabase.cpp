@@ -31,7 +31,7 @@ Saved ZQMDatabase::saveFile(std::string_view className, const Value& value) {
   if (!content || !path) return {};
   Saved saved;
   if (read(*path).state == FileState::damaged) {
-    saved.keptAs = moveAside(*path);
+    saved.keptAs = quarantine(*path);
     if (!saved.keptAs) return saved;
   }
   saved.isDone = platform().files->writeAtomically(*path, *content);
@@ -67,7 +67,7 @@ void ZQMDatabase::removeFile(std::string_view className) {
 }
 
 // Returns the file's new name.
-std::optional<std::string> ZQMDatabase::moveAside(const std::string& path) {
+std::optional<std::string> ZQMDatabase::quarantine(const std::string& path) {
   const std::string kept = path + "-damaged-" + makeUuid();
   if (!platform().files->move(path, kept)) return std::nullopt;
   return kept.substr(kept.rfind('/') + 1);

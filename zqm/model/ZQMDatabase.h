@@ -157,7 +157,7 @@ class ZQM_EXPORT ZQMDatabase {
   static Reading read(const std::string& path);
   static FileState stateWithoutPlace();
   static void removeFile(std::string_view className);
-  static std::optional<std::string> moveAside(const std::string& path);
+  static std::optional<std::string> quarantine(const std::string& path);
   static Value requireNoElements(const Value& plain);
 
   // Returns std::nullopt if there is no container.

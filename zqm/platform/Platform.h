@@ -167,9 +167,9 @@ struct CellularSubscriber {
   std::optional<std::string> carrierName;
 };
 
-class Surroundings {
+class SystemInfo {
  public:
-  virtual ~Surroundings() = default;
+  virtual ~SystemInfo() = default;
   // The hardware code, such as a model code.
   virtual std::string machine() = 0;
   virtual std::string systemVersion() = 0;
@@ -231,7 +231,7 @@ struct Platform {
   std::shared_ptr<Identity> identity;
   std::shared_ptr<Power> power;
   std::shared_ptr<MemoryAndStorage> memoryAndStorage;
-  std::shared_ptr<Surroundings> surroundings;
+  std::shared_ptr<SystemInfo> systemInfo;
   std::shared_ptr<HostState> hostState;
   std::shared_ptr<MainThread> mainThread;
   std::shared_ptr<SystemLog> systemLog;

@@ -101,7 +101,7 @@ void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent conten
   ++version_;
   lastKey_ = std::max(lastKey_, content.lastKey);
   // Cuts off what a power loss left behind the valid frames.
-  mustRewrite_ = content.hasRest && !held->cut(content.size);
+  mustCompact_ = content.hasRest && !held->cut(content.size);
   file_.swap(held);
   id_ = content.file;
   size_ = content.size;
@@ -109,7 +109,7 @@ void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent conten
 }
 
 // The parent delivers its own items, and its file is not the child's.
-void QueueJournal::startAnewInChild() {
+void QueueJournal::resetInChild() {
   const std::uint64_t generation = platform_.journals->generation();
   if (generation == generation_) return;
   generation_ = generation;
@@ -121,13 +121,13 @@ void QueueJournal::startAnewInChild() {
   unremoved_.clear();
   missing_.clear();
   since_.clear();
-  mayRepeat_ = isReleased_ = mustRewrite_ = isRecording_ = isRunning_ = isWaiting_ = false;
+  mayRepeat_ = isReleased_ = mustCompact_ = isRecording_ = isRunning_ = isWaiting_ = false;
   copyIsName_ = copyIsDue_ = isUnsynced_ = nameIsUnsynced_ = false;
   syncAt_.reset();
 }
 
 void QueueJournal::add(const Item& item) {
-  startAnewInChild();
+  resetInChild();
   JournalItem made{item, lastKey_ + 1, 0};
   const std::size_t bytes = bytesOf(*item);
   std::string frames;
@@ -143,7 +143,7 @@ void QueueJournal::add(const Item& item) {
 }
 
 std::size_t QueueJournal::remove(const Item& item) {
-  startAnewInChild();
+  resetInChild();
   const auto isMeant = [&](const JournalItem& each) { return each.item == item; };
   std::vector<std::uint64_t> keys;
   std::uint64_t size = 0;
@@ -167,7 +167,7 @@ std::size_t QueueJournal::remove(const Item& item) {
 }
 
 void QueueJournal::replace(const std::vector<Item>& items) {
-  startAnewInChild();
+  resetInChild();
   std::deque<JournalItem> next;
   std::unordered_set<const void*> seen;
   std::size_t bytes = 0;
@@ -185,12 +185,12 @@ void QueueJournal::replace(const std::vector<Item>& items) {
 }
 
 void QueueJournal::release() {
-  startAnewInChild();
+  resetInChild();
   items_.clear();
   live_ = bytes_ = 0;
   ++version_;
   missing_.clear();
-  mustRewrite_ = false;
+  mustCompact_ = false;
   isReleased_ = true;
 }
 
@@ -206,7 +206,7 @@ void QueueJournal::finishChange(std::string frames) noexcept {
     write(isReplacement ? replacementBy(items_, live_) : frames);
   });
   isReleased_ = false;
-  if (!isWritten) lostRecord_ = mustRewrite_ = true;
+  if (!isWritten) lostRecord_ = mustCompact_ = true;
   guarded([&] {
     mutex_.assumeHeld();
     wake(!wasUrgent && (isIncomplete() || isLarge()));
@@ -230,16 +230,16 @@ std::string QueueJournal::replacementBy(std::deque<JournalItem>& next, std::uint
 void QueueJournal::write(const std::string& frames) {
   if (frames.empty()) return;
   if (isRecording_) since_.append(frames);
-  if (!mustRewrite_ && !file_) {
+  if (!mustCompact_ && !file_) {
     create();
-  } else if (!mustRewrite_ && !missing_.empty()) {
+  } else if (!mustCompact_ && !missing_.empty()) {
     missing_.append(frames);
-  } else if (!mustRewrite_) {
+  } else if (!mustCompact_) {
     append(frames);
   }
-  // Then rewriting the file costs no more.
-  if (missing_.size() > live_) mustRewrite_ = true;
-  if (mustRewrite_) missing_ = {};
+  // Then a compaction costs no more.
+  if (missing_.size() > live_) mustCompact_ = true;
+  if (mustCompact_) missing_ = {};
   if (file_ && !copyIsName_ && !copyIsDue_) addCopy();
   copyIsDue_ |= !copyIsName_;
   isUnsynced_ = file_ != nullptr;
@@ -254,7 +254,7 @@ void QueueJournal::append(const std::string& frames) {
       missing_ = frames;
       break;
     case JournalFile::Append::lost:
-      mustRewrite_ = true;
+      mustCompact_ = true;
       break;
   }
 }
@@ -263,7 +263,7 @@ void QueueJournal::append(const std::string& frames) {
 // again.
 void QueueJournal::create() {
   const auto directory = queueDirectory();
-  mustRewrite_ = directory && !createIn(*directory);
+  mustCompact_ = directory && !createIn(*directory);
 }
 
 bool QueueJournal::createIn(const std::string& directory) {
@@ -307,7 +307,7 @@ bool QueueJournal::saveFile(const std::vector<Item>& items) {
     return file_ && !isIncomplete();
   }
   // The items in memory stay authoritative.
-  startAnewInChild();
+  resetInChild();
   if (!file_) create();
   if (!file_) return false;
   std::deque<JournalItem> made;
@@ -339,7 +339,7 @@ std::optional<std::vector<QueueJournal::Item>> QueueJournal::readFile() {
 
 void QueueJournal::removeFile() {
   const MutexLock lock(mutex_);
-  startAnewInChild();
+  resetInChild();
   const auto directory = queueDirectory();
   if (file_) {
     file_->removeName();
@@ -349,7 +349,7 @@ void QueueJournal::removeFile() {
     if (opened.file) opened.file->removeName();
   }
   missing_.clear();
-  mustRewrite_ = copyIsName_ = false;
+  mustCompact_ = copyIsName_ = false;
   lostRecord_ = true;
   if (!isAttached_) {
     items_.clear();

@@ -74,7 +74,7 @@ class QueueJournal {
 
   // QueueJournal.cpp: changes and their frames.
   void hold(std::unique_ptr<JournalFile> file, JournalContent content) ZQM_REQUIRES(mutex_);
-  void startAnewInChild() ZQM_REQUIRES(mutex_);
+  void resetInChild() ZQM_REQUIRES(mutex_);
   void finishChange(std::string frames) noexcept ZQM_REQUIRES(mutex_);
   void write(const std::string& frames) ZQM_REQUIRES(mutex_);
   void append(const std::string& frames) ZQM_REQUIRES(mutex_);
@@ -85,7 +85,7 @@ class QueueJournal {
   std::string replacementBy(std::deque<JournalItem>& next, std::uint64_t& size)
       ZQM_REQUIRES(mutex_);
 
-  // QueueJournalWork.cpp: the thread, and rewriting the file.
+  // QueueJournalWork.cpp: the thread, and compaction.
   enum class Task { retry, compact, sync, copy, leave };
   bool isIncomplete() const ZQM_REQUIRES(mutex_);
   bool isLarge() const ZQM_REQUIRES(mutex_);
@@ -95,33 +95,33 @@ class QueueJournal {
   std::optional<Task> dueTask(Clock::time_point now) ZQM_REQUIRES(mutex_);
   void retry() ZQM_EXCLUDES(mutex_);
   bool writeMissing() ZQM_REQUIRES(mutex_);
-  void sync() ZQM_EXCLUDES(mutex_, rewriting_);
+  void sync() ZQM_EXCLUDES(mutex_, compacting_);
   void renewCopy() ZQM_EXCLUDES(mutex_);
-  bool rewrite(Draft draft) ZQM_EXCLUDES(mutex_, rewriting_);
-  bool rewriteAlone(Draft& draft) ZQM_REQUIRES(rewriting_) ZQM_EXCLUDES(mutex_);
+  bool compact(Draft draft) ZQM_EXCLUDES(mutex_, compacting_);
+  bool compactAlone(Draft& draft) ZQM_REQUIRES(compacting_) ZQM_EXCLUDES(mutex_);
   bool begin(Draft& draft) ZQM_EXCLUDES(mutex_);
   bool catchUp(Draft& draft) ZQM_EXCLUDES(mutex_);
   bool swapIn(Draft& draft, const std::string& directory) ZQM_EXCLUDES(mutex_);
 
   // QueueJournalLook.cpp: the files of processes that have ended.
-  void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, rewriting_);
+  void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, compacting_);
   bool takeTurn(const std::string& directory, std::shared_ptr<void>& token) ZQM_REQUIRES(looking_)
       ZQM_EXCLUDES(mutex_);
-  JournalContent beginOf(const std::string& path) const;
+  JournalContent readHead(const std::string& path) const;
   std::vector<std::string> queueFiles(const std::string& directory);
   std::vector<Found> findFiles(const std::string& directory, std::set<std::uint64_t>& adopted,
                                std::vector<std::string>& reports) ZQM_REQUIRES(looking_);
-  bool takeOver(Found& found, const std::string& directory) ZQM_EXCLUDES(mutex_, rewriting_);
-  bool adopt(const std::vector<Found*>& found) ZQM_EXCLUDES(mutex_, rewriting_);
+  bool takeOver(Found& found, const std::string& directory) ZQM_EXCLUDES(mutex_, compacting_);
+  bool adopt(const std::vector<Found*>& found) ZQM_EXCLUDES(mutex_, compacting_);
   bool putAway(const std::vector<Found*>& files, std::vector<std::string>& reports);
 
   const Platform& platform_ = platform();
   Process& process_ = Process::current();
 
-  // In lock order: held during a look, during a rewrite or take-over, and during a change.
+  // In lock order: held during a look, during a compaction or take-over, and during a change.
   Mutex looking_;
   std::set<std::string> reported_ ZQM_GUARDED_BY(looking_);
-  Mutex rewriting_;
+  Mutex compacting_;
   Mutex mutex_;
   std::deque<JournalItem> items_ ZQM_GUARDED_BY(mutex_);
   std::uint64_t version_ ZQM_GUARDED_BY(mutex_) = 0;
@@ -146,10 +146,10 @@ class QueueJournal {
   std::atomic<bool> hasLocks_ = true;
   std::uint64_t generation_ ZQM_GUARDED_BY(mutex_);
 
-  // What the file lacks: frames, or all items if it has to be rewritten.
+  // What the file lacks: frames, or all items if it needs a compaction.
   std::string missing_ ZQM_GUARDED_BY(mutex_);
-  bool mustRewrite_ ZQM_GUARDED_BY(mutex_) = false;
-  // During a rewrite: the frames since its start, unless they could not be kept.
+  bool mustCompact_ ZQM_GUARDED_BY(mutex_) = false;
+  // During a compaction: the frames since its start, unless they could not be kept.
   bool isRecording_ ZQM_GUARDED_BY(mutex_) = false;
   bool lostRecord_ ZQM_GUARDED_BY(mutex_) = false;
   std::string since_ ZQM_GUARDED_BY(mutex_);

@@ -34,7 +34,7 @@ void QueueJournal::load(const std::string& directory) {
   if (!bytes) return;
   Found own{first, std::move(opened.file), readJournal(asText(*bytes))};
   const auto hasItsItems = [&](const std::string& path) {
-    return beginOf(path).adopted.contains(own.content.file);
+    return readHead(path).adopted.contains(own.content.file);
   };
   // A list without this very file could not be read.
   const auto paths = queueFiles(directory);
@@ -78,7 +78,7 @@ std::vector<std::string> QueueJournal::look() {
   return reports;
 }
 
-JournalContent QueueJournal::beginOf(const std::string& path) const {
+JournalContent QueueJournal::readHead(const std::string& path) const {
   return readJournalBegin(asText(platform_.journals->begin(path)));
 }
 
@@ -87,7 +87,7 @@ bool QueueJournal::takeTurn(const std::string& directory, std::shared_ptr<void>&
   if (turn == Journals::Turn::others) return false;
   hasLocks_ = turn == Journals::Turn::ours;
   const MutexLock lock(mutex_);
-  startAnewInChild();
+  resetInChild();
   return !isReleased_;
 }
 
@@ -119,7 +119,7 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
   for (const std::string& path : queueFiles(directory)) {
     Journals::Opened opened = platform_.journals->open(path, hasLocks_);
     const auto bytes = opened.file ? opened.file->read() : std::nullopt;
-    JournalContent content = bytes ? readJournal(asText(*bytes)) : beginOf(path);
+    JournalContent content = bytes ? readJournal(asText(*bytes)) : readHead(path);
     adopted.insert(content.adopted.begin(), content.adopted.end());
     std::string reason;
     if (opened.access == Journals::Access::unreadable) reason = opened.reason;
@@ -136,7 +136,7 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
 
 // Copies nothing: otherwise a chain of short-lived processes would write the queue again and again.
 bool QueueJournal::takeOver(Found& found, const std::string& directory) {
-  const MutexLock one(rewriting_);
+  const MutexLock one(compacting_);
   const MutexLock lock(mutex_);
   const bool isFree = !file_ && items_.empty() && !isReleased_;
   if (!isFree || found.content.state != JournalContent::State::sound) return false;
@@ -160,7 +160,7 @@ bool QueueJournal::adopt(const std::vector<Found*>& found) {
     }
   }
   const bool isWorthIt = tellsOfOthers || !draft.front.empty() || !draft.back.empty();
-  return !isWorthIt || rewrite(std::move(draft));
+  return !isWorthIt || compact(std::move(draft));
 }
 
 // Returns whether all are removed. A damaged file is kept under a name that no look takes. One that

@@ -23,7 +23,7 @@ constexpr std::size_t kPiece = 1 << 20;
 }  // namespace
 
 bool QueueJournal::isIncomplete() const {
-  return !isReleased_ && (mustRewrite_ || !missing_.empty());
+  return !isReleased_ && (mustCompact_ || !missing_.empty());
 }
 
 bool QueueJournal::isLarge() const {
@@ -97,11 +97,11 @@ void QueueJournal::retry() {
     const MutexLock lock(mutex_);
     // An attempt that began before the end is not the last one.
     isLast = isClosing_;
-    if (!mustRewrite_ && !missing_.empty()) isDone = writeMissing();
+    if (!mustCompact_ && !missing_.empty()) isDone = writeMissing();
     // Also if the file turned out to be lost.
-    isWhole = !isDone && (mustRewrite_ || missing_.empty());
+    isWhole = !isDone && (mustCompact_ || missing_.empty());
   }
-  if (isWhole) isDone = rewrite({});
+  if (isWhole) isDone = compact({});
   const MutexLock lock(mutex_);
   if (isDone) {
     pause_ = std::chrono::seconds(0);
@@ -117,7 +117,7 @@ void QueueJournal::retry() {
 // not for a second file.
 bool QueueJournal::writeMissing() {
   if (!file_->cut(size_)) {
-    mustRewrite_ = true;
+    mustCompact_ = true;
     return false;
   }
   switch (file_->append(missing_)) {
@@ -129,15 +129,15 @@ bool QueueJournal::writeMissing() {
     case JournalFile::Append::failed:
       return false;
     case JournalFile::Append::lost:
-      mustRewrite_ = true;
+      mustCompact_ = true;
       return false;
   }
   return false;
 }
 
-// Not during a rewrite: the new file would lack what is synced here.
+// Not during a compaction: the new file would lack what is synced here.
 void QueueJournal::sync() {
-  const MutexLock one(rewriting_);
+  const MutexLock one(compacting_);
   std::shared_ptr<JournalFile> file;
   bool withName = false;
   {
@@ -155,7 +155,7 @@ void QueueJournal::sync() {
   nameIsUnsynced_ |= !hasName;
   if (isSynced) return;
   // The system drops data that it could not write to the disk.
-  if (file == file_ && !isReleased_) mustRewrite_ = true;
+  if (file == file_ && !isReleased_) mustCompact_ = true;
 }
 
 // Written whole, not with each change: nothing reads it, and that would double the cost.
@@ -177,12 +177,12 @@ void QueueJournal::renewCopy() {
   platform_.files->writeAtomically(firstQueueFile(*documents), toBytes(frames));
 }
 
-bool QueueJournal::rewrite(Draft draft) {
-  const MutexLock one(rewriting_);
+bool QueueJournal::compact(Draft draft) {
+  const MutexLock one(compacting_);
   bool isDone = false;
   guarded([&] {
-    rewriting_.assumeHeld();
-    isDone = rewriteAlone(draft);
+    compacting_.assumeHeld();
+    isDone = compactAlone(draft);
   });
   const MutexLock lock(mutex_);
   isRecording_ = false;
@@ -192,7 +192,7 @@ bool QueueJournal::rewrite(Draft draft) {
 
 // What was on the disk stays there at every moment: the new file is synced before it takes the old
 // one's name, and nothing syncs the old one meanwhile.
-bool QueueJournal::rewriteAlone(Draft& draft) {
+bool QueueJournal::compactAlone(Draft& draft) {
   const auto directory = queueDirectory();
   if (!directory || !begin(draft)) return false;
   std::string piece;
@@ -227,7 +227,7 @@ bool QueueJournal::rewriteAlone(Draft& draft) {
 // From here on changes are recorded.
 bool QueueJournal::begin(Draft& draft) {
   const MutexLock lock(mutex_);
-  startAnewInChild();
+  resetInChild();
   if (isReleased_) return false;
   draft.id = makeFileId();
   draft.own.assign(items_.begin(), items_.end());
@@ -297,7 +297,7 @@ bool QueueJournal::swapIn(Draft& draft, const std::string& directory) {
   bytes_ = bytes;
   adopted_.swap(draft.adopted);
   missing_ = {};
-  mustRewrite_ = copyIsName_ = false;
+  mustCompact_ = copyIsName_ = false;
   isUnsynced_ = copyIsDue_ = true;
   return true;
 }

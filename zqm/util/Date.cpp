@@ -38,7 +38,7 @@ Zone currentZone() {
     Zone zone ZQM_GUARDED_BY(mutex);
   };
   static Cache& cache = *new Cache;
-  const std::string identifier = platform().surroundings->timeZone();
+  const std::string identifier = platform().systemInfo->timeZone();
   const MutexLock lock(cache.mutex);
   if (!cache.zone || cache.identifier != identifier) {
     cache.zone = makeZone(identifier);

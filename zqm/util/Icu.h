@@ -14,7 +14,7 @@ namespace zqm {
 
 // Returns the platform's current locale, or the root locale if its identifier is invalid.
 inline icu::Locale currentLocale() {
-  const std::string identifier = platform().surroundings->locale();
+  const std::string identifier = platform().systemInfo->locale();
   const icu::Locale locale = icu::Locale::createCanonical(identifier.c_str());
   return locale.isBogus() ? icu::Locale::getRoot() : locale;
 }

@@ -31,9 +31,9 @@ void initialiseLibcurl() {
 // Takes a step of the transfer. Returns false if it is finished, also when memory runs out.
 template <class Step>
 bool attempt(CurlHttpTransfer& transfer, const Step& step) {
-  bool goesOn = false;
-  if (!guarded([&] { goesOn = step(); })) transfer.abandon(std::nullopt);
-  return goesOn;
+  bool isActive = false;
+  if (!guarded([&] { isActive = step(); })) transfer.abandon(std::nullopt);
+  return isActive;
 }
 
 int pollTime(Clock::duration wait) {
@@ -151,8 +151,8 @@ void CurlHttpLoop::start(Transfers transfers) {
     const OpenSslGate gate;
     while (!transfers.empty()) {
       CurlHttpTransfer& transfer = *transfers.front();
-      const bool goesOn = attempt(transfer, [&] { return transfer.start() && add(transfer); });
-      Transfers& next = goesOn ? active_ : ended;
+      const bool isActive = attempt(transfer, [&] { return transfer.start() && add(transfer); });
+      Transfers& next = isActive ? active_ : ended;
       next.splice(next.end(), transfers, transfers.begin());
     }
   }
@@ -180,9 +180,9 @@ void CurlHttpLoop::perform() {
       CurlHttpTransfer& transfer = **found;
       const CURLcode result = message->data.result;
       curl_multi_remove_handle(multi_, handle);
-      const bool goesOn =
+      const bool isActive =
           attempt(transfer, [&] { return transfer.proceed(result) && add(transfer); });
-      if (!goesOn) ended.splice(ended.end(), active_, found);
+      if (!isActive) ended.splice(ended.end(), active_, found);
     }
   }
   complete(std::move(ended));

@@ -5,7 +5,7 @@
 #include "zqm/platform/linux/device/LinuxIdentity.h"
 #include "zqm/platform/linux/device/LinuxMemoryAndStorage.h"
 #include "zqm/platform/linux/device/LinuxPower.h"
-#include "zqm/platform/linux/device/LinuxSurroundings.h"
+#include "zqm/platform/linux/device/LinuxSystemInfo.h"
 #include "zqm/platform/linux/files/LinuxDirectories.h"
 #include "zqm/platform/linux/files/LinuxFiles.h"
 #include "zqm/platform/linux/files/LinuxJournals.h"
@@ -82,7 +82,7 @@ Platform make(const LinuxOptions& options, const UserVariables& variables) {
       files);
   platform.power = std::make_shared<LinuxPower>();
   platform.memoryAndStorage = std::make_shared<LinuxMemoryAndStorage>(homeDirectory(variables));
-  platform.surroundings = std::make_shared<LinuxSurroundings>();
+  platform.systemInfo = std::make_shared<LinuxSystemInfo>();
   platform.hostState = std::make_shared<LinuxHostState>(
       LinuxHostState::Sources{options.applicationState, options.backgroundModes,
                               options.trackingAuthorization},

@@ -82,7 +82,7 @@ bool TemporaryFile::write(const Bytes& content) {
   return writeAll(file_.get(), asText(content)) && fdatasync(file_.get()) == 0;
 }
 
-Descriptor TemporaryFile::takePlace() {
+Descriptor TemporaryFile::replaceTarget() {
   if (!file_ || rename(path_.c_str(), target_.c_str()) != 0) return Descriptor();
   return std::move(file_);
 }

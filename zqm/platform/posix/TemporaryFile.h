@@ -26,7 +26,7 @@ class TemporaryFile {
   bool write(const Bytes& content);
   // Renames the file over its target. The directory is not synced, so a power loss may bring back
   // the complete old file. Returns the open file, or an empty Descriptor on failure.
-  Descriptor takePlace();
+  Descriptor replaceTarget();
   // Keeps the file under its temporary name, which is returned.
   std::string release();
 

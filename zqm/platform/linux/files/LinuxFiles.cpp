@@ -42,7 +42,7 @@ bool LinuxFiles::writeAtomically(const std::string& path, const Bytes& content) 
   if (!place || content.size() > kLargestFile) return false;
   removeLitterOnce(parentDirectory(*place));
   TemporaryFile file(*place);
-  return file && file.write(content) && file.takePlace();
+  return file && file.write(content) && file.replaceTarget();
 }
 
 bool LinuxFiles::exists(const std::string& path) {

@@ -120,7 +120,7 @@ class LinuxJournalFile : public JournalFile {
     if (file_->isAt(path.c_str())) return true;
     TemporaryFile second(path, path_);
     const bool isAdded =
-        second && file_->isAt(second.path().c_str()) && static_cast<bool>(second.takePlace());
+        second && file_->isAt(second.path().c_str()) && static_cast<bool>(second.replaceTarget());
     if (!isAdded) names_ = 1;
     return isAdded;
   }

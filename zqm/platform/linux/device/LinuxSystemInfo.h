@@ -8,10 +8,10 @@
 
 namespace zqm {
 
-class LinuxSurroundings : public Surroundings {
+class LinuxSystemInfo : public SystemInfo {
  public:
   // `root` is prepended to the path of os-release.
-  explicit LinuxSurroundings(std::string root = {}) : root_(std::move(root)) {}
+  explicit LinuxSystemInfo(std::string root = {}) : root_(std::move(root)) {}
 
   std::string machine() override;
   // Returns the distribution's version, or the kernel's release if it has none.

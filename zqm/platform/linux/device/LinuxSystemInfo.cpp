@@ -1,5 +1,5 @@
 // uname, os-release and the locale's variables. What only D-Bus tells is unknown.
-#include "zqm/platform/linux/device/LinuxSurroundings.h"
+#include "zqm/platform/linux/device/LinuxSystemInfo.h"
 
 #include <sys/utsname.h>
 
@@ -61,12 +61,12 @@ std::optional<std::string> localeIdentifier(std::string_view variable) {
 
 }  // namespace
 
-std::string LinuxSurroundings::machine() {
+std::string LinuxSystemInfo::machine() {
   utsname names{};
   return uname(&names) == 0 ? names.machine : "";
 }
 
-std::string LinuxSurroundings::systemVersion() {
+std::string LinuxSystemInfo::systemVersion() {
   for (const char* path : {"/etc/os-release", "/usr/lib/os-release"}) {
     const auto bytes = readFile(root_ + path, kLargestRelease);
     if (!bytes) continue;
@@ -77,7 +77,7 @@ std::string LinuxSurroundings::systemVersion() {
   return uname(&names) == 0 ? names.release : "";
 }
 
-std::string LinuxSurroundings::locale() {
+std::string LinuxSystemInfo::locale() {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LC_CTYPE", "LANG"}) {
     const auto variable = environmentVariable(name);
     if (auto identifier = localeIdentifier(variable.value_or(""))) return *identifier;
@@ -85,12 +85,12 @@ std::string LinuxSurroundings::locale() {
   return kStandardLocale;
 }
 
-std::optional<CellularSubscriber> LinuxSurroundings::cellularSubscriber() { return std::nullopt; }
+std::optional<CellularSubscriber> LinuxSystemInfo::cellularSubscriber() { return std::nullopt; }
 
-std::vector<std::optional<Dictionary>> LinuxSurroundings::wifiInterfaces() { return {}; }
+std::vector<std::optional<Dictionary>> LinuxSystemInfo::wifiInterfaces() { return {}; }
 
-std::vector<std::optional<std::string>> LinuxSurroundings::audioOutputs() { return {}; }
+std::vector<std::optional<std::string>> LinuxSystemInfo::audioOutputs() { return {}; }
 
-bool LinuxSurroundings::isEnabled(AccessibilityFeature) { return false; }
+bool LinuxSystemInfo::isEnabled(AccessibilityFeature) { return false; }
 
 }  // namespace zqm
