@@ -18,7 +18,7 @@ endforeach()
 install(DIRECTORY zqm DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING
     REGEX "/zqm/(zqm|(base|platform|util|model|core)/[^/]+|([^/]+/)+(ZQM[^/]+|[^/]+Decision)|platform/linux/LinuxPlatform)\\.h$"
-    REGEX "/(System|Icu|Numbers|Patterns|PropertyListFault|Cbor|Frame|RecordFile|StoreReport|StartRequest)\\.h$" EXCLUDE)
+    REGEX "/(System|Icu|Numbers|Patterns|PropertyListFault|Cbor|Frame|RecordFile|StoreReport)\\.h$" EXCLUDE)
 
 configure_package_config_file(cmake/zqm-config.cmake.in zqm-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zqm

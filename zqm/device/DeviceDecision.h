@@ -28,8 +28,6 @@ enum class DeviceInitReason {
 struct DeviceInitDecision {
   bool due = false;
   DeviceInitReason reason = DeviceInitReason::neverAsked;
-  // The profile to update: the stored one or, if there is none, an empty one.
-  ZQMDeviceModel device;
 };
 
 ZQM_EXPORT DeviceInitDecision deviceInitDecision(const DeviceInitFacts& facts);

@@ -20,20 +20,9 @@ constexpr const char* kInitFailedDomain = "Could not start DeviceBehavior.";
 // The profile after a response to the registration. A failure clears it, so that the next success
 // is followed by a complete one.
 ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now) {
-  switch (status) {
-    case kDeviceRegistered:
-      device.isStarted = true;
-      device.dateStart = now;
-      break;
-    case kDeviceFailed:
-      device = ZQMDeviceModel();
-      break;
-    case kDeviceRejected:
-    case kDeviceUnauthorized:
-      device = ZQMDeviceModel();
-      device.dateStart = now;
-      break;
-  }
+  if (status != kDeviceRegistered) device = ZQMDeviceModel();
+  device.isStarted = status == kDeviceRegistered;
+  if (status != kDeviceFailed) device.dateStart = now;
   return device;
 }
 
@@ -70,15 +59,16 @@ void ZQMDeviceRule::startModule() {
     reportUnreadable(ZQMDeviceModel::kClassName, "nothing is sent", kDeviceBehaviorModule);
     return finish(kDeviceFailed);
   }
-  const DeviceInitDecision decision = deviceInitDecision(
-      {std::move(stored), ZQMConfigRule::sharedInstance().getHoursToCallStartDevicebehavior(),
-       platform().clock->now()});
-  if (!decision.due) {
-    ZQMDatabase::saveObject<ZQMDeviceModel>(decision.device);
-    return finish(decision.device.isStarted ? kDeviceRegistered : kDeviceRejected);
+  const ZQMDeviceModel device = stored.value_or(ZQMDeviceModel());
+  const DeviceInitFacts facts{std::move(stored),
+                              ZQMConfigRule::sharedInstance().getHoursToCallStartDevicebehavior(),
+                              platform().clock->now()};
+  if (!deviceInitDecision(facts).due) {
+    ZQMDatabase::saveObject<ZQMDeviceModel>(device);
+    return finish(device.isStarted ? kDeviceRegistered : kDeviceRejected);
   }
   ZQMDeviceRequest::startWithCompletionHandler(
-      [this, device = decision.device](std::int64_t status, const std::optional<Error>& error) {
+      [this, device](std::int64_t status, const std::optional<Error>& error) {
         if (error) {
           ZQMLogHandler::logError(error->rewrapped(kInitFailedDomain), kDeviceBehaviorModule, 4);
         }
