@@ -7,10 +7,10 @@ namespace zqm {
 
 DeviceInitDecision deviceInitDecision(const DeviceInitFacts& facts) {
   const auto& device = facts.device;
-  if (!device) return {true, DeviceInitReason::neverAsked};
+  if (!device) return {true, DeviceInitReason::neverAttempted};
   if (!device->dateStart) return {true, DeviceInitReason::lastAttemptFailed};
   if (lessThanDate(addHour(*device->dateStart, facts.hours), facts.now)) {
-    return {true, DeviceInitReason::answerExpired};
+    return {true, DeviceInitReason::responseExpired};
   }
   return {false, device->isStarted ? DeviceInitReason::registered : DeviceInitReason::rejected};
 }
@@ -23,11 +23,11 @@ ProfileSendDecision profileSendDecision(const std::optional<ZQMDeviceModel>& dev
 
 std::string describe(DeviceInitReason reason) {
   switch (reason) {
-    case DeviceInitReason::neverAsked:
+    case DeviceInitReason::neverAttempted:
       return "the device was never registered";
     case DeviceInitReason::lastAttemptFailed:
       return "the last attempt to register the device failed";
-    case DeviceInitReason::answerExpired:
+    case DeviceInitReason::responseExpired:
       return "the backend's last answer is as old as the configured hours, or older";
     case DeviceInitReason::registered:
       return "the backend registered the device less than the configured hours ago";

@@ -18,16 +18,16 @@ struct DeviceInitFacts {
 };
 
 enum class DeviceInitReason {
-  neverAsked,
+  neverAttempted,
   lastAttemptFailed,
-  answerExpired,
+  responseExpired,
   registered,
   rejected,
 };
 
 struct DeviceInitDecision {
   bool due = false;
-  DeviceInitReason reason = DeviceInitReason::neverAsked;
+  DeviceInitReason reason = DeviceInitReason::neverAttempted;
 };
 
 ZQM_EXPORT DeviceInitDecision deviceInitDecision(const DeviceInitFacts& facts);

@@ -19,7 +19,7 @@ constexpr const char* kInitFailedDomain = "Could not start DeviceBehavior.";
 
 // The profile after a response to the registration. A failure clears it, so that the next success
 // is followed by a complete one.
-ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now) {
+ZQMDeviceModel afterResponse(ZQMDeviceModel device, std::int64_t status, Date now) {
   if (status != kDeviceRegistered) device = ZQMDeviceModel();
   device.isStarted = status == kDeviceRegistered;
   if (status != kDeviceFailed) device.dateStart = now;
@@ -27,7 +27,7 @@ ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now)
 }
 
 // If a response cannot be saved, the backend will be asked again.
-void saveAnswered(const ZQMDeviceModel& device) {
+void saveAfterResponse(const ZQMDeviceModel& device) {
   const Saved saved = ZQMDatabase::saveRecord<ZQMDeviceModel>(device);
   reportKept(saved, kDeviceBehaviorModule);
   if (!saved.isDone) {
@@ -36,9 +36,9 @@ void saveAnswered(const ZQMDeviceModel& device) {
 }
 
 // Converts a probe's result to the type of the profile's member.
-bool held(bool flag) { return flag; }
-Text held(Text text) { return text; }
-Value held(const std::vector<std::string>& names) { return List(names.begin(), names.end()); }
+bool asStored(bool flag) { return flag; }
+Text asStored(Text text) { return text; }
+Value asStored(const std::vector<std::string>& names) { return List(names.begin(), names.end()); }
 
 bool differs(bool fresh, bool stored) { return fresh != stored; }
 
@@ -72,7 +72,7 @@ void ZQMDeviceRule::startModule() {
         if (error) {
           ZQMLogHandler::logError(error->rewrapped(kInitFailedDomain), kDeviceBehaviorModule, 4);
         }
-        saveAnswered(afterAnswer(device, status, platform().clock->now()));
+        saveAfterResponse(afterResponse(device, status, platform().clock->now()));
         finish(status);
       });
 }
@@ -94,9 +94,9 @@ void ZQMDeviceRule::updatedInfo() {
   ZQMDeviceModel::forEachRow([&](const auto& row) {
     if constexpr (requires { row.probe; }) {
       auto& stored = (*device).*row.member;
-      if (!differs(held(row.probe()), stored)) return;
+      if (!differs(asStored(row.probe()), stored)) return;
       // Probed again, so that a fact that is just changing is stored with its latest value.
-      stored = held(row.probe());
+      stored = asStored(row.probe());
       device->updated = true;
     }
   });
@@ -112,7 +112,7 @@ void ZQMDeviceRule::updatedDevice() {
         if (error) ZQMLogHandler::logError(*error, kDeviceBehaviorModule, 4);
         if (!response) return;
         device.updated = false;
-        saveAnswered(device);
+        saveAfterResponse(device);
       });
 }
 
