@@ -40,10 +40,10 @@ ZQMConfigRule& ZQMConfigRule::sharedInstance() { return *shared; }
 ZQMConfigRule::ZQMConfigRule() {
   current_.set(std::make_shared<const ZQMConfigModel>());
   const MutexLock lock(changes_);
-  look();
+  load();
 }
 
-void ZQMConfigRule::look() {
+void ZQMConfigRule::load() {
   auto [state, stored] = ZQMDatabase::findRecord<ZQMConfigModel>();
   isUnread_ = state == FileState::unreadable;
   if (stored) current_.set(std::make_shared<const ZQMConfigModel>(*std::move(stored)));
@@ -73,7 +73,7 @@ void ZQMConfigRule::updateAndPersist(const Dictionary& values) {
   bool isUnread = false;
   {
     const MutexLock lock(changes_);
-    if (isUnread_) look();
+    if (isUnread_) load();
     isUnread = isUnread_;
     ZQMConfigModel model = configModel();
     ZQMConfigModel::fields(model, [&](std::string_view key, auto& field) {

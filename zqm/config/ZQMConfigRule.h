@@ -78,7 +78,7 @@ class ZQM_EXPORT ZQMConfigRule {
   std::shared_ptr<const ZQMConfigModel> get() const { return current_.get(); }
   static Text present(const Text& text) { return text.isNull() ? Text() : text; }
   // Loads the stored record, if there is one.
-  void look() ZQM_REQUIRES(changes_);
+  void load() ZQM_REQUIRES(changes_);
   Saved persist() const ZQM_REQUIRES(changes_);
 
   // Held during a change and its save, so that both happen in the same order. Readers do not wait

@@ -38,28 +38,51 @@ std::string missingIn(const Dictionary& body) {
   return {};
 }
 
-}  // namespace
+// What follows from a reason, and the reason as a sentence, without the missing key.
+struct Meaning {
+  StartDecision::Outcome outcome;
+  const char* sentence;
+};
 
-StartDecision::Outcome StartDecision::outcome() const {
+Meaning meaningOf(StartReason reason) {
+  using enum StartDecision::Outcome;
   switch (reason) {
     case StartReason::recordUnreadable:
+      return {impossible, "the stored record cannot be read at the moment"};
     case StartReason::noAdvertisingId:
+      return {impossible, "the device has no advertising identifier and none is stored"};
     case StartReason::appIdNotDecryptable:
+      return {impossible, "the application identifier does not decrypt with the integrator's key"};
     case StartReason::appIdNotProtected:
-      return Outcome::impossible;
+      return {impossible, "the application identifier was given in plain text"};
     case StartReason::valueMissing:
-      return Outcome::unsendable;
+      return {unsendable, "the start request has no value for "};
     case StartReason::accepted:
+      return {notDue,
+              "the backend accepted this advertising identifier, library version and application "
+              "version before"};
     case StartReason::attemptedWithinADay:
-      return Outcome::notDue;
+      return {notDue, "the last attempt was refused or failed less than a day ago"};
     case StartReason::neverAttempted:
+      return {due, "the installation was never registered, or its registration was reset"};
     case StartReason::advertisingIdChanged:
+      return {due, "the advertising identifier changed since the last accepted start"};
     case StartReason::sdkVersionChanged:
+      return {due, "the library version changed since the last accepted start"};
     case StartReason::appVersionChanged:
+      return {due, "the application version changed since the last accepted start"};
     case StartReason::lastAttemptADayAgo:
-      return Outcome::due;
+      return {due, "the last attempt was refused or failed a day ago or earlier"};
   }
-  return Outcome::impossible;
+  return {impossible, ""};
+}
+
+}  // namespace
+
+StartDecision::Outcome StartDecision::outcome() const { return meaningOf(reason).outcome; }
+
+std::string describe(const StartDecision& decision) {
+  return meaningOf(decision.reason).sentence + decision.missing;
 }
 
 StartDecision startDecision(const StartFacts& facts) {
@@ -98,37 +121,6 @@ Dictionary startBody(const StartFacts& facts, const StartDecision& decision) {
           {"platform", ZQMDeviceInfo::getPlatform()},
           {"sdkVersion", facts.sdkVersion},
           {"appVersion", facts.appVersion}};
-}
-
-std::string describe(const StartDecision& decision) {
-  switch (decision.reason) {
-    case StartReason::recordUnreadable:
-      return "the stored record cannot be read at the moment";
-    case StartReason::noAdvertisingId:
-      return "the device has no advertising identifier and none is stored";
-    case StartReason::appIdNotDecryptable:
-      return "the application identifier does not decrypt with the integrator's key";
-    case StartReason::appIdNotProtected:
-      return "the application identifier was given in plain text";
-    case StartReason::valueMissing:
-      return "the start request has no value for " + decision.missing;
-    case StartReason::accepted:
-      return "the backend accepted this advertising identifier, library version and application "
-             "version before";
-    case StartReason::attemptedWithinADay:
-      return "the last attempt was refused or failed less than a day ago";
-    case StartReason::neverAttempted:
-      return "the installation was never registered, or its registration was reset";
-    case StartReason::advertisingIdChanged:
-      return "the advertising identifier changed since the last accepted start";
-    case StartReason::sdkVersionChanged:
-      return "the library version changed since the last accepted start";
-    case StartReason::appVersionChanged:
-      return "the application version changed since the last accepted start";
-    case StartReason::lastAttemptADayAgo:
-      return "the last attempt was refused or failed a day ago or earlier";
-  }
-  return "";
 }
 
 }  // namespace zqm

@@ -48,7 +48,7 @@ struct StartDecision {
   ZQM_EXPORT Outcome outcome() const;
 
   StartReason reason = StartReason::noAdvertisingId;
-  // The key of the value that a due request would lack.
+  // The key of the value that a due request would lack; empty for any other reason.
   std::string missing = {};
   // The record to update: the stored one, or a new one before the first attempt.
   ZQMUserModel user = {};

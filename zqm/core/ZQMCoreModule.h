@@ -10,8 +10,8 @@ class ZQM_EXPORT ZQMCoreModule {
   virtual ~ZQMCoreModule();
 
   // Starts the module, on the executor or on the thread that handles the backend's response. It may
-  // block. An exception is reported, and the start then stays pending until the process ends. The
-  // base class always throws.
+  // block. An exception is reported and leaves the start pending: the modules of a later start only
+  // join those that wait for its end. The base class always throws.
   virtual void start();
 };
 

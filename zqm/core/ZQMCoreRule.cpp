@@ -49,17 +49,15 @@ void reportSaves(const Saved& table, const Saved& user, bool isAccepted) {
   reportUnsaved("what came with an accepted start:" + unsaved, kCoreModule);
 }
 
-// Every outcome is recorded as an attempt, so that a refusal is retried only a day later.
-ZQMUserModel recordAnswer(const StartFacts& facts, const StartDecision& decision,
-                          const std::optional<ZQMStartResponse>& response,
-                          const std::optional<Error>& error) {
+// Every outcome is recorded as an attempt, so that a refusal is retried only a day later. Returns
+// whether the backend accepted the start.
+bool recordResponse(const StartFacts& facts, const StartDecision& decision,
+                    const std::optional<ZQMStartResponse>& response,
+                    const std::optional<Error>& error) {
   ZQMUserModel user = decision.user;
-  user.started = false;
-  user.startedDate = facts.now;
   const bool isAccepted = response && isNotEmpty(response->euid);
   Saved table{true};
   if (isAccepted) {
-    user.started = true;
     user.startedSdkVersion = facts.sdkVersion;
     user.startedAppVersion = facts.appVersion;
     user.euid = response->euid;
@@ -68,21 +66,18 @@ ZQMUserModel recordAnswer(const StartFacts& facts, const StartDecision& decision
     table = ZQMDatabase::saveRecord<ZQMEndpointsModel>(storable(response->endpoints));
   }
   if (error) ZQMLogHandler::logError(error->rewrapped(kRefusedDomain), kCoreModule, 4);
-  ZQMUserModel stored = user;
-  if (!table.isDone) {
-    // With the acceptance stored, no later start would ask for the missing table.
-    stored.started = false;
-    stored.startedDate.reset();
-  }
-  reportSaves(table, ZQMDatabase::saveRecord<ZQMUserModel>(stored), isAccepted);
-  return user;
+  // If the acceptance were stored without its table, no later start would request the table.
+  user.started = isAccepted && table.isDone;
+  user.startedDate = table.isDone ? std::optional(facts.now) : std::nullopt;
+  reportSaves(table, ZQMDatabase::saveRecord<ZQMUserModel>(user), isAccepted);
+  return isAccepted;
 }
 
-void ask(const StartFacts& facts, const StartDecision& decision,
-         const std::function<void(bool)>& isStarted) {
+void sendRequest(const StartFacts& facts, const StartDecision& decision,
+                 const std::function<void(bool)>& isStarted) {
   sendStartRequest(startBody(facts, decision), [=](const std::optional<ZQMStartResponse>& response,
                                                    const std::optional<Error>& error) {
-    guarded([&] { isStarted(recordAnswer(facts, decision, response, error).started); }, report);
+    guarded([&] { isStarted(recordResponse(facts, decision, response, error)); }, report);
   });
 }
 
@@ -110,12 +105,12 @@ void ZQMCoreRule::coreIsStarted(const Text& appId, std::function<void(bool)> isS
         const StartFacts facts = currentStartFacts(appId);
         const StartDecision decision = startDecision(facts);
         const StartDecision::Outcome outcome = decision.outcome();
-        if (outcome == StartDecision::Outcome::due) return ask(facts, decision, isStarted);
+        if (outcome == StartDecision::Outcome::due) return sendRequest(facts, decision, isStarted);
         if (outcome == StartDecision::Outcome::unsendable) {
           throw Exception(kInvalidArgumentException,
                           "The start request has no value for " + decision.missing + ".");
         }
-        if (!facts.isUserKnown) {
+        if (decision.reason == StartReason::recordUnreadable) {
           reportUnreadable(ZQMUserModel::kClassName, "nothing is started", kCoreModule);
         }
         isStarted(outcome == StartDecision::Outcome::notDue && decision.user.started);

@@ -16,7 +16,8 @@ class ZQM_EXPORT ZQMCoreRule {
   static ZQMCoreRule& sharedInstance();
 
   // Runs the start check and, if accepted, the start handlers; then empties their list. If a
-  // handler throws, the list keeps all its handlers, and later starts with a handler only join it.
+  // handler throws or the check fails, the list keeps all its handlers, and later starts with a
+  // handler only join it.
   void startCore(const Text& appId);
 
   // The start check. Calls `isStarted` with the outcome, at once on this thread or, after the

@@ -1,8 +1,10 @@
 // Forwards to where the work is done.
 #include "zqm/core/ZQMUtils.h"
 
+#include <algorithm>
+
 #include "zqm/core/settings/Resources.h"
-#include "zqm/http/CurrentNetwork.h"
+#include "zqm/http/ZQMReachability.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Json.h"
 #include "zqm/util/Patterns.h"
@@ -71,11 +73,8 @@ bool ZQMUtils::applicationIsBackground() { return platform().hostState->applicat
 
 bool ZQMUtils::isActiveInBackgroundMode(std::string_view mode) {
   const Value modes = platform().hostState->backgroundModes();
-  if (!modes.list()) return false;
-  for (const Value& entry : *modes.list()) {
-    if (entry.text() && *entry.text() == mode) return true;
-  }
-  return false;
+  const List* list = modes.list();
+  return list && std::ranges::find(*list, Value(mode)) != list->end();
 }
 
 std::optional<std::string> ZQMUtils::getURLGroupContainer() { return groupContainer(); }

@@ -4,42 +4,30 @@
 #include "zqm/util/Date.h"
 
 namespace zqm {
-namespace {
-
-DeviceInitReason reasonFor(const DeviceInitFacts& facts) {
-  if (!facts.device) return DeviceInitReason::neverAsked;
-  if (!facts.device->dateStart) return DeviceInitReason::lastAttemptFailed;
-  if (lessThanDate(addHour(*facts.device->dateStart, facts.hours), facts.now)) {
-    return DeviceInitReason::answerExpired;
-  }
-  return facts.device->isStarted ? DeviceInitReason::registered : DeviceInitReason::rejected;
-}
-
-ProfileSendReason reasonFor(const std::optional<ZQMDeviceModel>& device) {
-  if (!device) return ProfileSendReason::noProfile;
-  return device->updated ? ProfileSendReason::changed : ProfileSendReason::unchanged;
-}
-
-}  // namespace
 
 DeviceInitDecision deviceInitDecision(const DeviceInitFacts& facts) {
-  const DeviceInitReason reason = reasonFor(facts);
-  const bool rests = reason == DeviceInitReason::registered || reason == DeviceInitReason::rejected;
-  return {!rests, reason, facts.device.value_or(ZQMDeviceModel())};
+  const auto& device = facts.device;
+  if (!device) return {true, DeviceInitReason::neverAttempted};
+  if (!device->dateStart) return {true, DeviceInitReason::lastAttemptFailed};
+  if (lessThanDate(addHour(*device->dateStart, facts.hours), facts.now)) {
+    return {true, DeviceInitReason::responseExpired};
+  }
+  return {false, device->isStarted ? DeviceInitReason::registered : DeviceInitReason::rejected};
 }
 
 ProfileSendDecision profileSendDecision(const std::optional<ZQMDeviceModel>& device) {
-  const ProfileSendReason reason = reasonFor(device);
-  return {reason == ProfileSendReason::changed, reason};
+  if (!device) return {false, ProfileSendReason::noProfile};
+  if (!device->updated) return {false, ProfileSendReason::unchanged};
+  return {true, ProfileSendReason::changed};
 }
 
 std::string describe(DeviceInitReason reason) {
   switch (reason) {
-    case DeviceInitReason::neverAsked:
+    case DeviceInitReason::neverAttempted:
       return "the device was never registered";
     case DeviceInitReason::lastAttemptFailed:
       return "the last attempt to register the device failed";
-    case DeviceInitReason::answerExpired:
+    case DeviceInitReason::responseExpired:
       return "the backend's last answer is as old as the configured hours, or older";
     case DeviceInitReason::registered:
       return "the backend registered the device less than the configured hours ago";

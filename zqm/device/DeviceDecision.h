@@ -18,18 +18,16 @@ struct DeviceInitFacts {
 };
 
 enum class DeviceInitReason {
-  neverAsked,
+  neverAttempted,
   lastAttemptFailed,
-  answerExpired,
+  responseExpired,
   registered,
   rejected,
 };
 
 struct DeviceInitDecision {
   bool due = false;
-  DeviceInitReason reason = DeviceInitReason::neverAsked;
-  // The profile to update: the stored one or, if there is none, an empty one.
-  ZQMDeviceModel device;
+  DeviceInitReason reason = DeviceInitReason::neverAttempted;
 };
 
 ZQM_EXPORT DeviceInitDecision deviceInitDecision(const DeviceInitFacts& facts);

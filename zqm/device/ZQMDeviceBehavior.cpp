@@ -18,7 +18,7 @@ PerProcess<std::atomic<bool>> verifying;
 
 constexpr auto report = reportAs(kDeviceBehaviorModule, 3);
 
-void goOn(std::int64_t status) {
+void continueAfterStart(std::int64_t status) {
   if (status == kDeviceUnauthorized) return ZQMCore::restart();
   if (status != kDeviceRejected) ZQMDeviceBehavior::verifyUpdate();
 }
@@ -45,7 +45,7 @@ void verify() {
 
 }  // namespace
 
-void ZQMDeviceBehavior::start() { start(goOn); }
+void ZQMDeviceBehavior::start() { start(continueAfterStart); }
 
 void ZQMDeviceBehavior::start(std::function<void(std::int64_t)> handler) {
   guarded(

@@ -1,6 +1,7 @@
 // The device probes, implemented with the platform's services.
 #include "zqm/device/ZQMDeviceInfo.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -20,9 +21,10 @@ constexpr double kGiB = 1073741824.0;
 constexpr const char* kSimulatorModel = "Simulador";
 constexpr std::int32_t kTrackingAuthorized = 3;
 
-double positiveOrUnknown(double number) { return number > 0 ? number : kUnknown; }
-
-std::int64_t positiveOrUnknown(std::int64_t number) { return number > 0 ? number : -1; }
+template <class Number>
+Number positiveOrUnknown(Number number) {
+  return number > 0 ? number : -1;
+}
 
 // Truncates the fraction; saturates at the range of `Integer`, and NaN becomes 0.
 template <class Integer>
@@ -46,22 +48,21 @@ double wholePercent(std::int64_t part, std::int64_t whole) {
 }
 
 bool anyExists(Files& files) {
-  for (const char* path :
-       {"/Applications/Cydia.app", "/Library/MobileSubstrate/MobileSubstrate.dylib", "/bin/bash",
-        "/usr/sbin/sshd", "/etc/apt", "/private/var/lib/apt/"}) {
-    if (files.exists(path)) return true;
-  }
-  return false;
+  constexpr const char* kPaths[] = {"/Applications/Cydia.app",
+                                    "/Library/MobileSubstrate/MobileSubstrate.dylib",
+                                    "/bin/bash",
+                                    "/usr/sbin/sshd",
+                                    "/etc/apt",
+                                    "/private/var/lib/apt/"};
+  return std::ranges::any_of(kPaths, [&](const char* path) { return files.exists(path); });
 }
 
 // Intentionally not the list of `anyExists`: another order, and one path fewer.
 bool anyOpens(Files& files) {
-  for (const char* path :
-       {"/bin/bash", "/Applications/Cydia.app", "/Library/MobileSubstrate/MobileSubstrate.dylib",
-        "/usr/sbin/sshd", "/etc/apt"}) {
-    if (files.opens(path)) return true;
-  }
-  return false;
+  constexpr const char* kPaths[] = {"/bin/bash", "/Applications/Cydia.app",
+                                    "/Library/MobileSubstrate/MobileSubstrate.dylib",
+                                    "/usr/sbin/sshd", "/etc/apt"};
+  return std::ranges::any_of(kPaths, [&](const char* path) { return files.opens(path); });
 }
 
 // A file that was written is kept; only a failed attempt is cleaned up.

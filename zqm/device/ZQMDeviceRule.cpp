@@ -19,26 +19,15 @@ constexpr const char* kInitFailedDomain = "Could not start DeviceBehavior.";
 
 // The profile after a response to the registration. A failure clears it, so that the next success
 // is followed by a complete one.
-ZQMDeviceModel afterAnswer(ZQMDeviceModel device, std::int64_t status, Date now) {
-  switch (status) {
-    case kDeviceRegistered:
-      device.isStarted = true;
-      device.dateStart = now;
-      break;
-    case kDeviceFailed:
-      device = ZQMDeviceModel();
-      break;
-    case kDeviceRejected:
-    case kDeviceUnauthorized:
-      device = ZQMDeviceModel();
-      device.dateStart = now;
-      break;
-  }
+ZQMDeviceModel afterResponse(ZQMDeviceModel device, std::int64_t status, Date now) {
+  if (status != kDeviceRegistered) device = ZQMDeviceModel();
+  device.isStarted = status == kDeviceRegistered;
+  if (status != kDeviceFailed) device.dateStart = now;
   return device;
 }
 
 // If a response cannot be saved, the backend will be asked again.
-void saveAnswered(const ZQMDeviceModel& device) {
+void saveAfterResponse(const ZQMDeviceModel& device) {
   const Saved saved = ZQMDatabase::saveRecord<ZQMDeviceModel>(device);
   reportKept(saved, kDeviceBehaviorModule);
   if (!saved.isDone) {
@@ -47,9 +36,9 @@ void saveAnswered(const ZQMDeviceModel& device) {
 }
 
 // Converts a probe's result to the type of the profile's member.
-bool held(bool flag) { return flag; }
-Text held(Text text) { return text; }
-Value held(const std::vector<std::string>& names) { return List(names.begin(), names.end()); }
+bool asStored(bool flag) { return flag; }
+Text asStored(Text text) { return text; }
+Value asStored(const std::vector<std::string>& names) { return List(names.begin(), names.end()); }
 
 bool differs(bool fresh, bool stored) { return fresh != stored; }
 
@@ -70,19 +59,20 @@ void ZQMDeviceRule::startModule() {
     reportUnreadable(ZQMDeviceModel::kClassName, "nothing is sent", kDeviceBehaviorModule);
     return finish(kDeviceFailed);
   }
-  const DeviceInitDecision decision = deviceInitDecision(
-      {std::move(stored), ZQMConfigRule::sharedInstance().getHoursToCallStartDevicebehavior(),
-       platform().clock->now()});
-  if (!decision.due) {
-    ZQMDatabase::saveObject<ZQMDeviceModel>(decision.device);
-    return finish(decision.device.isStarted ? kDeviceRegistered : kDeviceRejected);
+  const ZQMDeviceModel device = stored.value_or(ZQMDeviceModel());
+  const DeviceInitFacts facts{std::move(stored),
+                              ZQMConfigRule::sharedInstance().getHoursToCallStartDevicebehavior(),
+                              platform().clock->now()};
+  if (!deviceInitDecision(facts).due) {
+    ZQMDatabase::saveObject<ZQMDeviceModel>(device);
+    return finish(device.isStarted ? kDeviceRegistered : kDeviceRejected);
   }
   ZQMDeviceRequest::startWithCompletionHandler(
-      [this, device = decision.device](std::int64_t status, const std::optional<Error>& error) {
+      [this, device](std::int64_t status, const std::optional<Error>& error) {
         if (error) {
           ZQMLogHandler::logError(error->rewrapped(kInitFailedDomain), kDeviceBehaviorModule, 4);
         }
-        saveAnswered(afterAnswer(device, status, platform().clock->now()));
+        saveAfterResponse(afterResponse(device, status, platform().clock->now()));
         finish(status);
       });
 }
@@ -104,9 +94,9 @@ void ZQMDeviceRule::updatedInfo() {
   ZQMDeviceModel::forEachRow([&](const auto& row) {
     if constexpr (requires { row.probe; }) {
       auto& stored = (*device).*row.member;
-      if (!differs(held(row.probe()), stored)) return;
+      if (!differs(asStored(row.probe()), stored)) return;
       // Probed again, so that a fact that is just changing is stored with its latest value.
-      stored = held(row.probe());
+      stored = asStored(row.probe());
       device->updated = true;
     }
   });
@@ -122,7 +112,7 @@ void ZQMDeviceRule::updatedDevice() {
         if (error) ZQMLogHandler::logError(*error, kDeviceBehaviorModule, 4);
         if (!response) return;
         device.updated = false;
-        saveAnswered(device);
+        saveAfterResponse(device);
       });
 }
 

@@ -1,12 +1,8 @@
-// The base addresses, and the fallback for an address that is not in the table.
+// The fallback for an address that is not in the table.
 #include "zqm/endpoints/ZQMEndPoint.h"
-
-#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 
 namespace zqm {
 namespace {
-
-using Settings = ZQMEnvironmentUtil;
 
 // Base and path are joined without a separator: the base ends with its own.
 std::string fromSettings(Text (*base)(), const char* path) {
@@ -14,17 +10,6 @@ std::string fromSettings(Text (*base)(), const char* path) {
 }
 
 }  // namespace
-
-constinit const ZQMEndPoint::Base ZQMEndPoint::kAd = Settings::adEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kApp = Settings::appEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kConfig = Settings::configEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kData = Settings::dataEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kDevice = Settings::deviceEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kGeo = Settings::geoEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kNotification = Settings::notificationEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kReport = Settings::reportEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kInbox = Settings::reportInboxEnvironmentUri;
-constinit const ZQMEndPoint::Base ZQMEndPoint::kGraylog = Settings::graylogEnvironmentUri;
 
 std::string ZQMEndPoint::coreInit() { return fromSettings(Settings::coreEnvironmentUri, "init"); }
 

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "zqm/core/settings/ZQMEnvironmentUtil.h"
 #include "zqm/endpoints/ZQMEndpointsRule.h"
 
 namespace zqm {
@@ -52,12 +53,21 @@ class ZQM_EXPORT ZQMEndPoint {
 
  private:
   using Rule = ZQMEndpointsRule;
+  using Settings = ZQMEnvironmentUtil;
   using Lookup = Rule::Address (Rule::*)() const;
   using Base = Text (*)();
 
   // Accessors of the base addresses in the settings.
-  static const Base kAd, kApp, kConfig, kData, kDevice, kGeo, kNotification, kReport, kInbox,
-      kGraylog;
+  static constexpr Base kAd = Settings::adEnvironmentUri;
+  static constexpr Base kApp = Settings::appEnvironmentUri;
+  static constexpr Base kConfig = Settings::configEnvironmentUri;
+  static constexpr Base kData = Settings::dataEnvironmentUri;
+  static constexpr Base kDevice = Settings::deviceEnvironmentUri;
+  static constexpr Base kGeo = Settings::geoEnvironmentUri;
+  static constexpr Base kNotification = Settings::notificationEnvironmentUri;
+  static constexpr Base kReport = Settings::reportEnvironmentUri;
+  static constexpr Base kInbox = Settings::reportInboxEnvironmentUri;
+  static constexpr Base kGraylog = Settings::graylogEnvironmentUri;
 
   static std::string find(Lookup lookup, Base base, const char* path);
 };

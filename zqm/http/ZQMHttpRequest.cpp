@@ -35,29 +35,8 @@ bool isLogged(std::string_view url) {
          url.find("openweathermap") == std::string_view::npos;
 }
 
-Error statusError(std::int32_t status) {
-  return {std::string(kRequestExceptionDomain), status, {}, ""};
-}
-
-std::string lastPathComponent(std::string_view path) {
-  return std::string(path.substr(path.rfind('/') + 1));
-}
-
-void finish(const HttpRequest& request, Date start, const HttpExchange& exchange,
-            const std::function<void(const ZQMHttpResult&)>& success,
-            const std::function<void(const Error&)>& error) {
-  const std::chrono::duration<double> elapsed = platform().clock->now() - start;
-  if (isLogged(request.url)) {
-    ZQMLogHandler::logHttpRequestToFile(request.url, request, exchange.response, exchange.body,
-                                        elapsed.count(), exchange.error);
-  }
-  if (exchange.error) return call(error, *exchange.error);
-  const std::int32_t status = exchange.response ? exchange.response->status : 0;
-  call(success, ZQMHttpResult{exchange.body, status});
-}
-
 // Returns the JSON object in a body or, if there is none, the details of the parser's exception.
-Dictionary answerDetails(const std::optional<Bytes>& body) {
+Dictionary responseDetails(const std::optional<Bytes>& body) {
   try {
     return readJsonObject(utf8Text(body).value_or(""));
   } catch (const Exception& exception) {
@@ -84,7 +63,7 @@ HttpRequest ZQMHttpRequest::setRequestWithData(std::string_view url, std::string
 std::shared_ptr<Http> ZQMHttpRequest::getSession() { return platform().http; }
 
 Error ZQMHttpRequest::errorWithRequest(const ZQMHttpResult& result) {
-  return statusError(result.statusCode);
+  return {std::string(kRequestExceptionDomain), result.statusCode, {}, ""};
 }
 
 void ZQMHttpRequest::dataTaskWithUrl(std::string_view url, std::string_view method,
@@ -95,7 +74,14 @@ void ZQMHttpRequest::dataTaskWithUrl(std::string_view url, std::string_view meth
   const HttpRequest request = setRequestWithData(url, method, data);
   const auto finished = [request, start, success = std::move(success),
                          error = std::move(error)](const HttpExchange& exchange) {
-    finish(request, start, exchange, success, error);
+    const std::chrono::duration<double> elapsed = platform().clock->now() - start;
+    if (isLogged(request.url)) {
+      ZQMLogHandler::logHttpRequestToFile(request.url, request, exchange.response, exchange.body,
+                                          elapsed.count(), exchange.error);
+    }
+    if (exchange.error) return call(error, *exchange.error);
+    const std::int32_t status = exchange.response ? exchange.response->status : 0;
+    call(success, ZQMHttpResult{exchange.body, status});
   };
   getSession()->send(request, completion<HttpExchange>(finished));
 }
@@ -107,10 +93,11 @@ void ZQMHttpRequest::downloadWithUrl(
   const auto finished = [success = std::move(success),
                          error = std::move(error)](const HttpDownload& download) {
     const std::int32_t status = download.response ? download.response->status : 0;
-    if (status != 200) return call(error, download.error ? *download.error : statusError(status));
-    const std::string name = makeUuid() + download.response->suggestedFileName.value_or(
-                                              lastPathComponent(download.temporaryPath));
-    call(success, platform().directories->temporary() + "/" + name, download.temporaryPath);
+    if (status != 200) return call(error, download.error.value_or(errorWithRequest({{}, status})));
+    const std::string& location = download.temporaryPath;
+    const std::string name =
+        download.response->suggestedFileName.value_or(location.substr(location.rfind('/') + 1));
+    call(success, platform().directories->temporary() + "/" + makeUuid() + name, location);
   };
   HttpRequest request;
   request.url = url;
@@ -126,8 +113,8 @@ void ZQMHttpRequest::getAbsoluteUrl(std::string_view url,
     if (!exchange.response) return;
     const HttpResponse& response = *exchange.response;
     if (exchange.body && response.status == 200) return call(success, response.url);
-    Error failure = statusError(response.status);
-    failure.userInfo = answerDetails(exchange.body);
+    Error failure = errorWithRequest({{}, response.status});
+    failure.userInfo = responseDetails(exchange.body);
     call(error, failure);
   };
   HttpRequest request;

@@ -1,7 +1,6 @@
 // Evaluates flags, and runs the notifier that follows their changes.
 #include "zqm/http/ZQMReachability.h"
 
-#include <array>
 #include <cstdio>
 #include <utility>
 #include <vector>
@@ -41,35 +40,9 @@ const PerProcess<Notifiers> notifiers;
 
 void callHost(const std::function<void()>& call) { guarded(call, reportAs(kCoreModule, 3)); }
 
-SocketAddress ipv4(std::array<std::uint8_t, 4> bytes) {
-  SocketAddress address;
-  std::copy(bytes.begin(), bytes.end(), address.bytes.begin());
-  return address;
-}
-
 ZQMReachability::Pointer monitorOf(NetworkTarget target) {
   if (!platform().network->accepts(target)) return nullptr;
   return ZQMReachability::initWithReachabilityRef(std::move(target));
-}
-
-std::string flagText(std::uint32_t flags) {
-  constexpr std::pair<std::uint32_t, char> kLetters[] = {
-      {kIsWwan, 'W'},
-      {kReachable, 'R'},
-      {0, ' '},
-      {kConnectionRequired, 'c'},
-      {kTransientConnection, 't'},
-      {kInterventionRequired, 'i'},
-      {kConnectionOnTraffic, 'C'},
-      {kConnectionOnDemand, 'D'},
-      {kIsLocalAddress, 'l'},
-      {kIsDirect, 'd'},
-  };
-  std::string text;
-  for (const auto& [flag, letter] : kLetters) {
-    text += flag == 0 || (flags & flag) != 0 ? letter : '-';
-  }
-  return text;
 }
 
 }  // namespace
@@ -87,11 +60,11 @@ ZQMReachability::Pointer ZQMReachability::reachabilityWithAddress(const SocketAd
 }
 
 ZQMReachability::Pointer ZQMReachability::reachabilityForInternetConnection() {
-  return reachabilityWithAddress(ipv4({0, 0, 0, 0}));
+  return reachabilityWithAddress(SocketAddress());
 }
 
 ZQMReachability::Pointer ZQMReachability::reachabilityForLocalWiFi() {
-  return reachabilityWithAddress(ipv4({169, 254, 0, 0}));
+  return reachabilityWithAddress({.bytes = {169, 254}});
 }
 
 ZQMReachability::Pointer ZQMReachability::initWithReachabilityRef(NetworkTarget target) {
@@ -149,21 +122,17 @@ void ZQMReachability::stopNotifier() {
 void ZQMReachability::deliver(std::uint64_t run, std::uint32_t flags) {
   const MutexLock lock(mutex_);
   if (!reachabilityObject_ || run != run_) return;
-  serialQueue_.submit(process_->bind(std::function<void()>([self = shared_from_this(), run, flags] {
-    if (self->isRunning(run)) self->reachabilityChanged(flags);
-  })));
+  serialQueue_.submit(process_->bind(std::function<void()>(
+      [self = shared_from_this(), run, flags] { self->reachabilityChanged(run, flags); })));
 }
 
-bool ZQMReachability::isRunning(std::uint64_t run) const {
-  const MutexLock lock(mutex_);
-  return reachabilityObject_ && run == run_;
-}
-
-void ZQMReachability::reachabilityChanged(std::uint32_t flags) {
-  const Pointer self = shared_from_this();
+void ZQMReachability::reachabilityChanged(std::uint64_t run, std::uint32_t flags) {
+  Pointer self;
   Blocks blocks;
   {
     const MutexLock lock(mutex_);
+    if (!reachabilityObject_ || run != run_) return;
+    self = reachabilityObject_;
     blocks = blocks_;
   }
   const Block& outcome = isReachableWithFlags(flags) ? blocks.reachable : blocks.unreachable;
@@ -218,32 +187,45 @@ std::uint32_t ZQMReachability::reachabilityFlags() const {
 }
 
 std::string ZQMReachability::currentReachabilityString() const {
-  const auto localized = [](const char* text) {
-    return platform().packages->localizedString(text);
-  };
-  switch (currentReachabilityStatus()) {
-    case kReachableViaWWAN:
-      return localized("Cellular");
-    case kReachableViaWiFi:
-      return localized("WiFi");
-    case kNotReachable:
-      break;
-  }
-  return localized("No Connection");
+  // In the order of NetworkStatus.
+  constexpr const char* kNames[] = {"No Connection", "Cellular", "WiFi"};
+  return platform().packages->localizedString(kNames[currentReachabilityStatus()]);
 }
 
 std::string ZQMReachability::currentReachabilityFlags() const {
-  return flagText(reachabilityFlags());
+  constexpr std::pair<std::uint32_t, char> kLetters[] = {
+      {kIsWwan, 'W'},
+      {kReachable, 'R'},
+      {0, ' '},
+      {kConnectionRequired, 'c'},
+      {kTransientConnection, 't'},
+      {kInterventionRequired, 'i'},
+      {kConnectionOnTraffic, 'C'},
+      {kConnectionOnDemand, 'D'},
+      {kIsLocalAddress, 'l'},
+      {kIsDirect, 'd'},
+  };
+  const std::uint32_t flags = reachabilityFlags();
+  std::string text;
+  for (const auto& [flag, letter] : kLetters) {
+    text += flag == 0 || (flags & flag) != 0 ? letter : '-';
+  }
+  return text;
 }
 
 std::string ZQMReachability::description() const {
   // The low 32 bits of the address identify the monitor.
-  char identity[16];
-  std::snprintf(identity, sizeof identity, "%#x",
-                static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)));
-  std::string text = "<ZQMReachability: ";
-  text.append(identity).append(" (").append(currentReachabilityFlags()).append(")>");
+  char text[64];
+  std::snprintf(text, sizeof text, "<ZQMReachability: %#x (%s)>",
+                static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)),
+                currentReachabilityFlags().c_str());
   return text;
+}
+
+NetworkStatus currentNetwork() {
+  // The name is never resolved and nothing is sent to it.
+  const auto probe = ZQMReachability::reachabilityWithHostname("example.com");
+  return probe ? probe->currentReachabilityStatus() : kNotReachable;
 }
 
 }  // namespace zqm

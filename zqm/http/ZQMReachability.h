@@ -86,10 +86,9 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
   };
   explicit ZQMReachability(NetworkTarget target) : reachabilityRef_(std::move(target)) {}
 
-  // `run` is the number of the notifier run that saw the change.
+  // `run` is the number of the notifier run that saw the change. Ignored once that run has ended.
   void deliver(std::uint64_t run, std::uint32_t flags);
-  bool isRunning(std::uint64_t run) const;
-  void reachabilityChanged(std::uint32_t flags);
+  void reachabilityChanged(std::uint64_t run, std::uint32_t flags);
 
   const NetworkTarget reachabilityRef_;
   std::atomic<bool> reachableOnWWAN_ = true;
@@ -104,5 +103,8 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
   // Delivers the changes in order.
   WorkerPool serialQueue_{"zqm-reachable", 1};
 };
+
+// Returns the status of the link to a public host, probed at each call.
+ZQM_EXPORT NetworkStatus currentNetwork();
 
 }  // namespace zqm

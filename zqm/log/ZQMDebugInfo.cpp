@@ -7,23 +7,14 @@
 
 #include "zqm/core/settings/Resources.h"
 #include "zqm/device/ZQMDeviceInfo.h"
-#include "zqm/platform/Process.h"
 
 namespace zqm {
-namespace {
 
-Text appInfo(std::string_view key) {
-  const auto package = platform().packages->mainPackage();
-  return package ? (*package)[key] : Text();
-}
+Text ZQMDebugInfo::getAppBundleIdentifier() { return hostInformation("CFBundleIdentifier"); }
 
-}  // namespace
+Text ZQMDebugInfo::getAppVersionName() { return hostInformation("CFBundleShortVersionString"); }
 
-Text ZQMDebugInfo::getAppBundleIdentifier() { return appInfo("CFBundleIdentifier"); }
-
-Text ZQMDebugInfo::getAppVersionName() { return appInfo("CFBundleShortVersionString"); }
-
-Text ZQMDebugInfo::getAppVersionCode() { return appInfo("CFBundleVersion"); }
+Text ZQMDebugInfo::getAppVersionCode() { return hostInformation("CFBundleVersion"); }
 
 bool ZQMDebugInfo::isJailbreak() { return ZQMDeviceInfo::isJailbreak(); }
 

@@ -8,7 +8,7 @@
 #include "zqm/base/Mutex.h"
 #include "zqm/core/ZQMCore.h"
 #include "zqm/core/settings/Resources.h"
-#include "zqm/http/CurrentNetwork.h"
+#include "zqm/http/ZQMReachability.h"
 #include "zqm/log/RemoteLog.h"
 #include "zqm/log/ZQMDebugInfo.h"
 #include "zqm/platform/Process.h"
@@ -45,22 +45,16 @@ void report(std::string_view message, std::string_view stacktrace, std::string_v
   reporting = false;
 }
 
-bool isKept(std::string_view piece, Date cutoff) {
-  return greaterThanDate(parse(piece.substr(0, piece.find(' '))), cutoff);
-}
-
 // Returns the entries that are not older than the cutoff. A piece without a date, such as the part
 // of an entry after an empty line, is dropped.
 std::string keptEntries(std::string_view content, Date cutoff) {
   std::string kept;
-  bool first = true;
   while (true) {
     const auto end = content.find(kSeparator);
     const std::string_view piece = content.substr(0, end);
-    if (isKept(piece, cutoff)) {
-      if (!first) kept += kSeparator;
+    if (greaterThanDate(parse(piece.substr(0, piece.find(' '))), cutoff)) {
+      if (!kept.empty()) kept += kSeparator;
       kept += piece;
-      first = false;
     }
     if (end == std::string_view::npos) return kept;
     content.remove_prefix(end + kSeparator.size());

@@ -6,7 +6,7 @@
 #include "zqm/base/Exception.h"
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/core/user/ZQMUserRule.h"
-#include "zqm/http/CurrentNetwork.h"
+#include "zqm/http/ZQMReachability.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
 #include "zqm/queue/QueueDelivery.h"

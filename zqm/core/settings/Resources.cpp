@@ -1,7 +1,6 @@
 // Reads resources, settings and protected strings of the packages.
 #include "zqm/core/settings/Resources.h"
 
-#include "zqm/base/Error.h"
 #include "zqm/base/Exception.h"
 #include "zqm/core/settings/ZQMEnvironmentUtil.h"
 #include "zqm/crypto/ZQMCryptography.h"
@@ -82,13 +81,9 @@ std::optional<std::string> groupContainer() {
   auto container =
       identifier.text() ? platform().directories->groupContainer(*identifier.text()) : std::nullopt;
   if (!container) {
-    const Error error{
+    platform().systemLog->error(
         "NSGroupIdentifier key with invalid or missing value in the Info.plist or App Groups file "
-        "missing from App capabilities.",
-        -999,
-        {},
-        ""};
-    platform().systemLog->error(error.domain + " (" + std::to_string(error.code) + ")");
+        "missing from App capabilities. (-999)");
   }
   return container;
 }

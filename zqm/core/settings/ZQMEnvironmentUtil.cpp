@@ -13,6 +13,14 @@ Text setting(std::string_view key) {
   return settings ? (*settings)[key] : Text("");
 }
 
+// Writes the setting to the debug outlet, too, if there are settings.
+Text loggedSetting(std::string_view key, const char* label) {
+  const auto settings = ZQMEnvironmentUtil::environment();
+  if (!settings) return "";
+  ZQMLogHandler::logToDebugWithText(label + (*settings)[key].textForm());
+  return (*settings)[key];
+}
+
 // Reads a boolean setting as the platform does, more generously than `parseToBool`.
 bool truthOf(const Value& value) {
   if (const auto flag = value.boolean()) return *flag;
@@ -60,19 +68,12 @@ bool ZQMEnvironmentUtil::isDebug() {
 }
 
 Text ZQMEnvironmentUtil::fileNameCertsP12() {
-  Text name = setting("FILE_NAME_CERTS_P12");
-  if (environment())
-    ZQMLogHandler::logToDebugWithText("ZQMCore - P12 File name: " + name.textForm());
-  return name;
+  return loggedSetting("FILE_NAME_CERTS_P12", "ZQMCore - P12 File name: ");
 }
 
 Text ZQMEnvironmentUtil::filePasswordCertsP12() {
-  Text password = setting("FILE_PASSWORD_CERTS_P12");
   // The debug outlet drops every text, so the password is not disclosed.
-  if (environment()) {
-    ZQMLogHandler::logToDebugWithText("ZQMCore - P12 File password: " + password.textForm());
-  }
-  return password;
+  return loggedSetting("FILE_PASSWORD_CERTS_P12", "ZQMCore - P12 File password: ");
 }
 
 }  // namespace zqm
