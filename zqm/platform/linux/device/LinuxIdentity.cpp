@@ -2,7 +2,6 @@
 #include "zqm/platform/linux/device/LinuxIdentity.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 
 #include <algorithm>
 #include <chrono>
@@ -50,7 +49,7 @@ std::optional<std::string> readUuid(const std::string& path) {
 Descriptor lockDirectory(const std::string& directory) {
   Descriptor lock = openFile(directory, O_RDONLY | O_DIRECTORY);
   for (int attempt = 0; lock && attempt < 200; ++attempt) {
-    if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return lock;
+    if (tryLock(lock.get()) || errno != EWOULDBLOCK) return lock;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return Descriptor();
