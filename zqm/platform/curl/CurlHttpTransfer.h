@@ -7,7 +7,6 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "zqm/platform/curl/CurlHttp.h"

@@ -68,14 +68,10 @@ std::string zoneOfVariable(std::string_view variable) {
   return isInDatabase(name) ? name : offsetZone(standardOffset());
 }
 
-// ICU caches the result in global variables, so only one thread at a time may call it.
-Mutex& detection() {
-  static auto& mutex = *new Mutex;
-  return mutex;
-}
-
 std::string zoneOfFile() {
-  const MutexLock lock(detection());
+  // ICU caches the result in global variables, so only one thread at a time may call it.
+  static auto& detection = *new Mutex;
+  const MutexLock lock(detection);
   const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
   icu::UnicodeString name;
   std::string text;
