@@ -85,7 +85,8 @@ class LinuxNetworkTest : public ::testing::Test {
 
   const Descriptor before = openFile("/proc/thread-self/ns/net", O_RDONLY);
   testing::Tree root;
-  LinuxNetwork network{root.root()};
+  const std::shared_ptr<LinuxNetwork> shared = std::make_shared<LinuxNetwork>(root.root());
+  LinuxNetwork& network = *shared;
 };
 
 TEST_F(LinuxNetworkTest, FollowsRoutesOfBothFamiliesAndCarriers) {
@@ -189,7 +190,7 @@ TEST_F(LinuxNetworkTest, AWatchReportsEachChangeOfTheFlagWordUntilItsTokenGoes) 
   };
   const auto host = std::make_shared<Seen>();
   const auto neighbour = std::make_shared<Seen>();
-  auto watched = std::make_unique<LinuxNetwork>();
+  auto watched = std::make_shared<LinuxNetwork>();
   EXPECT_EQ(watched->watch(HostName{}, Seen::by(host)), nullptr);
   auto first = watched->watch(kHost, Seen::by(host));
   auto second = watched->watch(kNeighbour, Seen::by(neighbour));

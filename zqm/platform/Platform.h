@@ -1,6 +1,11 @@
 // The services of the system that the library uses, one small interface each. To port the library,
-// implement these interfaces and nothing else. Every function may be called from any thread. None
-// throws; a value that is unavailable is returned as std::nullopt, unless noted otherwise.
+// implement these interfaces, `defaultPlatform` (below), the functions of base/System.h, and
+// `callStackSymbols` of base/Exception.h. The last two are in platform/posix/System.cpp, for any
+// POSIX system; platform/curl needs POSIX and libcurl. Only these folders and those of a system,
+// such as platform/linux, include the system's headers.
+//
+// Every function may be called from any thread. None throws; a value that is unavailable is
+// returned as std::nullopt, unless noted otherwise.
 #pragma once
 
 #include <cstdint>
@@ -238,7 +243,7 @@ struct Platform {
 };
 
 // Returns a factory for this build's platform with default options. Nothing is created before the
-// factory is called. Implemented in platform/<name>/.
+// factory is called.
 ZQM_EXPORT std::function<Platform()> defaultPlatform();
 
 }  // namespace zqm

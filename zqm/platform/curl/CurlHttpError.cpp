@@ -1,4 +1,4 @@
-// Errors of the transport, and text conversion.
+// Errors of the transport, and the server's texts.
 #include "zqm/platform/curl/CurlHttpError.h"
 
 #include <curl/curl.h>
@@ -28,6 +28,13 @@ std::string toUtf8(std::string_view text) {
     converted += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
   }
   return converted;
+}
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view blanks = " \t\r\n";
+  const auto first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
 }  // namespace zqm

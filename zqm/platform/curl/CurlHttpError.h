@@ -1,4 +1,4 @@
-// Errors of the HTTP transport, and the conversion of a server's texts to UTF-8.
+// Errors of the HTTP transport, and functions for a server's texts.
 #pragma once
 
 #include <cstdint>
@@ -33,5 +33,8 @@ Error transportError(std::int64_t code, std::string_view text);
 
 // Returns the text if it is valid UTF-8, else its bytes converted from ISO 8859-1.
 std::string toUtf8(std::string_view text);
+
+// Returns the text without blanks and line breaks at its ends.
+std::string_view trimmed(std::string_view text);
 
 }  // namespace zqm

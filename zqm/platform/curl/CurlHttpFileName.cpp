@@ -11,14 +11,7 @@
 namespace zqm {
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kExtendedPrefix = "UTF-8'";
-
-std::string trimmed(const std::string& text) {
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 struct Parameter {
   std::string name;
@@ -48,8 +41,8 @@ std::vector<Parameter> parametersOf(const std::string& header) {
     }
   }
   for (auto& [name, value] : parameters) {
-    name = trimmed(name);
-    value = trimmed(value);
+    name = std::string(trimmed(name));
+    value = std::string(trimmed(value));
   }
   return parameters;
 }
@@ -81,7 +74,7 @@ std::optional<std::string> safeName(const std::string& text) {
       name += c;
     }
   }
-  name = trimmed(name);
+  name = std::string(trimmed(name));
   if (name.empty() || name == "." || name == "..") return std::nullopt;
   return name;
 }

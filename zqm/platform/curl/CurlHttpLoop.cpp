@@ -13,8 +13,6 @@
 namespace zqm {
 namespace {
 
-using Clock = CurlHttpDeadline::Clock;
-
 constexpr std::size_t kCompletionThreads = 64;
 // Keeps one server from using up the host's descriptors or the connections of other servers.
 constexpr long kConnections = 128;
@@ -22,21 +20,15 @@ constexpr long kConnectionsOfOneServer = 32;
 // The pause after a poll that failed.
 constexpr std::chrono::milliseconds kFailedPollPause{20};
 
-// Never undone, because the host or another of its libraries may be using libcurl too.
-void initialiseLibcurl() {
-  static const CURLcode once = curl_global_init(CURL_GLOBAL_DEFAULT);
-  static_cast<void>(once);
-}
-
 // Takes a step of the transfer. Returns false if it is finished, also when memory runs out.
 template <class Step>
 bool attempt(CurlHttpTransfer& transfer, const Step& step) {
   bool isActive = false;
-  if (!guarded([&] { isActive = step(); })) transfer.abandon(std::nullopt);
+  if (!guarded([&] { isActive = step(); })) transfer.fail(std::nullopt);
   return isActive;
 }
 
-int pollTime(Clock::duration wait) {
+int pollTime(CurlHttpDeadline::Clock::duration wait) {
   // Rounded up, so that the poll does not end just before the deadline.
   const auto time = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
   return static_cast<int>(std::clamp<std::int64_t>(time, 0, std::numeric_limits<int>::max()));
@@ -88,10 +80,7 @@ void CurlHttpLoop::refuse(Error (*error)()) {
     running_ = false;
   }
   for (const auto& transfer : refused) {
-    attempt(*transfer, [&] {
-      transfer->abandon(error());
-      return false;
-    });
+    attempt(*transfer, [&] { return transfer->fail(error()); });
   }
   complete(std::move(refused));
 }
@@ -125,7 +114,9 @@ void CurlHttpLoop::run() {
 
 void CurlHttpLoop::makeMulti() {
   const OpenSslGate gate;
-  initialiseLibcurl();
+  // Never undone, because the host or another of its libraries may be using libcurl too.
+  static const CURLcode once = curl_global_init(CURL_GLOBAL_DEFAULT);
+  static_cast<void>(once);
   CURLM* const multi = curl_multi_init();
   curl_multi_setopt(multi, CURLMOPT_MAX_TOTAL_CONNECTIONS, kConnections);
   curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, kConnectionsOfOneServer);
@@ -162,8 +153,7 @@ void CurlHttpLoop::start(Transfers transfers) {
 // Returns false if libcurl refuses the transfer, which then has an error.
 bool CurlHttpLoop::add(CurlHttpTransfer& transfer) {
   if (curl_multi_add_handle(multi_, transfer.handle()) == CURLM_OK) return true;
-  transfer.abandon(curlError(CURLE_FAILED_INIT));
-  return false;
+  return transfer.fail(curlError(CURLE_FAILED_INIT));
 }
 
 void CurlHttpLoop::perform() {
@@ -198,10 +188,7 @@ void CurlHttpLoop::end(Error (*error)(),
       CurlHttpTransfer& transfer = **current;
       if (!chosen(transfer)) continue;
       curl_multi_remove_handle(multi_, transfer.handle());
-      attempt(transfer, [&] {
-        transfer.abandon(error());
-        return false;
-      });
+      attempt(transfer, [&] { return transfer.fail(error()); });
       ended.splice(ended.end(), active_, current);
     }
   }

@@ -31,6 +31,7 @@ class CurlHttpLoop : public std::enable_shared_from_this<CurlHttpLoop> {
   void close() ZQM_EXCLUDES(mutex_);
 
  private:
+  using Clock = CurlHttpDeadline::Clock;
   // Transfers are spliced from one list to the next, which allocates nothing.
   using Transfers = std::list<std::unique_ptr<CurlHttpTransfer>>;
   struct Turn {

@@ -20,10 +20,6 @@ Error unwritable() {
 
 }  // namespace
 
-CurlBodyReceiver::CurlBodyReceiver(std::uint64_t limit,
-                                   std::function<void(HttpExchange)> completion)
-    : limit_(limit), completion_(std::move(completion)) {}
-
 std::optional<Error> CurlBodyReceiver::begin() {
   body_.clear();
   return std::nullopt;
@@ -44,44 +40,29 @@ void CurlBodyReceiver::complete(std::optional<HttpResponse> response, std::optio
   completion_({std::move(response), std::move(body), std::move(error)});
 }
 
-CurlFileReceiver::CurlFileReceiver(std::string directory,
-                                   std::function<void(HttpDownload)> completion)
-    : directory_(std::move(directory)), completion_(std::move(completion)) {}
-
 CurlFileReceiver::~CurlFileReceiver() {
-  closeFile();
   if (!path_.empty()) ::unlink(path_.c_str());
 }
 
 std::optional<Error> CurlFileReceiver::begin() {
-  if (descriptor_ >= 0) {
-    const bool emptied = ::ftruncate(descriptor_, 0) == 0 && ::lseek(descriptor_, 0, SEEK_SET) == 0;
+  if (file_) {
+    const bool emptied = ::ftruncate(file_.get(), 0) == 0 && ::lseek(file_.get(), 0, SEEK_SET) == 0;
     return emptied ? std::nullopt : std::optional(unwritable());
   }
   std::string path = directory_ + "/zqm-download-XXXXXX";
-  descriptor_ = ::mkostemp(path.data(), O_CLOEXEC);
-  if (descriptor_ < 0) return unwritable();
+  file_ = Descriptor(::mkostemp(path.data(), O_CLOEXEC));
+  if (!file_) return unwritable();
   path_ = std::move(path);
   return std::nullopt;
 }
 
 std::optional<Error> CurlFileReceiver::append(std::string_view data) {
-  while (!data.empty()) {
-    const ssize_t written = ::write(descriptor_, data.data(), data.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return unwritable();
-    data.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return std::nullopt;
-}
-
-bool CurlFileReceiver::closeFile() {
-  const int descriptor = std::exchange(descriptor_, -1);
-  return descriptor < 0 || ::close(descriptor) == 0;
+  return writeAll(file_.get(), data) ? std::nullopt : std::optional(unwritable());
 }
 
 void CurlFileReceiver::complete(std::optional<HttpResponse> response, std::optional<Error> error) {
-  if (!closeFile() && !error) error = unwritable();
+  const bool isClosed = !file_ || ::close(file_.release()) == 0;
+  if (!isClosed && !error) error = unwritable();
   if (error) response.reset();
   if (!completion_) return;
   completion_({std::move(response), error ? std::string() : path_, error});

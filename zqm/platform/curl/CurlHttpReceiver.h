@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "zqm/platform/Http.h"
+#include "zqm/platform/posix/Descriptor.h"
 
 namespace zqm {
 
@@ -25,7 +26,8 @@ class CurlHttpReceiver {
 // Keeps a body of up to `limit` bytes in memory.
 class CurlBodyReceiver : public CurlHttpReceiver {
  public:
-  CurlBodyReceiver(std::uint64_t limit, std::function<void(HttpExchange)> completion);
+  CurlBodyReceiver(std::uint64_t limit, std::function<void(HttpExchange)> completion)
+      : limit_(limit), completion_(std::move(completion)) {}
 
   std::optional<Error> begin() override;
   std::optional<Error> append(std::string_view data) override;
@@ -40,7 +42,8 @@ class CurlBodyReceiver : public CurlHttpReceiver {
 // Writes the body to a new file of mode 0600, which is deleted with the receiver.
 class CurlFileReceiver : public CurlHttpReceiver {
  public:
-  CurlFileReceiver(std::string directory, std::function<void(HttpDownload)> completion);
+  CurlFileReceiver(std::string directory, std::function<void(HttpDownload)> completion)
+      : directory_(std::move(directory)), completion_(std::move(completion)) {}
   ~CurlFileReceiver() override;
   CurlFileReceiver(const CurlFileReceiver&) = delete;
   CurlFileReceiver& operator=(const CurlFileReceiver&) = delete;
@@ -50,13 +53,11 @@ class CurlFileReceiver : public CurlHttpReceiver {
   void complete(std::optional<HttpResponse> response, std::optional<Error> error) override;
 
  private:
-  bool closeFile();
-
   const std::string directory_;
   const std::function<void(HttpDownload)> completion_;
   // Empty until the file has been created.
   std::string path_;
-  int descriptor_ = -1;
+  Descriptor file_;
 };
 
 }  // namespace zqm

@@ -3,8 +3,7 @@
 
 #include <curl/curl.h>
 
-#include "zqm/platform/Http.h"
-#include "zqm/platform/curl/CurlHttpOptions.h"
+#include "zqm/platform/curl/CurlHttp.h"
 
 namespace zqm {
 

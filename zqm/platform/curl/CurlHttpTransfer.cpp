@@ -35,13 +35,6 @@ bool breaksLine(const HttpRequest& request) {
          });
 }
 
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r\n";
-  const auto first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
 bool describesBody(const HttpHeader& header) {
   constexpr std::string_view prefix = "Content-";
   return curl_strnequal(header.name.c_str(), prefix.data(), prefix.size()) != 0;
@@ -73,8 +66,6 @@ bool CurlHttpTransfer::fail(std::optional<Error> error) {
   error_ = std::move(error);
   return false;
 }
-
-void CurlHttpTransfer::abandon(std::optional<Error> error) { fail(std::move(error)); }
 
 bool CurlHttpTransfer::start() {
   if (breaksLine(request_)) {

@@ -7,10 +7,9 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
 
-#include "zqm/platform/curl/CurlHttpOptions.h"
+#include "zqm/platform/curl/CurlHttp.h"
 #include "zqm/platform/curl/CurlHttpReceiver.h"
 #include "zqm/platform/curl/CurlHttpUrl.h"
 
@@ -49,8 +48,8 @@ class CurlHttpTransfer {
   // Handles libcurl's result after the handle was removed from the loop. Returns true if a redirect
   // needs another handle to be added, false if the transfer is finished.
   bool proceed(CURLcode result);
-  // Makes `error` the outcome; std::nullopt if there is no memory for one.
-  void abandon(std::optional<Error> error);
+  // Makes `error` the outcome (std::nullopt if there is no memory for one), and returns false.
+  bool fail(std::optional<Error> error);
   // Calls the receiver with the outcome. Runs on a completion thread, after the handle was freed.
   void complete();
 
@@ -64,7 +63,6 @@ class CurlHttpTransfer {
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self) noexcept;
 
-  bool fail(std::optional<Error> error);
   bool begin();
   bool redirect(long status, const char* target);
   bool setUpHandle();

@@ -3,7 +3,6 @@
 
 #include <curl/curl.h>
 
-#include <algorithm>
 #include <memory>
 
 namespace zqm {
@@ -11,18 +10,18 @@ namespace {
 
 using Handle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 
-std::string partOf(CURLU* handle, CURLUPart part) {
+std::string partOf(const Handle& handle, CURLUPart part, unsigned flags = 0) {
   char* text = nullptr;
-  if (curl_url_get(handle, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return {};
+  if (curl_url_get(handle.get(), part, &text, flags) != CURLUE_OK) return {};
   const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
   return text;
 }
 
 // Converts only ASCII letters, whatever the host's locale.
 std::string lowered(std::string text) {
-  std::ranges::for_each(text, [](char& c) {
+  for (char& c : text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  });
+  }
   return text;
 }
 
@@ -33,27 +32,24 @@ Handle parsed(const std::string& text, unsigned flags) {
   return handle;
 }
 
-CurlHttpUrl takenApart(CURLU* handle, std::string text) {
+CurlHttpUrl takenApart(const Handle& handle, std::string text) {
   return {std::move(text), lowered(partOf(handle, CURLUPART_SCHEME)),
-          lowered(partOf(handle, CURLUPART_HOST)), partOf(handle, CURLUPART_PORT),
-          partOf(handle, CURLUPART_PATH)};
+          lowered(partOf(handle, CURLUPART_HOST)),
+          partOf(handle, CURLUPART_PORT, CURLU_DEFAULT_PORT), partOf(handle, CURLUPART_PATH)};
 }
 
 }  // namespace
 
 std::optional<CurlHttpUrl> CurlHttpUrl::parse(const std::string& text) {
   const Handle handle = parsed(text, 0);
-  if (!handle) return std::nullopt;
-  return takenApart(handle.get(), text);
+  return handle ? std::optional(takenApart(handle, text)) : std::nullopt;
 }
 
 std::optional<CurlHttpUrl> CurlHttpUrl::parseRedirect(const std::string& text) {
   const Handle handle = parsed(text, CURLU_URLENCODE | CURLU_ALLOW_SPACE);
   if (!handle) return std::nullopt;
-  char* whole = nullptr;
-  if (curl_url_get(handle.get(), CURLUPART_URL, &whole, 0) != CURLUE_OK) return std::nullopt;
-  const std::unique_ptr<char, decltype(&curl_free)> owner(whole, &curl_free);
-  return takenApart(handle.get(), whole);
+  std::string whole = partOf(handle, CURLUPART_URL);
+  return whole.empty() ? std::nullopt : std::optional(takenApart(handle, std::move(whole)));
 }
 
 }  // namespace zqm

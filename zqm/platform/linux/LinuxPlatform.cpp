@@ -46,10 +46,9 @@ LinuxFiles::Root systemRoot(std::optional<std::string> handed,
 }
 
 CurlHttpOptions httpOptions(const LinuxOptions& options, std::string temporary) {
-  CurlHttpOptions result;
+  CurlHttpOptions result{.downloadDirectory = std::move(temporary)};
   if (options.authoritiesFile) result.authoritiesFile = *options.authoritiesFile;
   if (options.proxy) result.proxy = *options.proxy;
-  result.downloadDirectory = std::move(temporary);
   return result;
 }
 

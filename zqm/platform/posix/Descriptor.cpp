@@ -1,9 +1,12 @@
-// Opens and reads files, bounded and safe against signals and special files.
+// Opens, locks, reads and writes files, bounded and safe against signals and special files.
 #include "zqm/platform/posix/Descriptor.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 namespace zqm {
 namespace {
@@ -24,6 +27,37 @@ Descriptor openFile(const std::string& path, int flags, unsigned mode) {
       [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode); }));
 }
 
+bool tryLock(int descriptor) {
+  return retryInterrupted([&] { return flock(descriptor, LOCK_EX | LOCK_NB); }) == 0;
+}
+
+bool writeAll(int descriptor, std::string_view content) {
+  while (!content.empty()) {
+    const auto count =
+        retryInterrupted([&] { return write(descriptor, content.data(), content.size()); });
+    if (count <= 0) return false;
+    content.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+std::optional<Bytes> readBegin(int descriptor, std::size_t size, std::size_t limit) {
+  Bytes bytes(std::min(size, limit));
+  std::size_t filled = 0;
+  while (filled < limit) {
+    if (filled == bytes.size()) bytes.resize(std::min(filled + kStep, limit));
+    const auto count = retryInterrupted([&] {
+      return pread(descriptor, bytes.data() + filled, bytes.size() - filled,
+                   static_cast<off_t>(filled));
+    });
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  bytes.resize(filled);
+  return bytes;
+}
+
 FileContent contentOfFile(const std::string& path, std::size_t limit) {
   const Descriptor file = openFile(path, O_RDONLY);
   // Nothing exists there: neither the name nor, perhaps, the directories above it.
@@ -33,20 +67,10 @@ FileContent contentOfFile(const std::string& path, std::size_t limit) {
   // The size is a hint: procfs reports 0, and the file may grow meanwhile.
   const auto size = static_cast<std::size_t>(status.st_size);
   if (!S_ISREG(status.st_mode) || size > limit) return {FileContent::foreign};
-  FileContent content{FileContent::whole, Bytes(size + 1)};
-  Bytes& bytes = content.bytes;
-  std::size_t filled = 0;
-  for (;;) {
-    if (filled == bytes.size()) bytes.resize(filled + kStep);
-    const auto count = retryInterrupted(
-        [&] { return read(file.get(), bytes.data() + filled, bytes.size() - filled); });
-    if (count < 0) return {FileContent::notNow};
-    if (count == 0) break;
-    filled += static_cast<std::size_t>(count);
-    if (filled > limit) return {FileContent::foreign};
-  }
-  bytes.resize(filled);
-  return content;
+  auto bytes = readBegin(file.get(), size + 1, limit + 1);
+  if (!bytes) return {FileContent::notNow};
+  if (bytes->size() > limit) return {FileContent::foreign};
+  return {FileContent::whole, std::move(*bytes)};
 }
 
 std::optional<Bytes> readFile(const std::string& path, std::size_t limit) {

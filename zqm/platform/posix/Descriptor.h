@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "zqm/base/Value.h"
@@ -41,6 +42,16 @@ auto retryInterrupted(Call call) {
 // Opens with O_CLOEXEC, without waiting for the other end of a FIFO. Fails if the path contains a
 // zero byte, which would make it name another file.
 Descriptor openFile(const std::string& path, int flags, unsigned mode = 0);
+
+// Takes the lock of an open file (flock) unless another open file has it; errno is then
+// EWOULDBLOCK. The kernel releases it when the process is killed, in whatever container the process
+// ran.
+bool tryLock(int descriptor);
+
+bool writeAll(int descriptor, std::string_view content);
+
+// Reads from the file's start to its end, but at most `limit` bytes. `size` is a hint.
+std::optional<Bytes> readBegin(int descriptor, std::size_t size, std::size_t limit);
 
 // Reads a regular file (those of procfs and sysfs included). Anything else, or more than `limit`
 // bytes, is reported as foreign.

@@ -15,13 +15,14 @@ bool isSame(const timespec& a, const timespec& b) {
 
 }  // namespace
 
-FileStamp::FileStamp(const std::string& path)
-    : exists_(path.find('\0') == std::string::npos && stat(path.c_str(), &status_) == 0),
+FileStamp::FileStamp(const std::string& path, Link link)
+    : exists_(path.find('\0') == std::string::npos &&
+              (link == Link::itself ? lstat : stat)(path.c_str(), &status_) == 0),
       isSettled_(exists_ && std::time(nullptr) - status_.st_ctim.tv_sec > kStampStep) {}
 
-bool FileStamp::hasNotChangedSince(const FileStamp& earlier) const {
-  const struct stat& then = earlier.status_;
-  return earlier.isSettled_ && status_.st_dev == then.st_dev && status_.st_ino == then.st_ino &&
+bool FileStamp::operator==(const FileStamp& other) const {
+  const struct stat& then = other.status_;
+  return status_.st_dev == then.st_dev && status_.st_ino == then.st_ino &&
          status_.st_size == then.st_size && isSame(status_.st_mtim, then.st_mtim) &&
          isSame(status_.st_ctim, then.st_ctim);
 }

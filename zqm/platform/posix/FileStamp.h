@@ -9,15 +9,22 @@ namespace zqm {
 
 class FileStamp {
  public:
+  enum class Link { followed, itself };
+
   FileStamp() = default;
-  explicit FileStamp(const std::string& path);
+  explicit FileStamp(const std::string& path, Link link = Link::followed);
 
   // Whether the file exists.
   explicit operator bool() const { return exists_; }
 
-  // Whether content read after `earlier` was made is still current: same file, size and times.
-  // False if the file was then so new that another write might not change its times.
-  bool hasNotChangedSince(const FileStamp& earlier) const;
+  // Same file, size and times. Files that do not exist are equal.
+  bool operator==(const FileStamp& other) const;
+
+  // Whether content read after `earlier` was made is still current: the stamps are equal, and the
+  // file was not so new then that another write might not change its times.
+  bool hasNotChangedSince(const FileStamp& earlier) const {
+    return earlier.isSettled_ && *this == earlier;
+  }
 
  private:
   struct stat status_ {};

@@ -2,14 +2,13 @@
 #include "zqm/platform/posix/TemporaryFile.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
 
+#include "zqm/base/System.h"
 #include "zqm/platform/posix/Paths.h"
 
 namespace zqm {
@@ -23,7 +22,7 @@ constexpr int kMostEntries = 4096;
 std::string temporaryName() {
   std::uint64_t number = 0;
   // If the kernel fails to fill it, O_EXCL still keeps two writers apart.
-  [[maybe_unused]] const auto filled = getrandom(&number, sizeof number, 0);
+  static_cast<void>(fillWithRandom(&number, sizeof number));
   char digits[17];
   std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(number));
   return std::string(kTemporaryPrefix).append(digits).append(kTemporarySuffix);
@@ -33,29 +32,14 @@ bool isTemporaryName(std::string_view name) {
   return name.starts_with(kTemporaryPrefix) && name.ends_with(kTemporarySuffix);
 }
 
-// Returns whether this process has the lock. The kernel releases it when the process is killed, in
-// whatever container the process ran.
-bool lockForWriting(int descriptor) { return flock(descriptor, LOCK_EX | LOCK_NB) == 0; }
-
 bool isOurs(int descriptor) {
   struct stat status {};
   // On a file system without locks, no process can take the file for a left-over one either.
-  if (!lockForWriting(descriptor) && errno == EWOULDBLOCK) return false;
+  if (!tryLock(descriptor) && errno == EWOULDBLOCK) return false;
   return fstat(descriptor, &status) == 0 && status.st_nlink > 0;
 }
 
 }  // namespace
-
-bool writeAll(int descriptor, std::string_view content) {
-  std::size_t written = 0;
-  while (written < content.size()) {
-    const auto count = retryInterrupted(
-        [&] { return write(descriptor, content.data() + written, content.size() - written); });
-    if (count <= 0) return false;
-    written += static_cast<std::size_t>(count);
-  }
-  return true;
-}
 
 TemporaryFile::TemporaryFile(const std::string& target) : target_(target) {
   const std::string directory = parentDirectory(target);
@@ -99,7 +83,7 @@ void removeTemporaryFiles(const std::string& directory) {
       const std::string path = joinPath(directory, name);
       const Descriptor file = openFile(path, O_RDONLY | O_NOFOLLOW);
       // Without the lock, its writer is still at work.
-      if (file && lockForWriting(file.get())) unlink(path.c_str());
+      if (file && tryLock(file.get())) unlink(path.c_str());
     }
     return ++count < kMostEntries;
   });

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "zqm/platform/posix/Descriptor.h"
 
@@ -38,7 +37,5 @@ class TemporaryFile {
 
 // Removes the temporary files of killed writers from a directory.
 void removeTemporaryFiles(const std::string& directory);
-
-bool writeAll(int descriptor, std::string_view content);
 
 }  // namespace zqm

@@ -1,6 +1,4 @@
 // Reads TZ, or has ICU find the zone of /etc/localtime, once for each change.
-#include "zqm/platform/linux/device/HostZone.h"
-
 #include <unicode/timezone.h>
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 #include <ctime>
 #include <memory>
 
+#include "zqm/platform/linux/device/LinuxSystemInfo.h"
 #include "zqm/platform/posix/EnvironmentVariable.h"
 
 namespace zqm {
@@ -69,14 +68,10 @@ std::string zoneOfVariable(std::string_view variable) {
   return isInDatabase(name) ? name : offsetZone(standardOffset());
 }
 
-// ICU caches the result in global variables, so only one thread at a time may call it.
-Mutex& detection() {
-  static auto& mutex = *new Mutex;
-  return mutex;
-}
-
 std::string zoneOfFile() {
-  const MutexLock lock(detection());
+  // ICU caches the result in global variables, so only one thread at a time may call it.
+  static auto& detection = *new Mutex;
+  const MutexLock lock(detection);
   const std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
   icu::UnicodeString name;
   std::string text;
@@ -86,30 +81,17 @@ std::string zoneOfFile() {
 
 }  // namespace
 
-bool HostZone::Source::operator==(const Source& other) const {
-  return variable == other.variable && file.st_dev == other.file.st_dev &&
-         file.st_ino == other.file.st_ino && file.st_size == other.file.st_size &&
-         file.st_ctim.tv_sec == other.file.st_ctim.tv_sec &&
-         file.st_ctim.tv_nsec == other.file.st_ctim.tv_nsec;
-}
-
-HostZone::Source HostZone::currentSource() {
-  Source source;
-  source.variable = environmentVariable("TZ");
-  if (!source.variable && lstat(kZoneFile, &source.file) != 0) source.file = {};
-  return source;
-}
-
-std::string HostZone::identifier() {
-  Source source = currentSource();
+std::string LinuxSystemInfo::timeZone() {
+  ZoneSource source{environmentVariable("TZ")};
+  if (!source.variable) source.file = FileStamp(kZoneFile, FileStamp::Link::itself);
   {
     const MutexLock lock(mutex_);
-    if (source_ == source) return identifier_;
+    if (zoneSource_ == source) return zone_;
   }
   std::string found = source.variable ? zoneOfVariable(*source.variable) : zoneOfFile();
   const MutexLock lock(mutex_);
-  source_ = std::move(source);
-  identifier_ = found;
+  zoneSource_ = std::move(source);
+  zone_ = found;
   return found;
 }
 

@@ -2,9 +2,8 @@
 #include "zqm/platform/linux/device/LinuxIdentity.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 
-#include <algorithm>
+#include <array>
 #include <chrono>
 #include <thread>
 
@@ -20,8 +19,13 @@ namespace {
 
 constexpr const char* kFileName = "advertising-identifier";
 
-bool isHexadecimal(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+// Where the dashes of a UUID stand.
+constexpr std::array<std::size_t, 4> kDashes{8, 13, 18, 23};
+
+// Whether the text is 32 hexadecimal digits.
+bool isHexNumber(std::string_view text) {
+  return text.size() == 32 &&
+         text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
 std::string upperCase(std::string text) {
@@ -31,13 +35,13 @@ std::string upperCase(std::string text) {
   return text;
 }
 
-bool isUuid(std::string_view text) {
-  if (text.size() != 36) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-    if (dash ? text[i] != '-' : !isHexadecimal(text[i])) return false;
+bool isUuid(std::string text) {
+  // From the last dash on, so that the places of the others stay.
+  for (auto place = kDashes.rbegin(); place != kDashes.rend(); ++place) {
+    if (text.size() <= *place || text[*place] != '-') return false;
+    text.erase(*place, 1);
   }
-  return true;
+  return isHexNumber(text);
 }
 
 std::optional<std::string> readUuid(const std::string& path) {
@@ -50,7 +54,7 @@ std::optional<std::string> readUuid(const std::string& path) {
 Descriptor lockDirectory(const std::string& directory) {
   Descriptor lock = openFile(directory, O_RDONLY | O_DIRECTORY);
   for (int attempt = 0; lock && attempt < 200; ++attempt) {
-    if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return lock;
+    if (tryLock(lock.get()) || errno != EWOULDBLOCK) return lock;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return Descriptor();
@@ -60,9 +64,7 @@ std::optional<std::string> machineIdentifier(const std::string& root) {
   for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
     auto text = readLine(root + path);
     // On a machine's first start the file contains "uninitialized".
-    if (text && text->size() == 32 && std::all_of(text->begin(), text->end(), isHexadecimal)) {
-      return text;
-    }
+    if (text && isHexNumber(*text)) return text;
   }
   return std::nullopt;
 }
@@ -73,7 +75,7 @@ std::string uuidOf(Bytes digest) {
   digest[6] = static_cast<std::uint8_t>((digest[6] & 0x0F) | 0x80);
   digest[8] = static_cast<std::uint8_t>((digest[8] & 0x3F) | 0x80);
   std::string text = toHexUpper(digest);
-  for (const std::size_t place : {8, 13, 18, 23}) text.insert(place, 1, '-');
+  for (const std::size_t place : kDashes) text.insert(place, 1, '-');
   return text;
 }
 

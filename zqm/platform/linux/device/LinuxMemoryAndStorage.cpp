@@ -18,21 +18,21 @@ constexpr std::uint64_t kKibi = 1024;
 // Limits each amount, so that the sum of two does not overflow.
 constexpr std::uint64_t kMostKibibytes = std::uint64_t{1} << 52;
 
-std::optional<std::string> memoryInfo(const std::string& root) {
+// Returns the lines of the file, each after a line break.
+std::string memoryInfo(const std::string& root) {
   const auto bytes = readFile(root + "/proc/meminfo", kLargestInfo);
-  return bytes ? std::optional<std::string>(asText(*bytes)) : std::nullopt;
+  return std::string("\n").append(bytes ? asText(*bytes) : std::string_view());
 }
 
 // Returns the number in the line "`name`:   123 kB", in bytes.
 std::optional<std::uint64_t> amount(const std::string& info, std::string_view name) {
   const std::string label = std::string("\n").append(name).append(":");
-  const std::string text = "\n" + info;
-  std::size_t at = text.find(label);
+  std::size_t at = info.find(label);
   if (at == std::string::npos) return std::nullopt;
-  at = text.find_first_not_of(' ', at + label.size());
+  at = info.find_first_not_of(' ', at + label.size());
   std::uint64_t kibibytes = 0;
   if (at == std::string::npos ||
-      std::from_chars(text.data() + at, text.data() + text.size(), kibibytes).ec != std::errc()) {
+      std::from_chars(info.data() + at, info.data() + info.size(), kibibytes).ec != std::errc()) {
     return std::nullopt;
   }
   return std::min(kibibytes, kMostKibibytes) * kKibi;
@@ -51,18 +51,16 @@ std::int64_t product(std::uint64_t blocks, std::uint64_t size) {
 }  // namespace
 
 std::uint64_t LinuxMemoryAndStorage::physicalMemory() {
-  const auto info = memoryInfo(root_);
-  return info ? amount(*info, "MemTotal").value_or(0) : 0;
+  return amount(memoryInfo(root_), "MemTotal").value_or(0);
 }
 
 std::optional<MemoryPages> LinuxMemoryAndStorage::memoryPages() {
-  const auto info = memoryInfo(root_);
-  if (!info) return std::nullopt;
-  const auto free = amount(*info, "MemFree");
-  const auto active = amount(*info, "Active");
-  const auto inactive = amount(*info, "Inactive");
-  const auto unevictable = amount(*info, "Unevictable");
-  const auto slab = amount(*info, "Slab");
+  const std::string info = memoryInfo(root_);
+  const auto free = amount(info, "MemFree");
+  const auto active = amount(info, "Active");
+  const auto inactive = amount(info, "Inactive");
+  const auto unevictable = amount(info, "Unevictable");
+  const auto slab = amount(info, "Slab");
   const long size = sysconf(_SC_PAGESIZE);
   if (!free || !active || !inactive || !unevictable || !slab || size <= 0) return std::nullopt;
   const auto pageSize = static_cast<std::uint64_t>(size);

@@ -53,10 +53,9 @@ std::optional<std::string> localeIdentifier(std::string_view variable) {
   if (name == "C" || name == "POSIX") return kStandardLocale;
   const std::size_t language = std::min(name.find('_'), name.size());
   if (language < 2 || language > 3 || name.size() > 32) return std::nullopt;
-  for (const char c : name) {
-    if (!isAlphanumeric(c) && c != '_') return std::nullopt;
-  }
-  return std::string(name);
+  const bool isPlain =
+      std::ranges::all_of(name, [](char c) { return isAlphanumeric(c) || c == '_'; });
+  return isPlain ? std::optional<std::string>(name) : std::nullopt;
 }
 
 }  // namespace
@@ -84,13 +83,5 @@ std::string LinuxSystemInfo::locale() {
   }
   return kStandardLocale;
 }
-
-std::optional<CellularSubscriber> LinuxSystemInfo::cellularSubscriber() { return std::nullopt; }
-
-std::vector<std::optional<Dictionary>> LinuxSystemInfo::wifiInterfaces() { return {}; }
-
-std::vector<std::optional<std::string>> LinuxSystemInfo::audioOutputs() { return {}; }
-
-bool LinuxSystemInfo::isEnabled(AccessibilityFeature) { return false; }
 
 }  // namespace zqm

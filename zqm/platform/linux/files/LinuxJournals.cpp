@@ -2,7 +2,6 @@
 #include "zqm/platform/linux/files/LinuxJournals.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -24,10 +23,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kPathInterval{1};
 constexpr std::size_t kMostOfBegin = 64 << 10;
 
-int lock(int number) {
-  return retryInterrupted([&] { return flock(number, LOCK_EX | LOCK_NB); });
-}
-
 // On file systems that cannot rename without replacing, adds a second name instead. If the first
 // name cannot be removed, a later look removes it as a left-over temporary file.
 bool moveWithoutReplacing(const std::string& from, const std::string& to) {
@@ -36,22 +31,6 @@ bool moveWithoutReplacing(const std::string& from, const std::string& to) {
   if (link(from.c_str(), to.c_str()) != 0) return false;
   unlink(from.c_str());
   return true;
-}
-
-// Reads the first `size` bytes, or fewer if the file is shorter.
-std::optional<Bytes> readBegin(int number, std::size_t size) {
-  Bytes content(size);
-  std::size_t filled = 0;
-  while (filled < size) {
-    const auto count = retryInterrupted([&] {
-      return pread(number, content.data() + filled, size - filled, static_cast<off_t>(filled));
-    });
-    if (count < 0) return std::nullopt;
-    if (count == 0) break;
-    filled += static_cast<std::size_t>(count);
-  }
-  content.resize(filled);
-  return content;
 }
 
 class LinuxJournalFile : public JournalFile {
@@ -75,7 +54,8 @@ class LinuxJournalFile : public JournalFile {
     struct stat found {};
     const int number = file_->get();
     if (number < 0 || fstat(number, &found) != 0) return std::nullopt;
-    return readBegin(number, static_cast<std::size_t>(found.st_size));
+    const auto size = static_cast<std::size_t>(found.st_size);
+    return readBegin(number, size, size);
   }
 
   Append append(std::string_view piece) override {
@@ -160,7 +140,7 @@ class LinuxJournalFile : public JournalFile {
     if (!hasName_) return false;
     if (isLocked_ && file_->get() < 0) {
       Descriptor again = openFile(path_, O_RDWR | O_APPEND | O_NOFOLLOW);
-      if (!again || lock(again.get()) != 0) return false;
+      if (!again || !tryLock(again.get())) return false;
       auto file = std::make_unique<OwnedDescriptor>(std::move(again));
       if (file->device() != file_->device() || file->inode() != file_->inode()) return false;
       file_ = std::move(file);
@@ -185,7 +165,7 @@ Journals::Turn LinuxJournals::takeTurn(const std::string& directory, std::shared
   const auto held = std::make_shared<OwnedDescriptor>(openFile(directory, O_RDONLY | O_DIRECTORY));
   // Without a free descriptor, nothing could be looked at either.
   if (held->get() < 0) return Turn::others;
-  if (lock(held->get()) != 0) return errno == EWOULDBLOCK ? Turn::others : Turn::noLocks;
+  if (!tryLock(held->get())) return errno == EWOULDBLOCK ? Turn::others : Turn::noLocks;
   token = held;
   return Turn::ours;
 }
@@ -204,7 +184,7 @@ Journals::Opened LinuxJournals::open(const std::string& path, bool locks) {
     return {Access::unreadable, nullptr, "it is no regular file"};
   }
   // A file that cannot be locked, for whatever reason, is not available.
-  if (locks && lock(file.get()) != 0) return {Access::taken, nullptr, ""};
+  if (locks && !tryLock(file.get())) return {Access::taken, nullptr, ""};
   struct stat named {};
   if (lstat(path.c_str(), &named) != 0 || named.st_ino != found.st_ino ||
       named.st_dev != found.st_dev) {
@@ -217,7 +197,7 @@ Journals::Opened LinuxJournals::open(const std::string& path, bool locks) {
 
 Bytes LinuxJournals::begin(const std::string& path) {
   const Descriptor file = openFile(path, O_RDONLY | O_NOFOLLOW);
-  return file ? readBegin(file.get(), kMostOfBegin).value_or(Bytes()) : Bytes();
+  return file ? readBegin(file.get(), kMostOfBegin, kMostOfBegin).value_or(Bytes()) : Bytes();
 }
 
 std::unique_ptr<JournalFile> LinuxJournals::create(const std::string& directory, bool locks) {
@@ -225,7 +205,7 @@ std::unique_ptr<JournalFile> LinuxJournals::create(const std::string& directory,
   if (!made) return nullptr;
   // The copy shares the lock.
   Descriptor copy(fcntl(made.descriptor(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-  if (!copy || (locks && lock(copy.get()) != 0)) return nullptr;
+  if (!copy || (locks && !tryLock(copy.get()))) return nullptr;
   return std::make_unique<LinuxJournalFile>(made.release(), false, locks, std::move(copy), 0);
 }
 

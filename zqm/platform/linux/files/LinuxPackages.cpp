@@ -37,17 +37,18 @@ std::optional<Package> LinuxPackages::package(const std::string& directory) {
   return info ? std::optional(Package{directory, std::move(info)}) : std::nullopt;
 }
 
-std::vector<Package> LinuxPackages::besideMain() {
+std::vector<Package> LinuxPackages::packages(const std::vector<std::string>& directories) {
   std::vector<Package> found;
-  for (const std::string& directory : directoriesIn(mainDirectory())) {
+  for (const std::string& directory : directories) {
     if (auto one = package(directory)) found.push_back(std::move(*one));
   }
   return found;
 }
 
-// Returns all entries that are not regular files. Cached until the parent changes, because hosts
-// keep thousands of files there.
-std::vector<std::string> LinuxPackages::directoriesIn(const std::string& parent) {
+// Returns all entries of the main package that are not regular files. Cached until the parent
+// changes, because hosts keep thousands of files there.
+std::vector<std::string> LinuxPackages::besideMain() {
+  const std::string parent = mainDirectory();
   const FileStamp stamp(parent);
   const MutexLock lock(mutex_);
   if (stamp.hasNotChangedSince(listed_)) return directories_;
@@ -67,7 +68,7 @@ std::optional<Package> LinuxPackages::library() {
   if (places_.library) {
     if (auto handed = package(*places_.library)) return handed;
   }
-  for (Package& one : besideMain()) {
+  for (Package& one : packages(besideMain())) {
     if (hasIdentifier(one, kLibraryIdentifier)) return std::move(one);
   }
   auto installed = package(places_.installedLibrary);
@@ -100,19 +101,10 @@ std::optional<Package> LinuxPackages::packageWithIdentifier(std::string_view ide
 }
 
 std::vector<Package> LinuxPackages::frameworks() {
-  std::vector<Package> all;
-  if (places_.frameworks) {
-    for (const std::string& directory : *places_.frameworks) {
-      if (auto one = package(directory)) all.push_back(std::move(*one));
-    }
-  } else {
-    all = besideMain();
-  }
+  std::vector<Package> all = packages(places_.frameworks ? *places_.frameworks : besideMain());
   auto own = library();
   if (!own) return all;
-  const auto listed = std::find_if(
-      all.begin(), all.end(), [&](const Package& one) { return one.directory == own->directory; });
-  if (listed != all.end()) return all;
+  if (std::ranges::find(all, own->directory, &Package::directory) != all.end()) return all;
   // Another copy of the library's package would hide the one in use.
   std::erase_if(all, [](const Package& one) { return hasIdentifier(one, kLibraryIdentifier); });
   const auto place = places_.frameworks

@@ -40,8 +40,8 @@ class LinuxPackages : public Packages {
  private:
   std::string mainDirectory() const;
   std::optional<Package> package(const std::string& directory);
-  std::vector<Package> besideMain();
-  std::vector<std::string> directoriesIn(const std::string& parent);
+  std::vector<Package> packages(const std::vector<std::string>& directories);
+  std::vector<std::string> besideMain();
   std::optional<Package> library();
   std::shared_ptr<const Dictionary> withoutSettings(const std::shared_ptr<const Dictionary>& info);
 

@@ -33,14 +33,10 @@ void closeInChild() {
   }
 }
 
-void watchForks() {
-  static const int registered = pthread_atfork(nullptr, nullptr, closeInChild);
-  static_cast<void>(registered);
-}
-
 // Returns kEntries if the table is full; a forked child then keeps its copy.
 std::size_t enter(int number, dev_t device, ino_t inode) {
-  watchForks();
+  static const int registered = pthread_atfork(nullptr, nullptr, closeInChild);
+  static_cast<void>(registered);
   constexpr int kClaimed = -2;
   for (std::size_t slot = 0; slot < kEntries; ++slot) {
     int none = -1;

@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <atomic>
-#include <cstdint>
 
 #include "zqm/platform/posix/Descriptor.h"
 

@@ -20,11 +20,9 @@ T ask(const std::function<T()>& source, T value) {
 std::int32_t LinuxHostState::applicationState() { return ask(sources_.applicationState, 0); }
 
 Value LinuxHostState::backgroundModes() {
-  const auto declared = [this] {
-    const auto main = packages_->mainPackage();
-    return main ? (*main)["UIBackgroundModes"] : Value();
-  };
-  return sources_.backgroundModes ? ask(sources_.backgroundModes, Value()) : declared();
+  if (sources_.backgroundModes) return ask(sources_.backgroundModes, Value());
+  const auto main = packages_->mainPackage();
+  return main ? (*main)["UIBackgroundModes"] : Value();
 }
 
 std::int32_t LinuxHostState::trackingAuthorization() {

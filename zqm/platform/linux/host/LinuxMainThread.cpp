@@ -16,11 +16,6 @@ struct Entry {
   std::shared_ptr<const Observer> observer;
 };
 
-template <class Body>
-void runGuarded(const Body& body) {
-  guarded(body);
-}
-
 }  // namespace
 
 struct LinuxMainThread::Observers {
@@ -48,13 +43,13 @@ LinuxMainThread::LinuxMainThread(Poster poster)
     : poster_(std::move(poster)), observers_(std::make_shared<Observers>()) {}
 
 void LinuxMainThread::post(std::function<void()> task) {
-  auto safe = [task = std::move(task)] { runGuarded(task); };
-  runGuarded([&] { poster_ ? poster_(std::move(safe)) : ownThread_.submit(std::move(safe)); });
+  auto safe = [task = std::move(task)] { guarded(task); };
+  guarded([&] { poster_ ? poster_(std::move(safe)) : ownThread_.submit(std::move(safe)); });
 }
 
 void LinuxMainThread::notify(std::string_view name, const std::shared_ptr<void>& object) {
   for (const auto& observer : observers_->named(name)) {
-    runGuarded([&] { (*observer)(object); });
+    guarded([&] { (*observer)(object); });
   }
 }
 

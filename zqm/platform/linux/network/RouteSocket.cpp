@@ -61,20 +61,10 @@ std::optional<Route> routeOf(const nlmsghdr* message) {
   Route route;
   rtmsg header{};
   const bool whole = forEachAttribute(message, header, [&](const rtattr* attribute) {
-    switch (attribute->rta_type) {
-      case RTA_OIF:
-        route.link = read<std::int32_t>(attribute);
-        break;
-      case RTA_PRIORITY:
-        route.metric = read<std::uint32_t>(attribute);
-        break;
-      case RTA_GATEWAY:
-      case RTA_VIA:
-        route.hasGateway = true;
-        break;
-      default:
-        break;
-    }
+    const auto type = attribute->rta_type;
+    if (type == RTA_OIF) route.link = read<std::int32_t>(attribute);
+    if (type == RTA_PRIORITY) route.metric = read<std::uint32_t>(attribute);
+    if (type == RTA_GATEWAY || type == RTA_VIA) route.hasGateway = true;
   });
   // Destinations that are unreachable, prohibited or discarded have routes, too.
   if (!whole || header.rtm_type > RTN_MULTICAST || route.link == 0) return std::nullopt;
@@ -99,37 +89,28 @@ std::optional<SocketAddress> addressOf(const rtattr* attribute) {
   return any ? std::nullopt : std::optional(address);
 }
 
+std::string kindOf(const rtattr* linkInfo) {
+  std::string kind;
+  forEachAttribute(static_cast<const rtattr*>(RTA_DATA(linkInfo)),
+                   static_cast<int>(RTA_PAYLOAD(linkInfo)), [&](const rtattr* info) {
+                     if (info->rta_type == IFLA_INFO_KIND) kind = readText(info);
+                   });
+  return kind;
+}
+
 std::optional<Link> linkOf(const nlmsghdr* message) {
   Link link;
   ifinfomsg header{};
   bool lowerIsElsewhere = false;
   std::optional<SocketAddress> broadcast;
   const bool whole = forEachAttribute(message, header, [&](const rtattr* attribute) {
-    switch (attribute->rta_type & NLA_TYPE_MASK) {
-      case IFLA_IFNAME:
-        link.name = readText(attribute);
-        break;
-      case IFLA_LINK:
-        link.lower = read<std::int32_t>(attribute);
-        break;
-      case IFLA_LINK_NETNSID:
-        lowerIsElsewhere = true;
-        break;
-      case IFLA_MASTER:
-        link.hasMaster = true;
-        break;
-      case IFLA_BROADCAST:
-        broadcast = addressOf(attribute);
-        break;
-      case IFLA_LINKINFO:
-        forEachAttribute(static_cast<const rtattr*>(RTA_DATA(attribute)),
-                         static_cast<int>(RTA_PAYLOAD(attribute)), [&](const rtattr* info) {
-                           if (info->rta_type == IFLA_INFO_KIND) link.kind = readText(info);
-                         });
-        break;
-      default:
-        break;
-    }
+    const int type = attribute->rta_type & NLA_TYPE_MASK;
+    if (type == IFLA_IFNAME) link.name = readText(attribute);
+    if (type == IFLA_LINK) link.lower = read<std::int32_t>(attribute);
+    if (type == IFLA_LINK_NETNSID) lowerIsElsewhere = true;
+    if (type == IFLA_MASTER) link.hasMaster = true;
+    if (type == IFLA_BROADCAST) broadcast = addressOf(attribute);
+    if (type == IFLA_LINKINFO) link.kind = kindOf(attribute);
   });
   if (!whole) return std::nullopt;
   link.index = header.ifi_index;
@@ -200,7 +181,8 @@ bool RouteSocket::send(Request& request) {
 }
 
 template <class Take>
-void RouteSocket::receive(Take take) {
+void RouteSocket::ask(Request& request, Take take) {
+  if (!send(request)) return;
   alignas(nlmsghdr) std::array<char, kBufferSize> buffer;
   for (;;) {
     sockaddr_nl sender{};
@@ -225,7 +207,7 @@ void RouteSocket::receive(Take take) {
   }
 }
 
-std::optional<Route> RouteSocket::ask(const SocketAddress& address, std::int32_t throughLink) {
+std::optional<Route> RouteSocket::route(const SocketAddress& address, std::int32_t throughLink) {
   const std::size_t size = address.isIpv6 ? 16 : 4;
   rtmsg header{};
   header.rtm_family = address.isIpv6 ? AF_INET6 : AF_INET;
@@ -236,15 +218,9 @@ std::optional<Route> RouteSocket::ask(const SocketAddress& address, std::int32_t
   request.add(RTA_DST, address.bytes.data(), size);
   if (throughLink != 0) request.add(RTA_OIF, &throughLink, sizeof throughLink);
   std::optional<Route> found;
-  if (send(request)) receive([&](const nlmsghdr* message) { found = routeOf(message); });
-  return found;
-}
-
-std::optional<Route> RouteSocket::route(const SocketAddress& address) { return ask(address, 0); }
-
-std::optional<Route> RouteSocket::route(const SocketAddress& address, std::int32_t throughLink) {
-  auto found = ask(address, throughLink);
-  return found && found->link == throughLink ? found : std::nullopt;
+  ask(request, [&](const nlmsghdr* message) { found = routeOf(message); });
+  const bool isAsked = found && (throughLink == 0 || found->link == throughLink);
+  return isAsked ? found : std::nullopt;
 }
 
 std::optional<Link> RouteSocket::link(std::int32_t index) {
@@ -252,15 +228,14 @@ std::optional<Link> RouteSocket::link(std::int32_t index) {
   header.ifi_index = index;
   Request request(RTM_GETLINK, 0, header);
   std::optional<Link> found;
-  if (send(request)) receive([&](const nlmsghdr* message) { found = linkOf(message); });
+  ask(request, [&](const nlmsghdr* message) { found = linkOf(message); });
   return found;
 }
 
 std::vector<Link> RouteSocket::links() {
   Request request(RTM_GETLINK, NLM_F_DUMP, ifinfomsg{});
   std::vector<Link> found;
-  if (!send(request)) return found;
-  receive([&](const nlmsghdr* message) {
+  ask(request, [&](const nlmsghdr* message) {
     if (auto link = linkOf(message)) found.push_back(std::move(*link));
   });
   return found;

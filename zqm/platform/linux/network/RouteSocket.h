@@ -48,20 +48,18 @@ class RouteSocket {
   // True if a request to the kernel failed; std::nullopt then does not mean "no route".
   bool failed() const { return failed_; }
 
-  // Returns the route that the kernel would take, or std::nullopt if there is none.
-  std::optional<Route> route(const SocketAddress& address);
-  // Returns the best route through the given link.
-  std::optional<Route> route(const SocketAddress& address, std::int32_t throughLink);
+  // Returns the route that the kernel would take, or the best one through the given link;
+  // std::nullopt if there is none.
+  std::optional<Route> route(const SocketAddress& address, std::int32_t throughLink = 0);
   std::optional<Link> link(std::int32_t index);
   std::vector<Link> links();
 
  private:
   class Request;
   bool send(Request& request);
-  // Calls `take` with each message of the reply to the last request.
+  // Sends the request and calls `take` with each message of the reply.
   template <class Take>
-  void receive(Take take);
-  std::optional<Route> ask(const SocketAddress& address, std::int32_t throughLink);
+  void ask(Request& request, Take take);
 
   Descriptor socket_;
   std::uint32_t sequence_ = 0;

@@ -1,6 +1,4 @@
 // Looks up a route, its link and, for a tunnel, the link under that.
-#include "zqm/platform/linux/network/Reachability.h"
-
 #include <arpa/inet.h>
 #include <linux/if.h>
 #include <linux/if_arp.h>
@@ -8,6 +6,7 @@
 #include <algorithm>
 #include <array>
 
+#include "zqm/platform/linux/network/LinuxNetwork.h"
 #include "zqm/platform/linux/network/RouteSocket.h"
 #include "zqm/platform/posix/Descriptor.h"
 #include "zqm/platform/posix/Paths.h"
@@ -201,9 +200,8 @@ class Lookup {
 
 }  // namespace
 
-std::optional<std::uint32_t> reachabilityFlags(const NetworkTarget& target,
-                                               const std::string& root) {
-  return Lookup(root).flags(target);
+std::optional<std::uint32_t> LinuxNetwork::flags(const NetworkTarget& target) {
+  return accepts(target) ? Lookup(root_).flags(target) : std::nullopt;
 }
 
 }  // namespace zqm
