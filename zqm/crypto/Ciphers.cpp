@@ -88,8 +88,6 @@ Bytes readHex(std::string_view text) {
   return bytes;
 }
 
-std::optional<std::string> asUtf8(const std::optional<Bytes>& bytes) { return utf8Text(bytes); }
-
 }  // namespace
 
 std::optional<std::string> ZQMCryptography::AES256Encrypt(std::string_view key,
@@ -101,7 +99,7 @@ std::optional<std::string> ZQMCryptography::AES256Encrypt(std::string_view key,
 
 std::optional<std::string> ZQMCryptography::AES256Decrypt(std::string_view key,
                                                           std::string_view undecryptedStr) {
-  return asUtf8(run(aes256(key), Direction::decrypt, readHex(undecryptedStr)));
+  return utf8Text(run(aes256(key), Direction::decrypt, readHex(undecryptedStr)));
 }
 
 std::optional<std::string> ZQMCryptography::DESEncrypt(std::string_view key,
@@ -118,7 +116,7 @@ std::optional<std::string> ZQMCryptography::DESDecrypt(std::string_view key,
   const auto call = des(key);
   const auto encrypted = fromBase64(undecryptedStr);
   if (!call || !encrypted || encrypted->size() > kDesBufferSize) return std::nullopt;
-  return asUtf8(run(*call, Direction::decrypt, *encrypted));
+  return utf8Text(run(*call, Direction::decrypt, *encrypted));
 }
 
 }  // namespace zqm
