@@ -66,12 +66,10 @@ std::string asciiUnits(std::string_view text) {
   std::string units;
   for (const char character : text) {
     const auto byte = static_cast<std::uint8_t>(character);
-    if (byte >= 0xF0)
-      units += "??";
-    else if (byte >= 0xC0)
-      units += '?';
-    else if (byte < 0x80)
+    if (byte < 0x80)
       units += character;
+    else if (byte >= 0xC0)
+      units.append(byte >= 0xF0 ? 2 : 1, '?');
   }
   return units;
 }

@@ -103,9 +103,8 @@ std::optional<Date> readShared(std::string_view given) {
     for (const char c : text.substr(start, length)) value = value * 10 + (c - '0');
     return value;
   };
-  const std::chrono::year_month_day date(std::chrono::year(number(0, 4)),
-                                         std::chrono::month(static_cast<unsigned>(number(5, 2))),
-                                         std::chrono::day(static_cast<unsigned>(number(8, 2))));
+  const std::chrono::year_month_day date =
+      std::chrono::year(number(0, 4)) / number(5, 2) / number(8, 2);
   const hours hour(number(11, 2));
   const minutes minute(number(14, 2));
   const seconds second(number(17, 2));
