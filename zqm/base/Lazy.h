@@ -14,10 +14,6 @@ namespace zqm {
 template <class T>
 class Lazy {
  public:
-  Lazy() = default;
-  Lazy(const Lazy&) = delete;
-  Lazy& operator=(const Lazy&) = delete;
-
   template <class Make>
   T& get(const Make& make) {
     if (T* made = made_.load(std::memory_order_acquire)) return *made;

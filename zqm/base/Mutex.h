@@ -17,7 +17,8 @@
 
 namespace zqm {
 
-class ZQM_THREAD_ANNOTATION(capability("mutex")) Mutex {
+template <class M>
+class ZQM_THREAD_ANNOTATION(capability("mutex")) BasicMutex {
  public:
   void lock() ZQM_THREAD_ANNOTATION(acquire_capability()) { mutex_.lock(); }
   void unlock() ZQM_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
@@ -25,17 +26,11 @@ class ZQM_THREAD_ANNOTATION(capability("mutex")) Mutex {
   void assumeHeld() const ZQM_THREAD_ANNOTATION(assert_capability(this)) {}
 
  private:
-  std::mutex mutex_;
+  M mutex_;
 };
 
-class ZQM_THREAD_ANNOTATION(capability("mutex")) RecursiveMutex {
- public:
-  void lock() ZQM_THREAD_ANNOTATION(acquire_capability()) { mutex_.lock(); }
-  void unlock() ZQM_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
-
- private:
-  std::recursive_mutex mutex_;
-};
+using Mutex = BasicMutex<std::mutex>;
+using RecursiveMutex = BasicMutex<std::recursive_mutex>;
 
 // Holds `mutex` for the scope.
 template <class M>
@@ -59,9 +54,11 @@ using RecursiveMutexLock = BasicLock<RecursiveMutex>;
 // condition themselves, so that the analysis sees it.
 class Condition {
  public:
-  void wait(Mutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
-  // Releases one level: the caller must hold the mutex exactly once.
-  void wait(RecursiveMutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
+  // Releases one level: the caller must hold a recursive mutex exactly once.
+  template <class M>
+  void wait(M& mutex) ZQM_REQUIRES(mutex) {
+    condition_.wait(mutex);
+  }
   // Returns false on timeout.
   template <class Duration>
   bool waitFor(Mutex& mutex, Duration duration) ZQM_REQUIRES(mutex) {

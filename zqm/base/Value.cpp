@@ -32,18 +32,14 @@ std::int32_t fromReal(double number) {
 }
 
 std::int32_t fromText(std::string_view text) {
-  const auto start = text.find_first_not_of(" \t\n\v\f\r");
-  if (start == std::string_view::npos) return 0;
-  text.remove_prefix(start);
-  const bool negative = text.front() == '-';
-  if (negative || text.front() == '+') text.remove_prefix(1);
-  constexpr std::int64_t kLimit = std::numeric_limits<std::int32_t>::max();
-  std::int64_t number = 0;
-  for (const char c : text) {
-    if (c < '0' || c > '9') break;
-    number = std::min(number * 10 + (c - '0'), kLimit + 1);
-  }
-  return static_cast<std::int32_t>(negative ? -number : std::min(number, kLimit));
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  const bool negative = text.starts_with('-');
+  if (negative || text.starts_with('+')) text.remove_prefix(1);
+  std::uint32_t digits = 0;
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), digits);
+  const std::int64_t number = result.ec == std::errc::result_out_of_range ? UINT32_MAX : digits;
+  return static_cast<std::int32_t>(
+      std::clamp<std::int64_t>(negative ? -number : number, INT32_MIN, INT32_MAX));
 }
 
 std::string realText(double number) {

@@ -93,15 +93,17 @@ class ZQM_EXPORT Value {
       : data_(std::in_range<std::int64_t>(value) ? static_cast<std::int64_t>(value) : INT64_MAX) {}
   Value(double value) : data_(value) {}
   // A null pointer, such as getenv returns for an unset variable, gives an absent value.
-  Value(const char* value);
+  Value(const char* value) {
+    if (value) data_ = std::string(value);
+  }
   Value(std::nullptr_t) {}
   Value(std::nullopt_t) {}
   Value(std::string_view value) : data_(std::string(value)) {}
   Value(std::string value) : data_(std::move(value)) {}
   Value(Bytes value) : data_(std::move(value)) {}
   Value(Date value) : data_(value) {}
-  Value(List value);
-  Value(Dictionary value);
+  Value(List value) : data_(std::move(value)) {}
+  Value(Dictionary value) : data_(std::move(value)) {}
   template <std::convertible_to<Value> T>
   Value(std::optional<T> value) {
     if (value) *this = Value(std::move(*value));
@@ -118,11 +120,14 @@ class ZQM_EXPORT Value {
   std::optional<Date> date() const { return get<Date>(); }
   const std::string* text() const { return std::get_if<std::string>(&data_); }
   const Bytes* bytes() const { return std::get_if<Bytes>(&data_); }
-  const List* list() const;
-  const Dictionary* dictionary() const;
+  const List* list() const { return std::get_if<List>(&data_); }
+  const Dictionary* dictionary() const { return std::get_if<Dictionary>(&data_); }
 
   // Moves the dictionary out of the value. Returns std::nullopt for a value of another type.
-  std::optional<Dictionary> takeDictionary() &&;
+  std::optional<Dictionary> takeDictionary() && {
+    Dictionary* found = std::get_if<Dictionary>(&data_);
+    return found ? std::optional(std::move(*found)) : std::nullopt;
+  }
 
   // Like `text`, but returns a copy.
   std::optional<std::string> string() const { return get<std::string>(); }
@@ -157,18 +162,6 @@ struct DictionaryEntry {
 
   bool operator==(const DictionaryEntry&) const = default;
 };
-
-inline Value::Value(const char* value) {
-  if (value) data_ = std::string(value);
-}
-inline Value::Value(List value) : data_(std::move(value)) {}
-inline Value::Value(Dictionary value) : data_(std::move(value)) {}
-inline std::optional<Dictionary> Value::takeDictionary() && {
-  Dictionary* found = std::get_if<Dictionary>(&data_);
-  return found ? std::optional(std::move(*found)) : std::nullopt;
-}
-inline const List* Value::list() const { return std::get_if<List>(&data_); }
-inline const Dictionary* Value::dictionary() const { return std::get_if<Dictionary>(&data_); }
 
 // Returns whether the value's text form is exactly "YES", "true" or "1".
 ZQM_EXPORT bool parseToBool(const Value& value);

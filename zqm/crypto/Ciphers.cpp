@@ -66,12 +66,10 @@ std::string asciiUnits(std::string_view text) {
   std::string units;
   for (const char character : text) {
     const auto byte = static_cast<std::uint8_t>(character);
-    if (byte >= 0xF0)
-      units += "??";
-    else if (byte >= 0xC0)
-      units += '?';
-    else if (byte < 0x80)
+    if (byte < 0x80)
       units += character;
+    else if (byte >= 0xC0)
+      units.append(byte >= 0xF0 ? 2 : 1, '?');
   }
   return units;
 }
@@ -88,8 +86,6 @@ Bytes readHex(std::string_view text) {
   return bytes;
 }
 
-std::optional<std::string> asUtf8(const std::optional<Bytes>& bytes) { return utf8Text(bytes); }
-
 }  // namespace
 
 std::optional<std::string> ZQMCryptography::AES256Encrypt(std::string_view key,
@@ -101,7 +97,7 @@ std::optional<std::string> ZQMCryptography::AES256Encrypt(std::string_view key,
 
 std::optional<std::string> ZQMCryptography::AES256Decrypt(std::string_view key,
                                                           std::string_view undecryptedStr) {
-  return asUtf8(run(aes256(key), Direction::decrypt, readHex(undecryptedStr)));
+  return utf8Text(run(aes256(key), Direction::decrypt, readHex(undecryptedStr)));
 }
 
 std::optional<std::string> ZQMCryptography::DESEncrypt(std::string_view key,
@@ -118,7 +114,7 @@ std::optional<std::string> ZQMCryptography::DESDecrypt(std::string_view key,
   const auto call = des(key);
   const auto encrypted = fromBase64(undecryptedStr);
   if (!call || !encrypted || encrypted->size() > kDesBufferSize) return std::nullopt;
-  return asUtf8(run(*call, Direction::decrypt, *encrypted));
+  return utf8Text(run(*call, Direction::decrypt, *encrypted));
 }
 
 }  // namespace zqm

@@ -1,4 +1,5 @@
-// Keys from certificates, PKCS#12 files and plain DER, read only in the private context.
+// RSA in blocks, and keys from certificates, PKCS#12 files and plain DER, read only in the private
+// context.
 #include "zqm/crypto/RsaKeys.h"
 
 #include <openssl/decoder.h>
@@ -8,6 +9,8 @@
 #include <algorithm>
 #include <string_view>
 #include <vector>
+
+#include "zqm/crypto/ZQMCryptography.h"
 
 namespace zqm {
 namespace {
@@ -28,16 +31,19 @@ using Pbkdf2Ptr = OpenSslPtr<PBKDF2PARAM, PBKDF2PARAM_free>;
 constexpr int kSmallestBits = 512;
 constexpr int kLargestBits = 8192;
 
-// The overhead of PKCS#1 v1.5 padding in each block.
-constexpr std::size_t kPaddingSize = 11;
-
 // A damaged or hostile file could demand hours; this many iterations take some seconds.
 constexpr std::int64_t kMostIterations = 4'000'000;
 
-bool isUsable(const EVP_PKEY* key) {
-  if (!key || EVP_PKEY_is_a(key, "RSA") != 1) return false;
-  const int bits = EVP_PKEY_get_bits(key);
-  return bits >= kSmallestBits && bits <= kLargestBits;
+// Returns the key that `read` finds, or null if it is not usable. Calls `read` inside a scope.
+template <class Key, class Read>
+std::shared_ptr<const Key> usable(const Read& read) {
+  const OpenSslScope openSsl;
+  if (!openSsl) return nullptr;
+  KeyPtr key = read();
+  if (!key || EVP_PKEY_is_a(key.get(), "RSA") != 1) return nullptr;
+  const int bits = EVP_PKEY_get_bits(key.get());
+  if (bits < kSmallestBits || bits > kLargestBits) return nullptr;
+  return std::make_shared<Key>(std::move(key));
 }
 
 // Reads DER into `empty`, an object of the private context. Returns null if the DER is damaged.
@@ -171,6 +177,16 @@ class Pkcs12Reader {
   IterationBudget budget_;
 };
 
+// A decrypted block is a number of fixed width: 00, 02, padding, 00, payload. A zero byte in the
+// payload ends it.
+void appendPayload(Bytes& payloads, const Bytes& block) {
+  const auto end = block.end();
+  const auto number = std::find_if(block.begin(), end, [](auto byte) { return byte != 0; });
+  const auto separator = std::find(number, end, 0);
+  if (separator == end) return;
+  payloads.insert(payloads.end(), separator + 1, std::find(separator + 1, end, 0));
+}
+
 }  // namespace
 
 RsaKey::~RsaKey() {
@@ -190,62 +206,73 @@ KeyContextPtr RsaKey::newContext() const {
   return KeyContextPtr(EVP_PKEY_CTX_new_from_pkey(openSslContext(), key_.get(), nullptr));
 }
 
-bool RsaPublicKey::encrypt(const Bytes& data, Bytes& blocks) const {
+bool RsaKey::apply(const Operation& operation, const Bytes& data,
+                   const std::function<void(const Bytes&)>& take) const {
   const OpenSslScope openSsl;
   if (!openSsl) return false;
   const KeyContextPtr context = newContext();
-  if (EVP_PKEY_encrypt_init(context.get()) != 1 ||
-      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1) {
+  if (operation.begin(context.get()) != 1 ||
+      EVP_PKEY_CTX_set_rsa_padding(context.get(), operation.padding) != 1) {
     return false;
   }
   const std::size_t size = blockSize();
-  const std::size_t chunk = size - kPaddingSize;
+  const std::size_t chunk = size - operation.paddingSize;
   for (std::size_t start = 0; start < data.size(); start += chunk) {
     Bytes block(size);
     std::size_t written = block.size();
-    if (EVP_PKEY_encrypt(context.get(), block.data(), &written, data.data() + start,
-                         std::min(chunk, data.size() - start)) != 1) {
+    if (operation.run(context.get(), block.data(), &written, data.data() + start,
+                      std::min(chunk, data.size() - start)) != 1) {
       return false;
     }
-    blocks.insert(blocks.end(), block.begin(),
-                  block.begin() + static_cast<std::ptrdiff_t>(written));
+    block.resize(written);
+    take(block);
   }
   return true;
 }
 
-std::shared_ptr<const RsaPublicKey> publicKeyOfCertificate(const Bytes& certificate) {
-  const OpenSslScope openSsl;
-  if (!openSsl) return nullptr;
-  const auto read =
-      readDer<CertificatePtr, d2i_X509>(X509_new_ex(openSslContext(), nullptr), certificate);
-  if (!read) return nullptr;
-  KeyPtr key(X509_get_pubkey(read.get()));
-  return isUsable(key.get()) ? std::make_shared<RsaPublicKey>(std::move(key)) : nullptr;
+bool RsaPublicKey::encrypt(const Bytes& data, Bytes& blocks) const {
+  return apply(
+      {EVP_PKEY_encrypt_init, EVP_PKEY_encrypt, RSA_PKCS1_PADDING, 11}, data,
+      [&](const Bytes& block) { blocks.insert(blocks.end(), block.begin(), block.end()); });
+}
+
+std::optional<Bytes> RsaPrivateKey::decrypt(const Bytes& blocks) const {
+  Bytes payloads;
+  // A shorter last chunk is just a smaller number.
+  const bool isDone = apply({EVP_PKEY_decrypt_init, EVP_PKEY_decrypt, RSA_NO_PADDING, 0}, blocks,
+                            [&](const Bytes& block) { appendPayload(payloads, block); });
+  return isDone ? std::optional(std::move(payloads)) : std::nullopt;
+}
+
+std::shared_ptr<const RsaPublicKey> ZQMCryptography::getPublicKeyRefrenceFromeData(
+    const Bytes& certificate) {
+  return usable<RsaPublicKey>([&] {
+    const auto read =
+        readDer<CertificatePtr, d2i_X509>(X509_new_ex(openSslContext(), nullptr), certificate);
+    return KeyPtr(read ? X509_get_pubkey(read.get()) : nullptr);
+  });
 }
 
 std::shared_ptr<const RsaPublicKey> publicKeyOfPkcs1(const Bytes& rsaPublicKey) {
-  const OpenSslScope openSsl;
-  if (!openSsl) return nullptr;
-  EVP_PKEY* read = nullptr;
-  const DecoderPtr decoder(OSSL_DECODER_CTX_new_for_pkey(&read, "DER", "type-specific", "RSA",
-                                                         OSSL_KEYMGMT_SELECT_PUBLIC_KEY,
-                                                         openSslContext(), nullptr));
-  const unsigned char* position = rsaPublicKey.data();
-  std::size_t left = rsaPublicKey.size();
-  if (decoder) OSSL_DECODER_from_data(decoder.get(), &position, &left);
-  KeyPtr key(read);
-  return isUsable(key.get()) ? std::make_shared<RsaPublicKey>(std::move(key)) : nullptr;
+  return usable<RsaPublicKey>([&] {
+    EVP_PKEY* read = nullptr;
+    const DecoderPtr decoder(OSSL_DECODER_CTX_new_for_pkey(&read, "DER", "type-specific", "RSA",
+                                                           OSSL_KEYMGMT_SELECT_PUBLIC_KEY,
+                                                           openSslContext(), nullptr));
+    const unsigned char* position = rsaPublicKey.data();
+    std::size_t left = rsaPublicKey.size();
+    if (decoder) OSSL_DECODER_from_data(decoder.get(), &position, &left);
+    return KeyPtr(read);
+  });
 }
 
-std::shared_ptr<const RsaPrivateKey> privateKeyOfPkcs12(
-    const Bytes& file, const std::optional<std::string>& password) {
-  const OpenSslScope openSsl;
-  if (!openSsl) return nullptr;
-  auto read = readDer<Pkcs12Ptr, d2i_PKCS12>(
-      PKCS12_init_ex(NID_pkcs7_data, openSslContext(), nullptr), file);
-  if (!read) return nullptr;
-  KeyPtr key = Pkcs12Reader(std::move(read)).firstKey(password);
-  return isUsable(key.get()) ? std::make_shared<RsaPrivateKey>(std::move(key)) : nullptr;
+std::shared_ptr<const RsaPrivateKey> ZQMCryptography::getPrivateKeyRefrenceFromData(
+    const Bytes& pkcs12, const OptionalText& password) {
+  return usable<RsaPrivateKey>([&] {
+    auto read = readDer<Pkcs12Ptr, d2i_PKCS12>(
+        PKCS12_init_ex(NID_pkcs7_data, openSslContext(), nullptr), pkcs12);
+    return read ? Pkcs12Reader(std::move(read)).firstKey(password) : nullptr;
+  });
 }
 
 }  // namespace zqm

@@ -1,9 +1,9 @@
-// RSA keys as OpenSSL objects, and the files that they are read from. Private to this folder.
+// RSA keys as OpenSSL objects. Private to this folder.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "zqm/crypto/openssl/OpenSsl.h"
 
@@ -14,12 +14,24 @@ class RsaKey {
  public:
   explicit RsaKey(KeyPtr key) : key_(std::move(key)) {}
   ~RsaKey();
-  RsaKey(const RsaKey&) = delete;
-  RsaKey& operator=(const RsaKey&) = delete;
 
   // Call both only inside an OpenSslScope. `newContext` returns null if out of memory.
   std::size_t blockSize() const;
   KeyContextPtr newContext() const;
+
+ protected:
+  struct Operation {
+    decltype(&EVP_PKEY_encrypt_init) begin;
+    decltype(&EVP_PKEY_encrypt) run;
+    int padding;
+    // What the padding takes of each block.
+    std::size_t paddingSize;
+  };
+
+  // Applies the operation to the data in chunks and calls `take` with each result. Stops at the
+  // first chunk that fails and returns false.
+  bool apply(const Operation& operation, const Bytes& data,
+             const std::function<void(const Bytes&)>& take) const;
 
  private:
   KeyPtr key_;
@@ -35,18 +47,12 @@ struct RsaPublicKey : RsaKey {
 
 struct RsaPrivateKey : RsaKey {
   using RsaKey::RsaKey;
-};
 
-// Reads the key of a DER X.509 certificate, whoever signed it; null if it is not usable.
-std::shared_ptr<const RsaPublicKey> publicKeyOfCertificate(const Bytes& certificate);
+  // Decrypts blocks and joins their payloads; std::nullopt if a block fails.
+  std::optional<Bytes> decrypt(const Bytes& blocks) const;
+};
 
 // Reads a DER RSAPublicKey (RFC 8017); null if it is not usable.
 std::shared_ptr<const RsaPublicKey> publicKeyOfPkcs1(const Bytes& rsaPublicKey);
-
-// Reads the first private key of a PKCS#12 file (RFC 7292). Returns null if there is no usable one,
-// the password is wrong, or the file demands millions of iterations. An absent password is treated
-// as an empty one.
-std::shared_ptr<const RsaPrivateKey> privateKeyOfPkcs12(const Bytes& file,
-                                                        const std::optional<std::string>& password);
 
 }  // namespace zqm

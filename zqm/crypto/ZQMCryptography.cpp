@@ -1,9 +1,8 @@
-// Key loading, RSA in blocks, and digests. The ciphers with string keys are in Ciphers.cpp.
+// RSA with a loaded key pair, and digests. Keys are read in RsaKeys.cpp; the ciphers with string
+// keys are in Ciphers.cpp.
 #include "zqm/crypto/ZQMCryptography.h"
 
 #include <openssl/rsa.h>
-
-#include <algorithm>
 
 #include "zqm/crypto/RsaKeys.h"
 #include "zqm/platform/Process.h"
@@ -17,22 +16,8 @@ std::optional<Bytes> readFile(const OptionalText& path) {
   return path ? platform().files->read(*path) : std::nullopt;
 }
 
-// A decrypted block is a number of fixed width: 00, 02, padding, 00, payload. A zero byte in the
-// payload ends it.
-void appendPayload(Bytes& payloads, const Bytes& block) {
-  const auto end = block.end();
-  const auto number = std::find_if(block.begin(), end, [](auto byte) { return byte != 0; });
-  const auto separator = std::find(number, end, 0);
-  if (separator == end) return;
-  payloads.insert(payloads.end(), separator + 1, std::find(separator + 1, end, 0));
-}
-
-std::string hexDigest(const char* name, std::string_view bytes) {
-  return toHexLower(digest(name, bytes));
-}
-
 std::string hexDigestOfUnits(const char* name, std::string_view text) {
-  return hexDigest(name, text.substr(0, utf16Length(text)));
+  return toHexLower(digest(name, text.substr(0, utf16Length(text))));
 }
 
 }  // namespace
@@ -54,16 +39,6 @@ void ZQMCryptography::loadPrivateKeyFromData(const Bytes& pkcs12, const Optional
   privateKey_ = getPrivateKeyRefrenceFromData(pkcs12, password);
 }
 
-std::shared_ptr<const RsaPublicKey> ZQMCryptography::getPublicKeyRefrenceFromeData(
-    const Bytes& certificate) {
-  return publicKeyOfCertificate(certificate);
-}
-
-std::shared_ptr<const RsaPrivateKey> ZQMCryptography::getPrivateKeyRefrenceFromData(
-    const Bytes& pkcs12, const OptionalText& password) {
-  return privateKeyOfPkcs12(pkcs12, password);
-}
-
 std::optional<std::string> ZQMCryptography::rsaEncryptString(std::string_view text) const {
   const auto encrypted = rsaEncryptData(toBytes(text));
   return encrypted ? std::optional(toBase64(*encrypted)) : std::nullopt;
@@ -78,32 +53,11 @@ std::optional<Bytes> ZQMCryptography::rsaEncryptData(const Bytes& data) const {
 std::optional<std::string> ZQMCryptography::rsaDecryptString(std::string_view base64) const {
   const auto encrypted = fromBase64(base64);
   if (!encrypted) return std::nullopt;
-  const auto decrypted = rsaDecryptData(*encrypted);
-  return utf8Text(decrypted);
+  return utf8Text(rsaDecryptData(*encrypted));
 }
 
 std::optional<Bytes> ZQMCryptography::rsaDecryptData(const Bytes& data) const {
-  const OpenSslScope openSsl;
-  if (!openSsl || !privateKey_) return std::nullopt;
-  const auto context = privateKey_->newContext();
-  if (EVP_PKEY_decrypt_init(context.get()) != 1 ||
-      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING) != 1) {
-    return std::nullopt;
-  }
-  // A shorter last chunk is just a smaller number.
-  const std::size_t blockSize = privateKey_->blockSize();
-  Bytes payloads;
-  for (std::size_t start = 0; start < data.size(); start += blockSize) {
-    Bytes block(blockSize);
-    std::size_t written = block.size();
-    if (EVP_PKEY_decrypt(context.get(), block.data(), &written, data.data() + start,
-                         std::min(blockSize, data.size() - start)) != 1) {
-      return std::nullopt;
-    }
-    block.resize(written);
-    appendPayload(payloads, block);
-  }
-  return payloads;
+  return privateKey_ ? privateKey_->decrypt(data) : std::nullopt;
 }
 
 bool ZQMCryptography::rsaSHA1VerifyData(const Bytes& data, const Bytes& signature) const {
@@ -120,7 +74,7 @@ bool ZQMCryptography::rsaSHA1VerifyData(const Bytes& data, const Bytes& signatur
 }
 
 std::string ZQMCryptography::MD5(std::string_view text) {
-  return hexDigest("MD5", text.substr(0, text.find('\0')));
+  return toHexLower(digest("MD5", text.substr(0, text.find('\0'))));
 }
 
 std::string ZQMCryptography::SHA1(std::string_view text) { return hexDigestOfUnits("SHA1", text); }

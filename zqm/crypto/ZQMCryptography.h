@@ -25,7 +25,8 @@ class ZQM_EXPORT ZQMCryptography {
  public:
   // Each replaces the key; without a usable RSA key of 512 to 8192 bits, none is loaded afterwards.
   // A public key is read from a DER X.509 certificate, whose trust is not checked, a private key is
-  // the first of a PKCS#12 file. An absent password is treated as an empty one.
+  // the first of a PKCS#12 file (RFC 7292), which must not demand millions of iterations. An absent
+  // password is treated as an empty one.
   void loadPublicKeyFromFile(const OptionalText& path);
   void loadPublicKeyFromData(const Bytes& certificate);
   void loadPrivateKeyFromFile(const OptionalText& path, const OptionalText& password);

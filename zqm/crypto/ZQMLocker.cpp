@@ -1,11 +1,7 @@
 // The parser of a public key's header, the store of imported keys, and the payload formats.
 #include "zqm/crypto/ZQMLocker.h"
 
-#include <algorithm>
-#include <map>
-#include <span>
-
-#include "zqm/base/Mutex.h"
+#include "zqm/base/Snapshot.h"
 #include "zqm/base/System.h"
 #include "zqm/crypto/LockerKey.h"
 #include "zqm/crypto/RsaKeys.h"
@@ -16,76 +12,41 @@
 namespace zqm {
 namespace {
 
-constexpr std::string_view kBeginMarker = "-----BEGIN PUBLIC KEY-----";
-constexpr std::string_view kEndMarker = "-----END PUBLIC KEY-----";
+using namespace std::string_view_literals;
 
-constexpr std::uint8_t kSequence[] = {0x30};
-constexpr std::uint8_t kBitString[] = {0x03};
-constexpr std::uint8_t kNoUnusedBits[] = {0x00};
-// The algorithm identifier rsaEncryption with null parameters (RFC 8017).
-constexpr std::uint8_t kRsaEncryption[] = {0x30, 0x0D, 0x06, 0x09, 0x2A, 0x86, 0x48, 0x86,
-                                           0xF7, 0x0D, 0x01, 0x01, 0x01, 0x05, 0x00};
+constexpr auto kBeginMarker = "-----BEGIN PUBLIC KEY-----"sv;
+constexpr auto kEndMarker = "-----END PUBLIC KEY-----"sv;
 
-// Reads DER from its start; no step goes past its end.
-class DerWalk {
- public:
-  explicit DerWalk(std::span<const std::uint8_t> der) : rest_(der) {}
+// The DER in front of a key: SEQUENCE, the algorithm identifier rsaEncryption with null parameters
+// (RFC 8017), and BIT STRING without unused bits.
+constexpr auto kSequence = "\x30"sv;
+constexpr auto kRsaEncryption = "\x30\x0D\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x01\x01\x05\x00"sv;
+constexpr auto kBitString = "\x03"sv;
+constexpr auto kNoUnusedBits = "\x00"sv;
 
-  bool skip(std::span<const std::uint8_t> expected) {
-    if (rest_.size() < expected.size() ||
-        !std::equal(expected.begin(), expected.end(), rest_.begin())) {
-      return false;
-    }
-    rest_ = rest_.subspan(expected.size());
-    return true;
-  }
+bool skip(std::string_view& der, std::string_view expected) {
+  if (!der.starts_with(expected)) return false;
+  der.remove_prefix(expected.size());
+  return true;
+}
 
-  // The length itself is ignored: the key extends to the end of the data.
-  bool skipLength() {
-    if (rest_.empty()) return false;
-    const std::size_t first = rest_.front();
-    const std::size_t size = first > 0x80 ? 1 + (first - 0x80) : 1;
-    if (rest_.size() < size) return false;
-    rest_ = rest_.subspan(size);
-    return true;
-  }
+// The length itself is ignored: the key extends to the end of the data.
+bool skipLength(std::string_view& der) {
+  if (der.empty()) return false;
+  const std::size_t first = static_cast<std::uint8_t>(der.front());
+  const std::size_t size = first > 0x80 ? 1 + (first - 0x80) : 1;
+  if (der.size() < size) return false;
+  der.remove_prefix(size);
+  return true;
+}
 
-  Bytes rest() const { return {rest_.begin(), rest_.end()}; }
-
- private:
-  std::span<const std::uint8_t> rest_;
+// The last imported key, with the bytes it was parsed from, so that it is parsed only once.
+struct ImportedKey {
+  Bytes rsaPublicKey;
+  std::shared_ptr<const RsaPublicKey> key;
 };
 
-// The tag of the application's key; every import replaces the previous one.
-constexpr std::string_view kApplicationTag = "RSAUtil_PubKey";
-
-// Imported keys by tag, with the bytes they were parsed from, so that a key is parsed only once.
-class KeyStore {
- public:
-  struct Item {
-    Bytes rsaPublicKey;
-    std::shared_ptr<const RsaPublicKey> key;
-  };
-
-  std::shared_ptr<const RsaPublicKey> find(std::string_view tag, const Bytes& rsaPublicKey) {
-    const MutexLock lock(mutex_);
-    const auto found = items_.find(tag);
-    return found != items_.end() && found->second.rsaPublicKey == rsaPublicKey ? found->second.key
-                                                                               : nullptr;
-  }
-
-  void replace(std::string_view tag, Item item) {
-    const MutexLock lock(mutex_);
-    // The previous item is destroyed after the mutex is released: freeing a key enters OpenSSL.
-    std::swap(items_[tag], item);
-  }
-
- private:
-  Mutex mutex_;
-  std::map<std::string_view, Item> items_ ZQM_GUARDED_BY(mutex_);
-};
-
-PerProcess<KeyStore> keyStore;
+PerProcess<Snapshot<ImportedKey>> importedKey;
 
 // The text between the markers, all of it if one is missing; std::nullopt if they are swapped.
 std::optional<std::string_view> betweenMarkers(std::string_view text) {
@@ -100,20 +61,17 @@ std::optional<std::string_view> betweenMarkers(std::string_view text) {
 // was copied.
 std::string uniqueText() {
   const auto now = platform().clock->now().time_since_epoch().count();
-  return makeUuid()
-      .append("-")
-      .append(std::to_string(processNumber()))
-      .append("-")
-      .append(std::to_string(now));
+  return makeUuid() + "-" + std::to_string(processNumber()) + "-" + std::to_string(now);
 }
 
 }  // namespace
 
 std::optional<Bytes> ZQMLocker::stripPublicKeyHeader(const std::optional<Bytes>& der) {
-  DerWalk walk(der ? std::span(*der) : std::span<const std::uint8_t>());
-  const bool isHeader = walk.skip(kSequence) && walk.skipLength() && walk.skip(kRsaEncryption) &&
-                        walk.skip(kBitString) && walk.skipLength() && walk.skip(kNoUnusedBits);
-  return isHeader ? std::optional(walk.rest()) : std::nullopt;
+  if (!der) return std::nullopt;
+  std::string_view rest = asText(*der);
+  const bool isHeader = skip(rest, kSequence) && skipLength(rest) && skip(rest, kRsaEncryption) &&
+                        skip(rest, kBitString) && skipLength(rest) && skip(rest, kNoUnusedBits);
+  return isHeader ? std::optional(toBytes(rest)) : std::nullopt;
 }
 
 std::shared_ptr<const RsaPublicKey> ZQMLocker::addPublicKey(std::string_view key) {
@@ -122,9 +80,12 @@ std::shared_ptr<const RsaPublicKey> ZQMLocker::addPublicKey(std::string_view key
   const auto der = body ? base64_decode(*body) : std::nullopt;
   auto stripped = stripPublicKeyHeader(der);
   if (!stripped) return nullptr;
-  if (auto found = keyStore->find(kApplicationTag, *stripped)) return found;
+  const auto known = importedKey->get();
+  if (known && known->rsaPublicKey == *stripped) return known->key;
   auto imported = publicKeyOfPkcs1(*stripped);
-  if (imported) keyStore->replace(kApplicationTag, {*std::move(stripped), imported});
+  if (imported) {
+    importedKey->set(std::make_shared<ImportedKey>(ImportedKey{*std::move(stripped), imported}));
+  }
   return imported;
 }
 

@@ -185,9 +185,9 @@ struct Reading {
   std::exception_ptr thrown;
 };
 
-// A callback for the decoder that calls `act(builder, found...)`.
-template <auto act, class... Found>
-void handle(void* context, Found... found) {
+// Converts to any callback of the decoder, and calls `act(builder, found...)`.
+template <auto act>
+constexpr auto kHandle = [](void* context, auto... found) {
   auto& reading = *static_cast<Reading*>(context);
   try {
     reading.isSound = reading.isSound && act(reading.builder, found...);
@@ -195,61 +195,51 @@ void handle(void* context, Found... found) {
     reading.thrown = std::current_exception();
     reading.isSound = false;
   }
-}
-
-constexpr auto kAddNumber = [](Builder& builder, auto number) {
-  return builder.add(static_cast<std::uint64_t>(number));
 };
-constexpr auto kAddNegative = [](Builder& builder, auto number) {
-  const std::uint64_t below = number;
+
+constexpr auto kAdd = kHandle<[](Builder& builder, auto found) { return builder.add(found); }>;
+constexpr auto kAddNegative = kHandle<[](Builder& builder, std::uint64_t below) {
   return below <= INT64_MAX && builder.add(~static_cast<std::int64_t>(below));
-};
-constexpr auto kAddReal = [](Builder& builder, auto number) {
-  return builder.add(static_cast<double>(number));
-};
-constexpr auto kAddText = [](Builder& builder, cbor_data data, std::size_t size) {
-  return builder.add(std::string(reinterpret_cast<const char*>(data), size));
-};
-constexpr auto kAddBytes = [](Builder& builder, cbor_data data, std::size_t size) {
+}>;
+constexpr auto kAddBytes = kHandle<[](Builder& builder, cbor_data data, std::size_t size) {
   return builder.add(Bytes(data, data + size));
-};
-constexpr auto kAddFlag = [](Builder& builder, bool flag) { return builder.add(flag); };
-constexpr auto kAddNull = [](Builder& builder) { return builder.add(Value::Null()); };
-constexpr auto kBeginList = [](Builder& builder, std::size_t count) {
-  return builder.begin(true, count);
-};
-constexpr auto kBeginDictionary = [](Builder& builder, std::size_t count) {
-  return builder.begin(false, count);
-};
-constexpr auto kTag = [](Builder& builder, std::uint64_t number) { return builder.tag(number); };
-constexpr auto kRefuse = [](Builder&) { return false; };
+}>;
+constexpr auto kAddText = kHandle<[](Builder& builder, cbor_data data, std::size_t size) {
+  return builder.add(std::string(reinterpret_cast<const char*>(data), size));
+}>;
+constexpr auto kBeginList =
+    kHandle<[](Builder& builder, std::size_t count) { return builder.begin(true, count); }>;
+constexpr auto kBeginDictionary =
+    kHandle<[](Builder& builder, std::size_t count) { return builder.begin(false, count); }>;
+constexpr auto kTag =
+    kHandle<[](Builder& builder, std::uint64_t number) { return builder.tag(number); }>;
+constexpr auto kAddNull = kHandle<[](Builder& builder) { return builder.add(Value::Null()); }>;
+constexpr auto kRefuse = kHandle<[](Builder&) { return false; }>;
 
-constexpr cbor_callbacks handlers() {
-  cbor_callbacks made{};
-  made.uint8 = handle<kAddNumber, std::uint8_t>;
-  made.uint16 = handle<kAddNumber, std::uint16_t>;
-  made.uint32 = handle<kAddNumber, std::uint32_t>;
-  made.uint64 = handle<kAddNumber, std::uint64_t>;
-  made.negint8 = handle<kAddNegative, std::uint8_t>;
-  made.negint16 = handle<kAddNegative, std::uint16_t>;
-  made.negint32 = handle<kAddNegative, std::uint32_t>;
-  made.negint64 = handle<kAddNegative, std::uint64_t>;
-  made.float2 = handle<kAddReal, float>;
-  made.float4 = handle<kAddReal, float>;
-  made.float8 = handle<kAddReal, double>;
-  made.string = handle<kAddText, cbor_data, std::size_t>;
-  made.byte_string = handle<kAddBytes, cbor_data, std::size_t>;
-  made.boolean = handle<kAddFlag, bool>;
-  made.null = handle<kAddNull>;
-  made.array_start = handle<kBeginList, std::size_t>;
-  made.map_start = handle<kBeginDictionary, std::size_t>;
-  made.tag = handle<kTag, std::uint64_t>;
-  for (auto* refused : {&made.undefined, &made.byte_string_start, &made.string_start,
-                        &made.indef_array_start, &made.indef_map_start, &made.indef_break}) {
-    *refused = handle<kRefuse>;
-  }
-  return made;
-}
+constexpr cbor_callbacks kHandlers = {.uint8 = kAdd,
+                                      .uint16 = kAdd,
+                                      .uint32 = kAdd,
+                                      .uint64 = kAdd,
+                                      .negint64 = kAddNegative,
+                                      .negint32 = kAddNegative,
+                                      .negint16 = kAddNegative,
+                                      .negint8 = kAddNegative,
+                                      .byte_string_start = kRefuse,
+                                      .byte_string = kAddBytes,
+                                      .string = kAddText,
+                                      .string_start = kRefuse,
+                                      .indef_array_start = kRefuse,
+                                      .array_start = kBeginList,
+                                      .indef_map_start = kRefuse,
+                                      .map_start = kBeginDictionary,
+                                      .tag = kTag,
+                                      .float2 = kAdd,
+                                      .float4 = kAdd,
+                                      .float8 = kAdd,
+                                      .undefined = kRefuse,
+                                      .null = kAddNull,
+                                      .boolean = kAdd,
+                                      .indef_break = kRefuse};
 
 }  // namespace
 
@@ -274,7 +264,6 @@ std::optional<Value> readCbor(std::string_view bytes) {
 }
 
 std::optional<Value> takeCbor(std::string_view& bytes) {
-  static constexpr cbor_callbacks kHandlers = handlers();
   Reading reading(bytes.size());
   while (!reading.builder.isDone()) {
     const cbor_decoder_result step = cbor_stream_decode(reinterpret_cast<cbor_data>(bytes.data()),

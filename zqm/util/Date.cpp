@@ -103,9 +103,8 @@ std::optional<Date> readShared(std::string_view given) {
     for (const char c : text.substr(start, length)) value = value * 10 + (c - '0');
     return value;
   };
-  const std::chrono::year_month_day date(std::chrono::year(number(0, 4)),
-                                         std::chrono::month(static_cast<unsigned>(number(5, 2))),
-                                         std::chrono::day(static_cast<unsigned>(number(8, 2))));
+  const std::chrono::year_month_day date =
+      std::chrono::year(number(0, 4)) / number(5, 2) / number(8, 2);
   const hours hour(number(11, 2));
   const minutes minute(number(14, 2));
   const seconds second(number(17, 2));
@@ -118,19 +117,6 @@ std::optional<Date> readShared(std::string_view given) {
   const minutes offset = offsetHour + offsetMinute;
   const auto local = std::chrono::sys_days(date) + hour + minute + second;
   return clamped(text[19] == '-' ? local + offset : local - offset);
-}
-
-std::string withColon(std::string text) {
-  if (utf16Length(text) <= 20) return text;
-  std::size_t position = text.size();
-  // Goes back two UTF-16 units, but never into the middle of a surrogate pair.
-  for (std::size_t units = 0; units < 2;) {
-    do {
-      --position;
-    } while ((text[position] & 0xC0) == 0x80);
-    units += utf16Length({&text[position], 1});
-  }
-  return text.insert(position, 1, ':');
 }
 
 // Limits the count to slightly more than the whole range, where the result saturates anyway. Two
@@ -215,12 +201,15 @@ Date addMinute(Date self, std::int64_t minutes) {
   return shifted<std::chrono::minutes>(self, minutes);
 }
 
-std::string toString(Date self) { return withColon(writeShared(self, *currentZone())); }
+std::string toString(Date self) { return writeShared(self, *currentZone()).insert(22, 1, ':'); }
 
 std::string toString(std::optional<Date> self) { return self ? toString(*self) : ""; }
 
 std::string toString(Date self, std::string_view pattern) {
-  return withColon(getDateFormatter(pattern).format(self));
+  icu::UnicodeString text = toUnicode(getDateFormatter(pattern).format(self));
+  // Never into the middle of a surrogate pair.
+  if (text.length() > 20) text.insert(text.getChar32Start(text.length() - 2), u':');
+  return toUtf8(text);
 }
 
 bool greaterThanDate(std::optional<Date> self, std::optional<Date> other) {

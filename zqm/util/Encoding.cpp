@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 #include "zqm/base/Exception.h"
 #include "zqm/base/System.h"
@@ -23,9 +24,9 @@ constexpr std::array<std::uint8_t, 256> kSextets = [] {
   return sextets;
 }();
 
-std::string toHex(const std::uint8_t* bytes, std::size_t size, const char* digits) {
-  std::string text(size * 2, '\0');
-  for (std::size_t i = 0; i < size; ++i) {
+std::string toHex(std::span<const std::uint8_t> bytes, const char* digits) {
+  std::string text(bytes.size() * 2, '\0');
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
     text[2 * i] = digits[bytes[i] >> 4];
     text[2 * i + 1] = digits[bytes[i] & 0xF];
   }
@@ -60,13 +61,9 @@ Uuid randomUuid() {
 
 }  // namespace
 
-std::string toHexLower(const Bytes& bytes) {
-  return toHex(bytes.data(), bytes.size(), "0123456789abcdef");
-}
+std::string toHexLower(const Bytes& bytes) { return toHex(bytes, "0123456789abcdef"); }
 
-std::string toHexUpper(const Bytes& bytes) {
-  return toHex(bytes.data(), bytes.size(), kUpperDigits);
-}
+std::string toHexUpper(const Bytes& bytes) { return toHex(bytes, kUpperDigits); }
 
 std::string toBase64(const Bytes& bytes) {
   std::string text;
@@ -109,7 +106,7 @@ std::string makeUuid() {
   Uuid uuid = randomUuid();
   uuid[6] = static_cast<std::uint8_t>((uuid[6] & 0x0F) | 0x40);
   uuid[8] = static_cast<std::uint8_t>((uuid[8] & 0x3F) | 0x80);
-  std::string text = toHex(uuid.data(), uuid.size(), kUpperDigits);
+  std::string text = toHex(uuid, kUpperDigits);
   for (const std::size_t position : {8, 13, 18, 23}) text.insert(position, 1, '-');
   return text;
 }

@@ -21,8 +21,7 @@ inline icu::Locale currentLocale() {
 
 // For text of at most 2 GB. Invalid parts become U+FFFD, in both directions.
 inline icu::UnicodeString toUnicode(std::string_view text) {
-  return icu::UnicodeString::fromUTF8(
-      icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+  return icu::UnicodeString::fromUTF8(text);
 }
 
 inline std::string toUtf8(const icu::UnicodeString& text) {

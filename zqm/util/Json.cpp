@@ -19,6 +19,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t kMaximumDepth = 512;
+constexpr const char* kTooDeep = "There are more than 512 levels.";
 // A value takes about 100 bytes of memory, but may take only two bytes of text.
 constexpr std::size_t kMostValues = 500'000;
 constexpr std::int64_t kReadingFailed = 1;
@@ -88,7 +89,7 @@ class Builder : public nlohmann::json_sax<json> {
   }
 
   bool open(std::variant<Dictionary, List> empty) {
-    if (open_.size() == kMaximumDepth) return fail("There are more than 512 levels.");
+    if (open_.size() == kMaximumDepth) return fail(kTooDeep);
     open_.push_back({std::move(empty), ""});
     return true;
   }
@@ -117,65 +118,59 @@ class Builder : public nlohmann::json_sax<json> {
   std::string failure_;
 };
 
-// Appends to the text. Each `write` returns the reason of a failure, or a null pointer.
-class Writer {
- public:
-  const char* write(const Value& value, std::size_t depth) {
-    if (const List* list = value.list()) return write(*list, depth);
-    if (const Dictionary* dictionary = value.dictionary()) return write(*dictionary, depth);
-    if (const std::string* text = value.text()) return write(*text);
-    if (const auto number = value.real()) {
-      if (!std::isfinite(*number)) return "JSON has no infinity and no NaN.";
-      text_ += json(*number).dump();
-    } else if (const auto integer = value.integer()) {
-      text_ += std::to_string(*integer);
-    } else if (const auto boolean = value.boolean()) {
-      text_ += *boolean ? "true" : "false";
-    } else if (value.isNull()) {
-      text_ += "null";
-    } else {
-      return "JSON has no absent values, dates and bytes.";
-    }
-    return nullptr;
+// Each `write` appends to `out` and returns the reason of a failure, or a null pointer.
+const char* write(std::string& out, const Value& value, std::size_t depth);
+
+const char* write(std::string& out, const std::string& text) {
+  if (!isValidUtf8(text)) return "A text is not valid UTF-8.";
+  out += json(text).dump();
+  return nullptr;
+}
+
+const char* write(std::string& out, const List& list, std::size_t depth) {
+  char before = '[';
+  for (const Value& element : list) {
+    out += std::exchange(before, ',');
+    if (const char* failure = write(out, element, depth)) return failure;
   }
+  out += list.empty() ? "[]" : "]";
+  return nullptr;
+}
 
-  std::string takeText() { return std::move(text_); }
-
- private:
-  static constexpr const char* kTooDeep = "There are more than 512 levels.";
-
-  const char* write(const std::string& text) {
-    if (!isValidUtf8(text)) return "A text is not valid UTF-8.";
-    text_ += json(text).dump();
-    return nullptr;
+const char* write(std::string& out, const Dictionary& dictionary, std::size_t depth) {
+  char before = '{';
+  for (const auto& [key, value] : dictionary) {
+    out += std::exchange(before, ',');
+    if (const char* failure = write(out, key)) return failure;
+    out += ':';
+    if (const char* failure = write(out, value, depth)) return failure;
   }
+  out += dictionary.empty() ? "{}" : "}";
+  return nullptr;
+}
 
-  const char* write(const List& list, std::size_t depth) {
-    if (depth == kMaximumDepth) return kTooDeep;
-    char before = '[';
-    for (const Value& element : list) {
-      text_ += std::exchange(before, ',');
-      if (const char* failure = write(element, depth + 1)) return failure;
-    }
-    text_ += list.empty() ? "[]" : "]";
-    return nullptr;
+// `depth` is the number of lists and dictionaries around the value.
+const char* write(std::string& out, const Value& value, std::size_t depth) {
+  const List* list = value.list();
+  const Dictionary* dictionary = value.dictionary();
+  if ((list || dictionary) && depth == kMaximumDepth) return kTooDeep;
+  if (list) return write(out, *list, depth + 1);
+  if (dictionary) return write(out, *dictionary, depth + 1);
+  if (const std::string* text = value.text()) return write(out, *text);
+  if (const auto number = value.real()) {
+    if (!std::isfinite(*number)) return "JSON has no infinity and no NaN.";
+    out += json(*number).dump();
+  } else if (const auto integer = value.integer()) {
+    out += std::to_string(*integer);
+  } else if (const auto boolean = value.boolean()) {
+    out += *boolean ? "true" : "false";
+  } else if (value.isNull()) {
+    out += "null";
+  } else {
+    return "JSON has no absent values, dates and bytes.";
   }
-
-  const char* write(const Dictionary& dictionary, std::size_t depth) {
-    if (depth == kMaximumDepth) return kTooDeep;
-    char before = '{';
-    for (const auto& [key, value] : dictionary) {
-      text_ += std::exchange(before, ',');
-      if (const char* failure = write(key)) return failure;
-      text_ += ':';
-      if (const char* failure = write(value, depth + 1)) return failure;
-    }
-    text_ += dictionary.empty() ? "{}" : "}";
-    return nullptr;
-  }
-
-  std::string text_;
-};
+  return nullptr;
+}
 
 }  // namespace
 
@@ -192,11 +187,11 @@ JsonReading readJson(std::string_view text) {
 }
 
 JsonWriting writeJson(const Value& value) {
-  Writer writer;
-  if (const char* failure = writer.write(value, 0)) {
+  std::string text;
+  if (const char* failure = write(text, value, 0)) {
     return {"", jsonError(kWritingFailed, "The value cannot be written as JSON.", failure)};
   }
-  return {writer.takeText(), std::nullopt};
+  return {std::move(text), std::nullopt};
 }
 
 Dictionary readJsonObject(std::string_view text) {

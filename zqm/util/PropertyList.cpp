@@ -19,14 +19,8 @@ constexpr int kMaximumDepth = 512;
 // 2001-01-01T00:00:00Z, the epoch of property lists.
 constexpr Date kEpoch{std::chrono::seconds(978307200)};
 
-struct NodeDeleter {
-  void operator()(plist_t node) const { plist_free(node); }
-};
-using Node = std::unique_ptr<void, NodeDeleter>;
-
-struct Free {
-  void operator()(void* memory) const { std::free(memory); }
-};
+using Node = std::unique_ptr<void, decltype([](plist_t node) { plist_free(node); })>;
+using Free = decltype([](void* memory) { std::free(memory); });
 
 Date readDate(plist_t node) {
   std::int32_t whole = 0;

@@ -20,8 +20,6 @@ class OpenSslScope {
  public:
   OpenSslScope();
   ~OpenSslScope();
-  OpenSslScope(const OpenSslScope&) = delete;
-  OpenSslScope& operator=(const OpenSslScope&) = delete;
 
   // False if OpenSSL must not be called any more.
   explicit operator bool() const { return static_cast<bool>(gate_); }
