@@ -7,13 +7,13 @@
 namespace zqm {
 
 List ZQMQueueModel::dataToArray() const {
-  const Value list = field::inDictionary(data);
+  const Value list = field::write<field::DictionaryForm>(data);
   return list.list() ? *list.list() : List();
 }
 
 ZQMQueueItems ZQMQueueModel::arrayToData(const List& dictionaries) {
   std::optional<ZQMQueueItems> items;
-  field::fromDictionary(dictionaries, items);
+  field::read<field::DictionaryForm>(dictionaries, items);
   return items.value_or(ZQMQueueItems());
 }
 
