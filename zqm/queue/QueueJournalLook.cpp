@@ -2,7 +2,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "zqm/queue/QueueDraft.h"
+#include "zqm/core/settings/Resources.h"
+#include "zqm/queue/QueueJournal.h"
 #include "zqm/util/Encoding.h"
 
 namespace zqm {
@@ -16,12 +17,6 @@ bool isWorthAdopting(const JournalContent& content) {
 }
 
 }  // namespace
-
-struct QueueJournal::Found {
-  std::string path;
-  std::unique_ptr<JournalFile> file;
-  JournalContent content;
-};
 
 // Skips a file whose items another one has adopted: the adopter was killed before it removed it.
 void QueueJournal::load(const std::string& directory) {
@@ -46,7 +41,7 @@ void QueueJournal::load(const std::string& directory) {
 std::vector<std::string> QueueJournal::look() {
   const MutexLock one(looking_);
   std::vector<std::string> reports;
-  const auto directory = queueDirectory();
+  const auto directory = groupContainer();
   std::shared_ptr<void> turn;
   if (!directory || !takeTurn(*directory, turn)) return reports;
   std::set<std::uint64_t> adopted;
@@ -134,7 +129,8 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
   return found;
 }
 
-// Copies nothing: otherwise a chain of short-lived processes would write the queue again and again.
+// Makes a found file this process's own, if that has none. Copies nothing: otherwise a chain of
+// short-lived processes would write the queue again and again.
 bool QueueJournal::takeOver(Found& found, const std::string& directory) {
   const MutexLock one(compacting_);
   const MutexLock lock(mutex_);
@@ -142,7 +138,18 @@ bool QueueJournal::takeOver(Found& found, const std::string& directory) {
   if (!isFree || found.content.state != JournalContent::State::sound) return false;
   const std::string first = firstQueueFile(directory);
   if (found.path != first) found.file->takeName(first);
-  hold(std::move(found.file), std::move(found.content));
+  JournalContent& content = found.content;
+  Draft draft;
+  draft.back = std::move(content.items);
+  draft.adopted = std::move(content.adopted);
+  draft.id = content.file;
+  draft.size = content.size;
+  draft.file = std::move(found.file);
+  prepare(draft);
+  // Cuts off what a power loss left behind the valid frames.
+  mustCompact_ = content.hasRest && !draft.file->cut(content.size);
+  lastKey_ = std::max(lastKey_, content.lastKey);
+  install(draft);
   return true;
 }
 
