@@ -60,7 +60,7 @@ class QueueJournal {
 
   // Takes over or adopts the files of processes that have ended. Returns the messages to report.
   // Waits for the disk, but not for another process.
-  std::vector<std::string> look() ZQM_EXCLUDES(mutex_);
+  std::vector<std::string> recover() ZQM_EXCLUDES(mutex_);
 
   // For the store. They use this process's file or, if it has none, the one with the first name.
   bool saveFile(const ZQMQueueItems& items) ZQM_EXCLUDES(mutex_);
@@ -133,24 +133,24 @@ class QueueJournal {
   void prepare(Draft& draft) ZQM_REQUIRES(mutex_);
   void install(Draft& draft) noexcept ZQM_REQUIRES(mutex_);
 
-  // QueueJournalLook.cpp: the files of processes that have ended.
-  void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, compacting_);
-  bool takeTurn(const std::string& directory, std::shared_ptr<void>& token) ZQM_REQUIRES(looking_)
-      ZQM_EXCLUDES(mutex_);
+  // QueueJournalRecovery.cpp: the files of processes that have ended.
+  void load(const std::string& directory) ZQM_EXCLUDES(recovering_, mutex_, compacting_);
+  bool beginRecovery(const std::string& directory, std::shared_ptr<void>& token)
+      ZQM_REQUIRES(recovering_) ZQM_EXCLUDES(mutex_);
   JournalContent readHead(const std::string& path) const;
   std::vector<std::string> queueFiles(const std::string& directory);
   std::vector<Found> findFiles(const std::string& directory, std::set<std::uint64_t>& adopted,
-                               std::vector<std::string>& reports) ZQM_REQUIRES(looking_);
+                               std::vector<std::string>& reports) ZQM_REQUIRES(recovering_);
   bool takeOver(Found& found, const std::string& directory) ZQM_EXCLUDES(mutex_, compacting_);
   bool adopt(const std::vector<Found*>& found) ZQM_EXCLUDES(mutex_, compacting_);
-  bool putAway(const std::vector<Found*>& files, std::vector<std::string>& reports);
+  bool removeOrQuarantine(const std::vector<Found*>& files, std::vector<std::string>& reports);
 
   const Platform& platform_ = platform();
   Process& process_ = Process::current();
 
-  // In lock order: held during a look, during a compaction or take-over, and during a change.
-  Mutex looking_;
-  std::set<std::string> reported_ ZQM_GUARDED_BY(looking_);
+  // In lock order: held during a recovery, during a compaction or take-over, and during a change.
+  Mutex recovering_;
+  std::set<std::string> reported_ ZQM_GUARDED_BY(recovering_);
   Mutex compacting_;
   Mutex mutex_;
   std::deque<JournalItem> items_ ZQM_GUARDED_BY(mutex_);

@@ -171,7 +171,7 @@ bool ZQMQueueRule::replaceQueue(const ZQMQueueModel& queue) {
 void ZQMQueueRule::adoptQueues() {
   guarded(
       [this] {
-        for (const std::string& each : journal_.look()) {
+        for (const std::string& each : journal_.recover()) {
           report(Exception(kInternalInconsistencyException, each));
         }
       },
