@@ -44,10 +44,6 @@ std::optional<std::size_t> lengthAt(std::string_view file, std::size_t at) {
   return isSound ? std::optional<std::size_t>(numberAt<std::uint32_t>(file, at + 4)) : std::nullopt;
 }
 
-bool isZero(std::string_view bytes) {
-  return std::ranges::all_of(bytes, [](char byte) { return byte == 0; });
-}
-
 // Returns whether a page of the frame from `begin` to `end` was never written: all zeros up to the
 // end of the page or of the file.
 bool hasZeroPage(std::string_view file, std::size_t begin, std::size_t end) {
@@ -65,6 +61,10 @@ void putHead(char* head, std::uint32_t length, std::uint64_t id) {
 }
 
 }  // namespace
+
+bool isZero(std::string_view bytes) {
+  return std::ranges::all_of(bytes, [](char byte) { return byte == 0; });
+}
 
 std::uint64_t makeFileId() {
   std::random_device random;

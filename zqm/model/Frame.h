@@ -22,6 +22,9 @@ struct Frame {
   std::size_t size() const { return kFrameHead + payload.size(); }
 };
 
+// Returns whether there are only zeros, as in pages that a power loss left unwritten, or nothing.
+bool isZero(std::string_view bytes);
+
 // Returns a random 63-bit id for a new file.
 std::uint64_t makeFileId();
 

@@ -25,123 +25,102 @@ concept RecordSequence = requires(S& sequence, std::shared_ptr<const typename S:
 template <class R>
 concept NestedRecord = std::derived_from<R, ZQMObjectModel>;
 
-// The conversions of each field type to and from a dictionary's value. A missing or unsuitable
-// value resets the field. A nested record that may be absent is a std::optional.
 namespace field {
 
-inline Value inDictionary(const Text& text) { return text; }
-inline Value inDictionary(std::int32_t number) { return number; }
-inline Value inDictionary(bool flag) { return flag ? "true" : "false"; }
-inline Value inDictionary(const std::optional<Date>& date) {
-  return date ? Value(toString(*date)) : Value();
+// A form of records: how it represents flags, dates and nested records. Texts and numbers stay as
+// they are.
+//
+// The form of `toDictionary`, for JSON and the store.
+struct DictionaryForm {
+  static Value from(const auto& member) { return member; }
+  static Value from(bool flag) { return flag ? "true" : "false"; }
+  static Value from(const std::optional<Date>& date) {
+    return date ? Value(toString(*date)) : Value();
+  }
+  static Value from(const NestedRecord auto& record) { return record.toDictionary(); }
+
+  static bool flagIn(const Value& value) { return parseToBool(value); }
+  static std::optional<Date> dateIn(const Value& value) {
+    return value.text() ? parse(*value.text()) : std::nullopt;
+  }
+  template <class R>
+  static R recordIn(const Value& dictionary) {
+    return *R::initWithDictionary(dictionary);
+  }
+};
+
+// The form of a Coder's entries.
+struct CoderForm {
+  static Value from(const auto& member) { return member; }
+  static Value from(const NestedRecord auto& record) {
+    Coder coder;
+    record.encodeWithCoder(coder);
+    return coder.entries();
+  }
+
+  static bool flagIn(const Value& value) { return value.boolean().value_or(false); }
+  static std::optional<Date> dateIn(const Value& value) { return value.date(); }
+  template <class R>
+  static R recordIn(const Value& dictionary) {
+    return R::initWithCoder(Coder(*dictionary.dictionary()));
+  }
+};
+
+// Returns a field in a form; an absent nested record or sequence as an absent value.
+template <class Form>
+Value write(const auto& member) {
+  return Form::from(member);
 }
-inline Value inDictionary(const ZQMObjectModel& record) { return record.toDictionary(); }
-template <NestedRecord R>
-Value inDictionary(const std::optional<R>& record) {
-  return record ? Value(record->toDictionary()) : Value();
+template <class Form, NestedRecord R>
+Value write(const std::optional<R>& record) {
+  return record ? Form::from(*record) : Value();
 }
-template <RecordSequence S>
-Value inDictionary(const std::optional<S>& sequence) {
+template <class Form, RecordSequence S>
+Value write(const std::optional<S>& sequence) {
   if (!sequence) return {};
   List list;
-  sequence->forEach([&](const auto& record) { list.emplace_back(record.toDictionary()); });
+  sequence->forEach([&](const auto& record) { list.push_back(Form::from(record)); });
   return list;
 }
 
-inline void fromDictionary(const Value& value, Text& text) { text = value; }
-inline void fromDictionary(const Value& value, std::int32_t& number) { number = value.intValue(); }
-inline void fromDictionary(const Value& value, bool& flag) { flag = parseToBool(value); }
-inline void fromDictionary(const Value& value, std::optional<Date>& date) {
-  date = value.text() ? parse(*value.text()) : std::nullopt;
+// Reads a field. A missing or unsuitable value resets it.
+template <class Form>
+void read(const Value& value, Text& text) {
+  text = value;
 }
-template <NestedRecord R>
-void fromDictionary(const Value& value, R& record) {
+template <class Form>
+void read(const Value& value, std::int32_t& number) {
+  number = value.intValue();
+}
+template <class Form>
+void read(const Value& value, bool& flag) {
+  flag = Form::flagIn(value);
+}
+template <class Form>
+void read(const Value& value, std::optional<Date>& date) {
+  date = Form::dateIn(value);
+}
+template <class Form, NestedRecord R>
+void read(const Value& value, R& record) {
   // Not R(), which would have its defaults.
   const Value blank = Dictionary();
-  record = *R::initWithDictionary(value.dictionary() ? value : blank);
+  record = Form::template recordIn<R>(value.dictionary() ? value : blank);
 }
-template <NestedRecord R>
-void fromDictionary(const Value& value, std::optional<R>& record) {
-  record = value.dictionary() ? R::initWithDictionary(value) : std::nullopt;
+template <class Form, NestedRecord R>
+void read(const Value& value, std::optional<R>& record) {
+  record.reset();
+  if (value.dictionary()) record = Form::template recordIn<R>(value);
 }
 // Elements that are not dictionaries are skipped.
-template <RecordSequence S>
-void fromDictionary(const Value& value, std::optional<S>& sequence) {
+template <class Form, RecordSequence S>
+void read(const Value& value, std::optional<S>& sequence) {
+  using R = typename S::Record;
   sequence.reset();
   if (!value.list()) return;
   sequence.emplace();
   for (const Value& element : *value.list()) {
-    auto record = S::Record::initWithDictionary(element);
-    if (record) sequence->append(std::make_shared<const typename S::Record>(*std::move(record)));
-  }
-}
-
-inline void encode(Coder& coder, std::string_view key, const Text& text) {
-  coder.encodeObject(key, text);
-}
-inline void encode(Coder& coder, std::string_view key, std::int32_t number) {
-  coder.encodeInt(key, number);
-}
-inline void encode(Coder& coder, std::string_view key, bool flag) { coder.encodeBool(key, flag); }
-inline void encode(Coder& coder, std::string_view key, const std::optional<Date>& date) {
-  coder.encodeObject(key, date);
-}
-template <NestedRecord R>
-void encode(Coder& coder, std::string_view key, const R& record) {
-  Coder nested;
-  record.encodeWithCoder(nested);
-  coder.encodeObject(key, nested.entries());
-}
-template <NestedRecord R>
-void encode(Coder& coder, std::string_view key, const std::optional<R>& record) {
-  if (record) encode(coder, key, *record);
-}
-template <RecordSequence S>
-void encode(Coder& coder, std::string_view key, const std::optional<S>& sequence) {
-  if (!sequence) return;
-  List list;
-  sequence->forEach([&](const auto& record) {
-    Coder nested;
-    record.encodeWithCoder(nested);
-    list.emplace_back(nested.entries());
-  });
-  coder.encodeObject(key, std::move(list));
-}
-
-inline void decode(const Coder& coder, std::string_view key, Text& text) {
-  text = coder.decodeObject(key);
-}
-inline void decode(const Coder& coder, std::string_view key, std::int32_t& number) {
-  number = coder.decodeInt(key);
-}
-inline void decode(const Coder& coder, std::string_view key, bool& flag) {
-  flag = coder.decodeBool(key);
-}
-inline void decode(const Coder& coder, std::string_view key, std::optional<Date>& date) {
-  date = coder.decodeObject(key).date();
-}
-template <NestedRecord R>
-void decode(const Coder& coder, std::string_view key, R& record) {
-  const Value object = coder.decodeObject(key);
-  const Dictionary* nested = object.dictionary();
-  record = R::initWithCoder(Coder(nested ? *nested : Dictionary()));
-}
-template <NestedRecord R>
-void decode(const Coder& coder, std::string_view key, std::optional<R>& record) {
-  record.reset();
-  if (!coder.decodeObject(key).dictionary()) return;
-  decode(coder, key, record.emplace());
-}
-template <RecordSequence S>
-void decode(const Coder& coder, std::string_view key, std::optional<S>& sequence) {
-  const Value object = coder.decodeObject(key);
-  sequence.reset();
-  if (!object.list()) return;
-  sequence.emplace();
-  for (const Value& element : *object.list()) {
     if (!element.dictionary()) continue;
-    sequence->append(std::make_shared<const typename S::Record>(
-        S::Record::initWithCoder(Coder(*element.dictionary()))));
+    sequence->append(std::make_shared<const R>(Form::template recordIn<R>(element)));
   }
 }
 
@@ -217,7 +196,7 @@ class Record : public ZQMObjectModel {
   Dictionary toDictionary() const override {
     Dictionary dictionary;
     fields(static_cast<const R&>(*this), [&](std::string_view key, const auto& member) {
-      dictionary.set(key, field::inDictionary(member));
+      dictionary.set(key, field::write<field::DictionaryForm>(member));
     });
     return dictionary;
   }
@@ -230,19 +209,22 @@ class Record : public ZQMObjectModel {
     const Dictionary& entries = dictionary.dictionary() ? *dictionary.dictionary() : none;
     R record;
     fields(record, [&](std::string_view key, auto& member) {
-      field::fromDictionary(entries[key], member);
+      field::read<field::DictionaryForm>(entries[key], member);
     });
     return record;
   }
 
   void encodeWithCoder(Coder& coder) const {
-    fields(static_cast<const R&>(*this),
-           [&](std::string_view key, const auto& member) { field::encode(coder, key, member); });
+    fields(static_cast<const R&>(*this), [&](std::string_view key, const auto& member) {
+      coder.encodeObject(key, field::write<field::CoderForm>(member));
+    });
   }
 
   static R initWithCoder(const Coder& coder) {
     R record;
-    fields(record, [&](std::string_view key, auto& member) { field::decode(coder, key, member); });
+    fields(record, [&](std::string_view key, auto& member) {
+      field::read<field::CoderForm>(coder.entries()[key], member);
+    });
     return record;
   }
 

@@ -46,8 +46,4 @@ std::optional<Value> readRecordFile(const Bytes& file) {
   return value && isStorable(*value) ? std::move(value) : std::nullopt;
 }
 
-bool isUnwrittenFile(const Bytes& file) {
-  return std::ranges::all_of(file, [](std::uint8_t byte) { return byte == 0; });
-}
-
 }  // namespace zqm

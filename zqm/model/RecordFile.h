@@ -14,7 +14,4 @@ ZQM_EXPORT std::optional<Bytes> writeRecordFile(const Value& value);
 // Returns std::nullopt if the file is damaged.
 ZQM_EXPORT std::optional<Value> readRecordFile(const Bytes& file);
 
-// Returns whether a power loss prevented the first write: the file is empty or all zeros.
-bool isUnwrittenFile(const Bytes& file);
-
 }  // namespace zqm

@@ -2,10 +2,9 @@
 #include "zqm/model/ZQMDatabase.h"
 
 #include "zqm/base/Exception.h"
-#include "zqm/base/Mutex.h"
 #include "zqm/core/settings/Resources.h"
+#include "zqm/model/Frame.h"
 #include "zqm/model/RecordFile.h"
-#include "zqm/platform/Process.h"
 #include "zqm/util/Encoding.h"
 
 namespace zqm {
@@ -13,7 +12,12 @@ namespace {
 
 PerProcess<RecursiveMutex> lock;
 
-std::string fileName(std::string_view className) { return std::string(className) + ".plist"; }
+// Returns the file's new name.
+std::optional<std::string> quarantine(const std::string& path) {
+  const std::string kept = path + "-damaged-" + makeUuid();
+  if (!platform().files->move(path, kept)) return std::nullopt;
+  return kept.substr(kept.rfind('/') + 1);
+}
 
 }  // namespace
 
@@ -22,7 +26,7 @@ RecursiveMutex& storeLock() { return *lock; }
 std::optional<std::string> ZQMDatabase::pathOf(std::string_view className) {
   const auto container = groupContainer();
   if (!container) return std::nullopt;
-  return *container + "/" + fileName(className);
+  return *container + "/" + std::string(className) + ".plist";
 }
 
 Saved ZQMDatabase::saveFile(std::string_view className, const Value& value) {
@@ -30,7 +34,7 @@ Saved ZQMDatabase::saveFile(std::string_view className, const Value& value) {
   const auto content = writeRecordFile(value);
   if (!content || !path) return {};
   Saved saved;
-  if (read(*path).state == FileState::damaged) {
+  if (read(path).state == FileState::damaged) {
     saved.keptAs = quarantine(*path);
     if (!saved.keptAs) return saved;
   }
@@ -38,8 +42,12 @@ Saved ZQMDatabase::saveFile(std::string_view className, const Value& value) {
   return saved;
 }
 
-ZQMDatabase::Reading ZQMDatabase::read(const std::string& path) {
-  FileContent found = platform().files->contentOf(path);
+ZQMDatabase::Reading ZQMDatabase::read(const std::optional<std::string>& path) {
+  // The host's package names the container: while it cannot be read, a record may exist.
+  if (!path) {
+    return {platform().packages->mainPackage() ? FileState::noPlace : FileState::unreadable};
+  }
+  const FileContent found = platform().files->contentOf(*path);
   switch (found.state) {
     case FileContent::none:
       return {FileState::none};
@@ -50,27 +58,16 @@ ZQMDatabase::Reading ZQMDatabase::read(const std::string& path) {
     case FileContent::whole:
       break;
   }
-  if (isUnwrittenFile(found.bytes)) return {FileState::none};
+  // After a power loss during the first write.
+  if (isZero(asText(found.bytes))) return {FileState::none};
   auto root = readRecordFile(found.bytes);
   if (!root) return {FileState::damaged};
   return {FileState::sound, *std::move(root)};
 }
 
-// The host's package names the container: while it cannot be read, a record may exist.
-FileState ZQMDatabase::stateWithoutPlace() {
-  return platform().packages->mainPackage() ? FileState::noPlace : FileState::unreadable;
-}
-
 void ZQMDatabase::removeFile(std::string_view className) {
   const auto path = pathOf(className);
   if (path && platform().files->exists(*path)) platform().files->remove(*path);
-}
-
-// Returns the file's new name.
-std::optional<std::string> ZQMDatabase::quarantine(const std::string& path) {
-  const std::string kept = path + "-damaged-" + makeUuid();
-  if (!platform().files->move(path, kept)) return std::nullopt;
-  return kept.substr(kept.rfind('/') + 1);
 }
 
 void ZQMDatabase::saveToDocuments(const Value& value, std::string_view name) {
@@ -80,7 +77,7 @@ void ZQMDatabase::saveToDocuments(const Value& value, std::string_view name) {
   platform().files->writeAtomically(*documents + "/" + std::string(name), *content);
 }
 
-Value ZQMDatabase::requireNoElements(const Value& plain) {
+const Value& ZQMDatabase::requireNoElements(const Value& plain) {
   if (plain.list() && !plain.list()->empty()) {
     throw Exception(kInvalidArgumentException, "toDictionary: not understood by a list's element");
   }

@@ -100,8 +100,7 @@ class ZQM_EXPORT ZQMDatabase {
       auto record = Type::File::read();
       return record ? Stored<Type>(*std::move(record)) : std::monostate();
     } else {
-      const auto path = pathOf(Type::kClassName);
-      return path ? storedIn<Type>(read(*path)) : std::monostate();
+      return storedIn<Type>(read(pathOf(Type::kClassName)));
     }
   }
 
@@ -116,9 +115,7 @@ class ZQM_EXPORT ZQMDatabase {
   template <class Type>
   requires(!BringsFile<Type>) static Found<Type> findRecord() {
     const RecursiveMutexLock lock(storeLock());
-    const auto path = pathOf(Type::kClassName);
-    if (!path) return {stateWithoutPlace(), std::nullopt};
-    const Reading reading = read(*path);
+    const Reading reading = read(pathOf(Type::kClassName));
     auto record = oneOf(storedIn<Type>(reading));
     const bool isOther = reading.state == FileState::sound && !record;
     return {isOther ? FileState::none : reading.state, std::move(record)};
@@ -154,14 +151,11 @@ class ZQM_EXPORT ZQMDatabase {
     }
   }
   static Saved saveFile(std::string_view className, const Value& value);
-  static Reading read(const std::string& path);
-  static FileState stateWithoutPlace();
-  static void removeFile(std::string_view className);
-  static std::optional<std::string> quarantine(const std::string& path);
-  static Value requireNoElements(const Value& plain);
-
   // Returns std::nullopt if there is no container.
   static std::optional<std::string> pathOf(std::string_view className);
+  static Reading read(const std::optional<std::string>& path);
+  static void removeFile(std::string_view className);
+  static const Value& requireNoElements(const Value& plain);
 
   template <class Type>
   static Stored<Type> storedIn(const Reading& reading) {

@@ -6,16 +6,6 @@
 #include "zqm/util/Json.h"
 
 namespace zqm {
-namespace {
-
-std::optional<Bytes> jsonBytes(const Value& value) {
-  const JsonWriting json = writeJson(value);
-  if (!json.error) return toBytes(json.text);
-  ZQMLogHandler::logError(*json.error, kCoreModule, 4);
-  return std::nullopt;
-}
-
-}  // namespace
 
 ZQMObjectModel::~ZQMObjectModel() = default;
 
@@ -33,8 +23,11 @@ std::string ZQMObjectModel::toStringJson() const {
   return json.error ? "" : json.text;
 }
 
-std::optional<Bytes> toData(const Dictionary& dictionary) { return jsonBytes(dictionary); }
-
-std::optional<Bytes> toData(const List& list) { return jsonBytes(list); }
+std::optional<Bytes> toData(const Value& content) {
+  const JsonWriting json = writeJson(content);
+  if (!json.error) return toBytes(json.text);
+  ZQMLogHandler::logError(*json.error, kCoreModule, 4);
+  return std::nullopt;
+}
 
 }  // namespace zqm

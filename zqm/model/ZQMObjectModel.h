@@ -28,8 +28,8 @@ class ZQM_EXPORT ZQMObjectModel {
   ZQMObjectModel& operator=(const ZQMObjectModel&) = default;
 };
 
-// Returns compact JSON. If JSON cannot represent a value, reports that and returns std::nullopt.
-ZQM_EXPORT std::optional<Bytes> toData(const Dictionary& dictionary);
-ZQM_EXPORT std::optional<Bytes> toData(const List& list);
+// Returns compact JSON of a dictionary or list. If JSON cannot represent a value in it, reports
+// that and returns std::nullopt.
+ZQM_EXPORT std::optional<Bytes> toData(const Value& content);
 
 }  // namespace zqm

@@ -19,11 +19,6 @@ PerProcess<QueueJournal> shared;
 constexpr std::string_view kClassName = "ZQMQueueModel";
 constexpr std::string_view kSuffix = ".plist";
 
-std::string copyPath(const Platform& platform) {
-  const auto documents = platform.directories->documents();
-  return documents ? firstQueueFile(*documents) : "";
-}
-
 std::size_t sizeOf(const Text& text) { return text.text() ? text.text()->size() : 0; }
 
 }  // namespace
@@ -38,8 +33,6 @@ std::size_t bytesOf(const ZQMQueueDataModel& item) {
   return body + sizeOf(item.url) + sizeOf(item.method);
 }
 
-std::optional<std::string> queueDirectory() { return groupContainer(); }
-
 std::string firstQueueFile(const std::string& directory) {
   return directory + "/" + std::string(kClassName).append(kSuffix);
 }
@@ -53,12 +46,8 @@ bool isQueueFileName(std::string_view name) {
 QueueJournal& QueueJournal::sharedInstance() { return *shared; }
 
 QueueJournal::QueueJournal() {
-  {
-    const MutexLock lock(mutex_);
-    generation_ = platform_.journals->generation();
-  }
   guarded([this] {
-    if (const auto directory = queueDirectory()) load(*directory);
+    if (const auto directory = groupContainer()) load(*directory);
   });
 }
 
@@ -83,31 +72,6 @@ void QueueJournal::attach() {
   loaded_ = items_.size();
 }
 
-void QueueJournal::hold(std::unique_ptr<JournalFile> file, JournalContent content) {
-  std::deque<JournalItem> items;
-  std::uint64_t live = 0;
-  std::size_t bytes = 0;
-  for (JournalItem& each : content.items) {
-    live += each.size;
-    bytes += bytesOf(*each.item);
-    items.push_back(std::move(each));
-  }
-  std::shared_ptr<JournalFile> held = std::move(file);
-  // Nothing throws from here on, so the file is taken completely or not at all.
-  loaded_ += items.size();
-  items_.swap(items);
-  live_ = live;
-  bytes_ = bytes;
-  ++version_;
-  lastKey_ = std::max(lastKey_, content.lastKey);
-  // Cuts off what a power loss left behind the valid frames.
-  mustCompact_ = content.hasRest && !held->cut(content.size);
-  file_.swap(held);
-  id_ = content.file;
-  size_ = content.size;
-  adopted_.swap(content.adopted);
-}
-
 // The parent delivers its own items, and its file is not the child's.
 void QueueJournal::resetInChild() {
   const std::uint64_t generation = platform_.journals->generation();
@@ -120,8 +84,8 @@ void QueueJournal::resetInChild() {
   adopted_.clear();
   unremoved_.clear();
   missing_.clear();
-  since_.clear();
-  mayRepeat_ = isReleased_ = mustCompact_ = isRecording_ = isRunning_ = isWaiting_ = false;
+  since_.reset();
+  mayRepeat_ = isReleased_ = mustCompact_ = isRunning_ = isWaiting_ = false;
   copyIsName_ = copyIsDue_ = isUnsynced_ = nameIsUnsynced_ = false;
   syncAt_.reset();
 }
@@ -159,14 +123,14 @@ std::size_t QueueJournal::remove(const Item& item) {
     const std::size_t bytes = bytesOf(*item);
     live_ -= size;
     bytes_ -= keys.size() * bytes;
-    keys.size() == 1 ? static_cast<void>(items_.erase(first))
-                     : static_cast<void>(std::erase_if(items_, isMeant));
+    if (keys.size() == 1) items_.erase(first);
+    if (keys.size() > 1) std::erase_if(items_, isMeant);
   }
   finishChange(std::move(frames));
   return keys.size();
 }
 
-void QueueJournal::replace(const std::vector<Item>& items) {
+void QueueJournal::replace(const ZQMQueueItems& items) {
   resetInChild();
   std::deque<JournalItem> next;
   std::unordered_set<const void*> seen;
@@ -200,13 +164,16 @@ void QueueJournal::finishChange(std::string frames) noexcept {
   ++version_;
   const bool wasUrgent = isIncomplete() || isLarge();
   const bool isReplacement = isReleased_;
-  lostRecord_ |= isReplacement;
+  if (isReplacement) since_.reset();
   const bool isWritten = guarded([&] {
     mutex_.assumeHeld();
     write(isReplacement ? replacementBy(items_, live_) : frames);
   });
   isReleased_ = false;
-  if (!isWritten) lostRecord_ = mustCompact_ = true;
+  if (!isWritten) {
+    since_.reset();
+    mustCompact_ = true;
+  }
   guarded([&] {
     mutex_.assumeHeld();
     wake(!wasUrgent && (isIncomplete() || isLarge()));
@@ -229,7 +196,7 @@ std::string QueueJournal::replacementBy(std::deque<JournalItem>& next, std::uint
 
 void QueueJournal::write(const std::string& frames) {
   if (frames.empty()) return;
-  if (isRecording_) since_.append(frames);
+  if (since_) since_->append(frames);
   if (!mustCompact_ && !file_) {
     create();
   } else if (!mustCompact_ && !missing_.empty()) {
@@ -245,10 +212,12 @@ void QueueJournal::write(const std::string& frames) {
   isUnsynced_ = file_ != nullptr;
 }
 
+// `frames` may be the missing ones.
 void QueueJournal::append(const std::string& frames) {
   switch (file_->append(frames)) {
     case JournalFile::Append::done:
       size_ += frames.size();
+      missing_ = {};
       break;
     case JournalFile::Append::failed:
       missing_ = frames;
@@ -262,25 +231,27 @@ void QueueJournal::append(const std::string& frames) {
 // Writes all items before others can see the file. Without a container, the next change tries
 // again.
 void QueueJournal::create() {
-  const auto directory = queueDirectory();
-  mustCompact_ = directory && !createIn(*directory);
-}
-
-bool QueueJournal::createIn(const std::string& directory) {
+  const auto directory = groupContainer();
+  mustCompact_ = directory.has_value();
+  if (!directory) return;
   // Nothing may throw once the file has its name.
-  std::shared_ptr<JournalFile> file = platform_.journals->create(directory, hasLocks_);
-  if (!file) return false;
+  std::shared_ptr<JournalFile> file = platform_.journals->create(*directory, hasLocks_);
+  if (!file) return;
   const std::uint64_t id = makeFileId();
-  std::string frames;
-  putBegin(frames, id, {});
-  for (JournalItem& each : items_) putItem(frames, id, End::tail, each);
-  if (file->append(frames) != JournalFile::Append::done) return false;
-  if (!takeName(*file, directory)) return false;
+  const std::string frames = newFile(id, items_);
+  if (file->append(frames) != JournalFile::Append::done || !takeName(*file, *directory)) return;
   file_.swap(file);
   id_ = id;
   size_ = frames.size();
   nameIsUnsynced_ = true;
-  return true;
+  mustCompact_ = false;
+}
+
+std::string QueueJournal::newFile(std::uint64_t id, std::deque<JournalItem>& items) {
+  std::string frames;
+  putBegin(frames, id, {});
+  for (JournalItem& each : items) putItem(frames, id, End::tail, each);
+  return frames;
 }
 
 // Without locks no process looks for other names.
@@ -296,11 +267,11 @@ bool QueueJournal::takeName(JournalFile& file, const std::string& directory) {
 
 // If the copy is on another file system, the thread writes it.
 void QueueJournal::addCopy() {
-  const std::string path = copyPath(platform_);
-  copyIsName_ = !path.empty() && file_->addName(path);
+  const auto documents = platform_.directories->documents();
+  copyIsName_ = documents && file_->addName(firstQueueFile(*documents));
 }
 
-bool QueueJournal::saveFile(const std::vector<Item>& items) {
+bool QueueJournal::saveFile(const ZQMQueueItems& items) {
   const MutexLock lock(mutex_);
   if (!isAttached_) {
     replace(items);
@@ -313,34 +284,34 @@ bool QueueJournal::saveFile(const std::vector<Item>& items) {
   std::deque<JournalItem> made;
   for (const Item& each : items) made.push_back({each, ++lastKey_, 0});
   std::uint64_t size = 0;
-  lostRecord_ = true;
+  since_.reset();
   write(replacementBy(made, size));
   wake(true);
   return !isIncomplete();
 }
 
-std::optional<std::vector<QueueJournal::Item>> QueueJournal::readFile() {
+std::optional<ZQMQueueItems> QueueJournal::readFile() {
   std::optional<Bytes> bytes;
   {
     const MutexLock lock(mutex_);
     if (file_) bytes = file_->read();
   }
-  const auto directory = queueDirectory();
+  const auto directory = groupContainer();
   if (!bytes && directory) bytes = platform_.files->read(firstQueueFile(*directory));
   if (!bytes) return std::nullopt;
   JournalContent content = readJournal(asText(*bytes));
   const bool isOurs = content.state == JournalContent::State::sound ||
                       (content.state == JournalContent::State::damaged && content.size > 0);
   if (!isOurs) return std::nullopt;
-  std::vector<Item> items;
-  for (JournalItem& each : content.items) items.push_back(std::move(each.item));
+  ZQMQueueItems items;
+  for (JournalItem& each : content.items) items.append(std::move(each.item));
   return items;
 }
 
 void QueueJournal::removeFile() {
   const MutexLock lock(mutex_);
   resetInChild();
-  const auto directory = queueDirectory();
+  const auto directory = groupContainer();
   if (file_) {
     file_->removeName();
     file_.reset();
@@ -350,7 +321,7 @@ void QueueJournal::removeFile() {
   }
   missing_.clear();
   mustCompact_ = copyIsName_ = false;
-  lostRecord_ = true;
+  since_.reset();
   if (!isAttached_) {
     items_.clear();
     live_ = bytes_ = 0;

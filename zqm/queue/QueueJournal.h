@@ -54,32 +54,60 @@ class QueueJournal {
   // Removes every occurrence of this object and returns their number.
   std::size_t remove(const Item& item) ZQM_REQUIRES(mutex_);
   // Replaces all items. An item may occur twice.
-  void replace(const std::vector<Item>& items) ZQM_REQUIRES(mutex_);
+  void replace(const ZQMQueueItems& items) ZQM_REQUIRES(mutex_);
   // Empties the memory. The file is unchanged until the next change, which replaces its items.
   void release() ZQM_REQUIRES(mutex_);
 
   // Takes over or adopts the files of processes that have ended. Returns the messages to report.
   // Waits for the disk, but not for another process.
-  std::vector<std::string> look() ZQM_EXCLUDES(mutex_);
+  std::vector<std::string> recover() ZQM_EXCLUDES(mutex_);
 
   // For the store. They use this process's file or, if it has none, the one with the first name.
-  bool saveFile(const std::vector<Item>& items) ZQM_EXCLUDES(mutex_);
-  std::optional<std::vector<Item>> readFile() ZQM_EXCLUDES(mutex_);
+  bool saveFile(const ZQMQueueItems& items) ZQM_EXCLUDES(mutex_);
+  std::optional<ZQMQueueItems> readFile() ZQM_EXCLUDES(mutex_);
   void removeFile() ZQM_EXCLUDES(mutex_);
 
  private:
   using Clock = std::chrono::steady_clock;
-  struct Found;
-  struct Draft;
+  // A file that no process owns.
+  struct Found {
+    std::string path;
+    std::unique_ptr<JournalFile> file;
+    JournalContent content;
+  };
+  // A file that becomes this process's own.
+  struct Draft {
+    // Appends frames to the file and clears them.
+    bool append(std::string& frames);
+
+    // Adopted items: prioritised ones go before the own items, ordinary ones behind them.
+    std::vector<JournalItem> front;
+    std::vector<JournalItem> own;
+    std::vector<JournalItem> back;
+    // The ids of the adopted files.
+    std::set<std::uint64_t> adopted;
+    // Without locks: the adopted file, which has the only name.
+    JournalFile* inPlaceOf = nullptr;
+
+    std::uint64_t id = 0;
+    // Own items with a larger key were added later.
+    std::uint64_t lastKey = 0;
+    std::shared_ptr<JournalFile> file;
+    std::uint64_t size = 0;
+
+    // All items, and what the adopted ones add to the journal's sizes.
+    std::deque<JournalItem> merged;
+    std::uint64_t live = 0;
+    std::size_t bytes = 0;
+  };
 
   // QueueJournal.cpp: changes and their frames.
-  void hold(std::unique_ptr<JournalFile> file, JournalContent content) ZQM_REQUIRES(mutex_);
   void resetInChild() ZQM_REQUIRES(mutex_);
   void finishChange(std::string frames) noexcept ZQM_REQUIRES(mutex_);
   void write(const std::string& frames) ZQM_REQUIRES(mutex_);
   void append(const std::string& frames) ZQM_REQUIRES(mutex_);
   void create() ZQM_REQUIRES(mutex_);
-  bool createIn(const std::string& directory) ZQM_REQUIRES(mutex_);
+  static std::string newFile(std::uint64_t id, std::deque<JournalItem>& items);
   bool takeName(JournalFile& file, const std::string& directory) ZQM_REQUIRES(mutex_);
   void addCopy() ZQM_REQUIRES(mutex_);
   std::string replacementBy(std::deque<JournalItem>& next, std::uint64_t& size)
@@ -100,27 +128,29 @@ class QueueJournal {
   bool compact(Draft draft) ZQM_EXCLUDES(mutex_, compacting_);
   bool compactAlone(Draft& draft) ZQM_REQUIRES(compacting_) ZQM_EXCLUDES(mutex_);
   bool begin(Draft& draft) ZQM_EXCLUDES(mutex_);
-  bool catchUp(Draft& draft) ZQM_EXCLUDES(mutex_);
-  bool swapIn(Draft& draft, const std::string& directory) ZQM_EXCLUDES(mutex_);
+  bool appendChanges(Draft& draft) ZQM_EXCLUDES(mutex_);
+  bool commit(Draft& draft, const std::string& directory) ZQM_EXCLUDES(mutex_);
+  void prepare(Draft& draft) ZQM_REQUIRES(mutex_);
+  void install(Draft& draft) noexcept ZQM_REQUIRES(mutex_);
 
-  // QueueJournalLook.cpp: the files of processes that have ended.
-  void load(const std::string& directory) ZQM_EXCLUDES(looking_, mutex_, compacting_);
-  bool takeTurn(const std::string& directory, std::shared_ptr<void>& token) ZQM_REQUIRES(looking_)
-      ZQM_EXCLUDES(mutex_);
+  // QueueJournalRecovery.cpp: the files of processes that have ended.
+  void load(const std::string& directory) ZQM_EXCLUDES(recovering_, mutex_, compacting_);
+  bool beginRecovery(const std::string& directory, std::shared_ptr<void>& token)
+      ZQM_REQUIRES(recovering_) ZQM_EXCLUDES(mutex_);
   JournalContent readHead(const std::string& path) const;
   std::vector<std::string> queueFiles(const std::string& directory);
   std::vector<Found> findFiles(const std::string& directory, std::set<std::uint64_t>& adopted,
-                               std::vector<std::string>& reports) ZQM_REQUIRES(looking_);
+                               std::vector<std::string>& reports) ZQM_REQUIRES(recovering_);
   bool takeOver(Found& found, const std::string& directory) ZQM_EXCLUDES(mutex_, compacting_);
   bool adopt(const std::vector<Found*>& found) ZQM_EXCLUDES(mutex_, compacting_);
-  bool putAway(const std::vector<Found*>& files, std::vector<std::string>& reports);
+  bool removeOrQuarantine(const std::vector<Found*>& files, std::vector<std::string>& reports);
 
   const Platform& platform_ = platform();
   Process& process_ = Process::current();
 
-  // In lock order: held during a look, during a compaction or take-over, and during a change.
-  Mutex looking_;
-  std::set<std::string> reported_ ZQM_GUARDED_BY(looking_);
+  // In lock order: held during a recovery, during a compaction or take-over, and during a change.
+  Mutex recovering_;
+  std::set<std::string> reported_ ZQM_GUARDED_BY(recovering_);
   Mutex compacting_;
   Mutex mutex_;
   std::deque<JournalItem> items_ ZQM_GUARDED_BY(mutex_);
@@ -144,15 +174,14 @@ class QueueJournal {
   // Those that could not be removed; kept locked, so that no other process takes them.
   std::vector<std::shared_ptr<JournalFile>> unremoved_ ZQM_GUARDED_BY(mutex_);
   std::atomic<bool> hasLocks_ = true;
-  std::uint64_t generation_ ZQM_GUARDED_BY(mutex_);
+  std::uint64_t generation_ ZQM_GUARDED_BY(mutex_) = platform_.journals->generation();
 
   // What the file lacks: frames, or all items if it needs a compaction.
   std::string missing_ ZQM_GUARDED_BY(mutex_);
   bool mustCompact_ ZQM_GUARDED_BY(mutex_) = false;
-  // During a compaction: the frames since its start, unless they could not be kept.
-  bool isRecording_ ZQM_GUARDED_BY(mutex_) = false;
-  bool lostRecord_ ZQM_GUARDED_BY(mutex_) = false;
-  std::string since_ ZQM_GUARDED_BY(mutex_);
+  // During a compaction: the frames since its start. Absent if there is none, or if the frames do
+  // not tell all changes, so that the compaction has to fail.
+  std::optional<std::string> since_ ZQM_GUARDED_BY(mutex_);
 
   bool isUnsynced_ ZQM_GUARDED_BY(mutex_) = false;
   bool nameIsUnsynced_ ZQM_GUARDED_BY(mutex_) = false;
@@ -176,8 +205,7 @@ class QueueJournal {
 // The size of an item's body, URL and method.
 std::size_t bytesOf(const ZQMQueueDataModel& item);
 
-// The directory of the queue's files (std::nullopt without a container), and their first name.
-std::optional<std::string> queueDirectory();
+// The first name of a queue's file in a directory, which is the group container.
 std::string firstQueueFile(const std::string& directory);
 bool isQueueFileName(std::string_view name);
 

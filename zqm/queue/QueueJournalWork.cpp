@@ -3,8 +3,9 @@
 
 #include "zqm/base/Exception.h"
 #include "zqm/base/System.h"
+#include "zqm/core/settings/Resources.h"
 #include "zqm/model/Frame.h"
-#include "zqm/queue/QueueDraft.h"
+#include "zqm/queue/QueueJournal.h"
 
 namespace zqm {
 namespace {
@@ -116,23 +117,11 @@ void QueueJournal::retry() {
 // Appends to the file, after cutting off the rest of what failed: there may be room for this but
 // not for a second file.
 bool QueueJournal::writeMissing() {
-  if (!file_->cut(size_)) {
-    mustCompact_ = true;
-    return false;
-  }
-  switch (file_->append(missing_)) {
-    case JournalFile::Append::done:
-      size_ += missing_.size();
-      missing_ = {};
-      isUnsynced_ = true;
-      return true;
-    case JournalFile::Append::failed:
-      return false;
-    case JournalFile::Append::lost:
-      mustCompact_ = true;
-      return false;
-  }
-  return false;
+  mustCompact_ = !file_->cut(size_);
+  if (!mustCompact_) append(missing_);
+  const bool isDone = !isIncomplete();
+  isUnsynced_ |= isDone;
+  return isDone;
 }
 
 // Not during a compaction: the new file would lack what is synced here.
@@ -147,7 +136,7 @@ void QueueJournal::sync() {
     file = file_;
     withName = std::exchange(nameIsUnsynced_, false);
   }
-  const auto directory = withName ? queueDirectory() : std::nullopt;
+  const auto directory = withName ? groupContainer() : std::nullopt;
   const bool hasName = !directory || platform_.journals->sync(*directory);
   const bool isSynced = !file || file->sync();
   if (hasName && isSynced) return;
@@ -161,20 +150,17 @@ void QueueJournal::sync() {
 // Written whole, not with each change: nothing reads it, and that would double the cost.
 void QueueJournal::renewCopy() {
   const auto documents = platform_.directories->documents();
-  std::vector<JournalItem> items;
+  std::deque<JournalItem> items;
   {
     const MutexLock lock(mutex_);
     copyIsDue_ = false;
     if (!documents) return;
-    copyIsName_ = file_ && file_->addName(firstQueueFile(*documents));
+    if (file_) addCopy();
     if (copyIsName_ || isReleased_) return;
-    items.assign(items_.begin(), items_.end());
+    items = items_;
   }
-  const std::uint64_t id = makeFileId();
-  std::string frames;
-  putBegin(frames, id, {});
-  for (JournalItem& each : items) putItem(frames, id, End::tail, each);
-  platform_.files->writeAtomically(firstQueueFile(*documents), toBytes(frames));
+  const std::string content = newFile(makeFileId(), items);
+  platform_.files->writeAtomically(firstQueueFile(*documents), toBytes(content));
 }
 
 bool QueueJournal::compact(Draft draft) {
@@ -185,35 +171,34 @@ bool QueueJournal::compact(Draft draft) {
     isDone = compactAlone(draft);
   });
   const MutexLock lock(mutex_);
-  isRecording_ = false;
-  since_ = {};
+  since_.reset();
   return isDone;
+}
+
+bool QueueJournal::Draft::append(std::string& frames) {
+  if (file->append(frames) != JournalFile::Append::done) return false;
+  size += frames.size();
+  frames.clear();
+  return true;
 }
 
 // What was on the disk stays there at every moment: the new file is synced before it takes the old
 // one's name, and nothing syncs the old one meanwhile.
 bool QueueJournal::compactAlone(Draft& draft) {
-  const auto directory = queueDirectory();
+  const auto directory = groupContainer();
   if (!directory || !begin(draft)) return false;
-  std::string piece;
-  const auto put = [&](bool isLast) {
-    if (!isLast && piece.size() < kPiece) return true;
-    if (draft.file->append(piece) != JournalFile::Append::done) return false;
-    draft.size += piece.size();
-    piece.clear();
-    return true;
-  };
   draft.file = platform_.journals->create(*directory, hasLocks_);
   if (!draft.file) return false;
+  std::string piece;
   putBegin(piece, draft.id, draft.adopted);
   for (auto* const items : {&draft.front, &draft.own, &draft.back}) {
     for (JournalItem& each : *items) {
       putItem(piece, draft.id, End::tail, each);
-      if (!put(false)) return false;
+      if (piece.size() >= kPiece && !draft.append(piece)) return false;
     }
   }
-  if (!put(true) || !draft.file->sync() || !catchUp(draft)) return false;
-  if (!swapIn(draft, *directory)) return false;
+  if (!draft.append(piece) || !draft.file->sync()) return false;
+  if (!appendChanges(draft) || !commit(draft, *directory)) return false;
   const bool isSafe = platform_.journals->sync(*directory);
   const MutexLock lock(mutex_);
   // If the old file still belongs to this process, no other process may take its items.
@@ -236,70 +221,76 @@ bool QueueJournal::begin(Draft& draft) {
   }
   draft.lastKey = lastKey_;
   draft.adopted.insert(adopted_.begin(), adopted_.end());
-  since_.clear();
-  isRecording_ = true;
-  lostRecord_ = false;
+  since_.emplace();
   return true;
 }
 
-bool QueueJournal::catchUp(Draft& draft) {
+// Appends and syncs the changes made so far, so that few are left for the step that follows.
+bool QueueJournal::appendChanges(Draft& draft) {
   std::string frames;
   {
     const MutexLock lock(mutex_);
-    frames.swap(since_);
+    if (!since_) return false;
+    frames.swap(*since_);
   }
   if (frames.empty()) return true;
   setFrameIds(frames, draft.id);
-  if (draft.file->append(frames) != JournalFile::Append::done) return false;
-  draft.size += frames.size();
-  return draft.file->sync();
+  return draft.append(frames) && draft.file->sync();
 }
 
 // Writes the last changes, renames the file and changes the memory in one step. These changes are
 // not synced in the old file either.
-bool QueueJournal::swapIn(Draft& draft, const std::string& directory) {
+bool QueueJournal::commit(Draft& draft, const std::string& directory) {
   const MutexLock lock(mutex_);
-  if (lostRecord_ || isReleased_) return false;
-  setFrameIds(since_, draft.id);
-  if (!since_.empty() && draft.file->append(since_) != JournalFile::Append::done) return false;
-  draft.size += since_.size();
+  if (!since_ || isReleased_) return false;
+  setFrameIds(*since_, draft.id);
+  if (!since_->empty() && !draft.append(*since_)) return false;
   unremoved_.reserve(unremoved_.size() + 1);
-  // Nothing may throw once the file has its name. Later items stay outside the adopted ones, as in
-  // the file.
-  std::deque<JournalItem> next = items_;
-  const auto isNew = [&](const JournalItem& each, bool priority) {
-    return each.key > draft.lastKey && each.item->priority == priority;
-  };
-  const auto front = std::ranges::find_if(next, [&](auto& each) { return !isNew(each, true); });
-  next.insert(front, draft.front.begin(), draft.front.end());
-  const auto back = std::find_if(next.rbegin(), next.rend(),
-                                 [&](const auto& each) { return !isNew(each, false); });
-  next.insert(back.base(), draft.back.begin(), draft.back.end());
-  std::uint64_t live = live_;
-  std::size_t bytes = bytes_;
-  for (const auto* const adopted : {&draft.front, &draft.back}) {
-    for (const JournalItem& each : *adopted) {
-      live += each.size;
-      bytes += bytesOf(*each.item);
-    }
-  }
+  // Nothing may throw once the file has its name.
+  prepare(draft);
   JournalFile* const old = file_ || hasLocks_ ? file_.get() : draft.inPlaceOf;
   const bool isInPlace = old && draft.file->replace(*old);
   if (!isInPlace && !takeName(*draft.file, directory)) return false;
-  items_.swap(next);
-  loaded_ += draft.front.size() + draft.back.size();
-  if (!draft.front.empty() || !draft.back.empty()) ++version_;
-  file_.swap(draft.file);
+  install(draft);
   if (isInPlace) draft.file.reset();
-  id_ = draft.id;
-  size_ = draft.size;
-  live_ = live;
-  bytes_ = bytes;
-  adopted_.swap(draft.adopted);
   missing_ = {};
   mustCompact_ = copyIsName_ = false;
   isUnsynced_ = copyIsDue_ = true;
   return true;
+}
+
+// Merges the adopted items with this process's. Later ones stay outside them, as in the file.
+void QueueJournal::prepare(Draft& draft) {
+  const auto isNew = [&](const JournalItem& each, bool priority) {
+    return each.key > draft.lastKey && each.item->priority == priority;
+  };
+  draft.merged = items_;
+  auto& merged = draft.merged;
+  const auto front = std::ranges::find_if(merged, [&](auto& each) { return !isNew(each, true); });
+  merged.insert(front, draft.front.begin(), draft.front.end());
+  const auto back = std::find_if(merged.rbegin(), merged.rend(),
+                                 [&](const auto& each) { return !isNew(each, false); });
+  merged.insert(back.base(), draft.back.begin(), draft.back.end());
+  for (const auto* const adopted : {&draft.front, &draft.back}) {
+    for (const JournalItem& each : *adopted) {
+      draft.live += each.size;
+      draft.bytes += bytesOf(*each.item);
+    }
+  }
+}
+
+// Exchanges the file and the items for those of the draft, which then has the earlier ones.
+void QueueJournal::install(Draft& draft) noexcept {
+  const std::size_t adopted = draft.front.size() + draft.back.size();
+  items_.swap(draft.merged);
+  loaded_ += adopted;
+  if (adopted > 0) ++version_;
+  live_ += draft.live;
+  bytes_ += draft.bytes;
+  file_.swap(draft.file);
+  id_ = draft.id;
+  size_ = draft.size;
+  adopted_.swap(draft.adopted);
 }
 
 }  // namespace zqm

@@ -1,7 +1,10 @@
 // ZQMQueueDataModel: one request that waits for its delivery.
 #pragma once
 
+#include <utility>
+
 #include "zqm/model/Record.h"
+#include "zqm/util/Encoding.h"
 
 namespace zqm {
 
@@ -13,7 +16,13 @@ class ZQM_EXPORT ZQMQueueDataModel : public Record<ZQMQueueDataModel> {
   ZQMQueueDataModel() = default;
   // Generates a new identity.
   ZQMQueueDataModel(std::optional<Date> when, std::optional<Bytes> body, Text target, Text verb,
-                    bool first);
+                    bool first)
+      : priority(first),
+        qId(makeUuid()),
+        date(when),
+        data(std::move(body)),
+        url(std::move(target)),
+        method(std::move(verb)) {}
 
   // Puts the item at the head of the queue; it does not wait for Wi-Fi.
   bool priority = false;

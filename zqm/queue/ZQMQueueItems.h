@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "zqm/base/Exception.h"
@@ -20,9 +21,16 @@ class ZQM_EXPORT ZQMQueueItems {
   std::vector<Item>::const_iterator end() const { return items_.end(); }
 
   // Throws "NSRangeException" past the end.
-  const Item& at(std::size_t index) const;
+  const Item& at(std::size_t index) const {
+    if (index >= items_.size()) throw beyond(index, items_.size());
+    return items_[index];
+  }
   // Makes the exception that `at` throws.
-  static Exception beyond(std::size_t index, std::size_t count);
+  static Exception beyond(std::size_t index, std::size_t count) {
+    std::string reason = "index ";
+    reason.append(std::to_string(index)).append(" beyond the list's ");
+    return {kRangeException, reason.append(std::to_string(count)).append(" items")};
+  }
 
   void append(Item item) { items_.push_back(std::move(item)); }
   template <class Visit>

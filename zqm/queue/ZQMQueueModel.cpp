@@ -7,13 +7,13 @@
 namespace zqm {
 
 List ZQMQueueModel::dataToArray() const {
-  const Value list = field::inDictionary(data);
+  const Value list = field::write<field::DictionaryForm>(data);
   return list.list() ? *list.list() : List();
 }
 
 ZQMQueueItems ZQMQueueModel::arrayToData(const List& dictionaries) {
   std::optional<ZQMQueueItems> items;
-  field::fromDictionary(dictionaries, items);
+  field::read<field::DictionaryForm>(dictionaries, items);
   return items.value_or(ZQMQueueItems());
 }
 
@@ -37,17 +37,13 @@ void ZQMQueueModel::removeData(const ZQMQueueItems::Item& record) {
 void ZQMQueueModel::logRemoval() { ZQMLogHandler::logToFile("queue_log.txt", "Data is null"); }
 
 bool ZQMQueueModel::File::save(const ZQMQueueModel& model) {
-  const ZQMQueueItems items = model.data.value_or(ZQMQueueItems());
-  return QueueJournal::sharedInstance().saveFile({items.begin(), items.end()});
+  return QueueJournal::sharedInstance().saveFile(model.data.value_or(ZQMQueueItems()));
 }
 
 std::optional<ZQMQueueModel> ZQMQueueModel::File::read() {
-  const auto items = QueueJournal::sharedInstance().readFile();
-  if (!items) return std::nullopt;
   ZQMQueueModel model;
-  model.data.emplace();
-  for (const auto& each : *items) model.data->append(each);
-  return model;
+  model.data = QueueJournal::sharedInstance().readFile();
+  return model.data ? std::optional(std::move(model)) : std::nullopt;
 }
 
 void ZQMQueueModel::File::remove() { QueueJournal::sharedInstance().removeFile(); }

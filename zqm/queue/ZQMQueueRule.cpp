@@ -3,14 +3,12 @@
 
 #include <string>
 #include <unordered_set>
-#include <vector>
 
 #include "zqm/base/Exception.h"
 #include "zqm/log/ZQMLogHandler.h"
 #include "zqm/platform/Process.h"
 #include "zqm/queue/QueueJournal.h"
 #include "zqm/queue/ZQMQueueOperation.h"
-#include "zqm/queue/executor/ZQMBlockOperation.h"
 #include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 namespace zqm {
@@ -24,14 +22,10 @@ constexpr auto report = reportAs(kCoreModule, 4);
 
 // A report takes milliseconds, so it is not made on the caller's thread.
 void reportRefusalLater() {
-  guarded(
-      [] {
-        execute(kCoreModule, [] {
-          report(Exception(kInternalInconsistencyException,
-                           "The queue is at its bound; items beyond it are refused."));
-        });
-      },
-      report);
+  execute(kCoreModule, [] {
+    report(Exception(kInternalInconsistencyException,
+                     "The queue is at its bound; items beyond it are refused."));
+  });
 }
 
 }  // namespace
@@ -56,23 +50,24 @@ QueueCounts ZQMQueueRule::counts() {
 
 void ZQMQueueRule::enqueue(const Text& url, std::optional<Bytes> data, const Text& method,
                            std::optional<Date> date, bool priority) {
-  bool isFirstRefused = false;
-  const auto add = [&] {
-    const auto item =
-        std::make_shared<const ZQMQueueDataModel>(date, std::move(data), url, method, priority);
-    const std::size_t size = bytesOf(*item);
-    const MutexLock lock(journal_.mutex());
-    hasQueue_ = true;
-    if (!hasRoom(journal_.items().size(), journal_.bytes(), size)) {
-      isFirstRefused = refuse(1);
-      return;
-    }
-    journal_.add(item);
-    hasList_ = true;
-    ++accepted_;
-  };
-  guarded(add, report);
-  if (isFirstRefused) reportRefusalLater();
+  guarded(
+      [&] {
+        const auto item =
+            std::make_shared<const ZQMQueueDataModel>(date, std::move(data), url, method, priority);
+        if (add(item)) reportRefusalLater();
+      },
+      report);
+}
+
+bool ZQMQueueRule::add(const ZQMQueueItems::Item& item) {
+  const std::size_t size = bytesOf(*item);
+  const MutexLock lock(journal_.mutex());
+  hasQueue_ = true;
+  if (!hasRoom(journal_.items().size(), journal_.bytes(), size)) return refuse(1);
+  journal_.add(item);
+  hasList_ = true;
+  ++accepted_;
+  return false;
 }
 
 bool ZQMQueueRule::hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const {
@@ -131,7 +126,10 @@ void ZQMQueueRule::remove(const ZQMQueueItems::Item& record, std::uint64_t& coun
 void ZQMQueueRule::refreshQueue(std::optional<ZQMQueueModel> queue) {
   guarded(
       [&] {
-        if (queue) return replaceQueue(*queue);
+        if (queue) {
+          if (replaceQueue(*queue)) reportRefusalLater();
+          return;
+        }
         const MutexLock lock(journal_.mutex());
         removed_ += journal_.items().size();
         journal_.release();
@@ -140,42 +138,40 @@ void ZQMQueueRule::refreshQueue(std::optional<ZQMQueueModel> queue) {
       report);
 }
 
-void ZQMQueueRule::replaceQueue(const ZQMQueueModel& queue) {
-  bool isFirstRefused = false;
-  {
-    const MutexLock lock(journal_.mutex());
-    std::unordered_multiset<const void*> left;
-    for (const JournalItem& each : journal_.items()) left.insert(each.item.get());
-    std::vector<ZQMQueueItems::Item> next;
-    std::size_t bytes = 0;
-    std::uint64_t accepted = 0;
-    std::uint64_t refused = 0;
-    for (const auto& item : queue.data.value_or(ZQMQueueItems())) {
-      if (!item) continue;
-      const std::size_t size = bytesOf(*item);
-      const auto known = left.find(item.get());
-      if (known == left.end() && !hasRoom(next.size(), bytes, size)) {
-        ++refused;
-        continue;
-      }
-      known == left.end() ? static_cast<void>(++accepted) : static_cast<void>(left.erase(known));
-      next.push_back(item);
-      bytes += size;
+bool ZQMQueueRule::replaceQueue(const ZQMQueueModel& queue) {
+  const MutexLock lock(journal_.mutex());
+  std::unordered_multiset<const void*> left;
+  for (const JournalItem& each : journal_.items()) left.insert(each.item.get());
+  ZQMQueueItems next;
+  std::size_t bytes = 0;
+  std::uint64_t accepted = 0;
+  std::uint64_t refused = 0;
+  for (const auto& item : queue.data.value_or(ZQMQueueItems())) {
+    if (!item) continue;
+    const std::size_t size = bytesOf(*item);
+    const auto known = left.find(item.get());
+    const bool isNew = known == left.end();
+    if (isNew && !hasRoom(next.size(), bytes, size)) {
+      ++refused;
+      continue;
     }
-    journal_.replace(next);
-    hasQueue_ = true;
-    hasList_ = queue.data.has_value();
-    accepted_ += accepted;
-    removed_ += left.size();
-    isFirstRefused = refuse(refused);
+    if (isNew) ++accepted;
+    if (!isNew) left.erase(known);
+    next.append(item);
+    bytes += size;
   }
-  if (isFirstRefused) reportRefusalLater();
+  journal_.replace(next);
+  hasQueue_ = true;
+  hasList_ = queue.data.has_value();
+  accepted_ += accepted;
+  removed_ += left.size();
+  return refuse(refused);
 }
 
 void ZQMQueueRule::adoptQueues() {
   guarded(
       [this] {
-        for (const std::string& each : journal_.look()) {
+        for (const std::string& each : journal_.recover()) {
           report(Exception(kInternalInconsistencyException, each));
         }
       },

@@ -78,7 +78,9 @@ class ZQM_EXPORT ZQMQueueRule {
 
  private:
   void remove(const ZQMQueueItems::Item& record, std::uint64_t& count);
-  void replaceQueue(const ZQMQueueModel& queue);
+  // Both return whether the caller has to report the first refusal.
+  bool add(const ZQMQueueItems::Item& item);
+  bool replaceQueue(const ZQMQueueModel& queue);
   // Whether an item of `size` bytes may be added to `count` items of `bytes` bytes.
   bool hasRoom(std::size_t count, std::size_t bytes, std::size_t size) const;
   // Counts refused items. Returns whether they are the first.

@@ -17,40 +17,27 @@ const PerProcess<ZQMExecutorOperation> shared;
 
 ZQMExecutorOperation& ZQMExecutorOperation::sharedInstance() { return *shared; }
 
-void ZQMExecutorOperation::execute(const Item& item) {
-  if (!item) return;
-  const auto entry = std::make_shared<const Operation>(Operation{item->name(), item});
-  {
-    const MutexLock lock(mutex_);
-    operations_.push_back(entry);
-  }
-  run(entry);
-}
+void ZQMExecutorOperation::execute(const Item& item) { submit(item, false); }
 
-bool ZQMExecutorOperation::executeUnlessListed(const Item& item) {
+bool ZQMExecutorOperation::executeUnlessListed(const Item& item) { return submit(item, true); }
+
+bool ZQMExecutorOperation::submit(const Item& item, bool unlessListed) {
   if (!item) return false;
   const auto entry = std::make_shared<const Operation>(Operation{item->name(), item});
+  const auto hasItsName = [&](const Entry& listed) { return listed->name == entry->name; };
   {
     const MutexLock lock(mutex_);
-    for (const Entry& listed : operations_) {
-      if (listed->name == entry->name) return false;
-    }
+    if (unlessListed && std::ranges::any_of(operations_, hasItsName)) return false;
     operations_.push_back(entry);
   }
-  run(entry);
-  return true;
-}
-
-void ZQMExecutorOperation::run(const Entry& entry) {
   // The operation is listed as long as its task exists, also if no thread can be started.
-  const std::shared_ptr<void> listed(nullptr, [this, entry](void*) { finish(entry); });
+  const std::shared_ptr<void> listed(nullptr, [this, entry](void*) {
+    // The item is destroyed with the entry, after the mutex is released.
+    const MutexLock lock(mutex_);
+    operations_.erase(std::ranges::find(operations_, entry));
+  });
   pool_.submit(Process::current().bind([this, entry, listed] { executorOperation(entry->item); }));
-}
-
-void ZQMExecutorOperation::finish(const Entry& entry) {
-  // The item is destroyed with the entry, after the mutex is released.
-  const MutexLock lock(mutex_);
-  operations_.erase(std::ranges::find(operations_, entry));
+  return true;
 }
 
 void ZQMExecutorOperation::executorOperation(const Item& item) {

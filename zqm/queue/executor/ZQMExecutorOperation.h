@@ -41,8 +41,7 @@ class ZQM_EXPORT ZQMExecutorOperation {
  private:
   using Entry = std::shared_ptr<const Operation>;
 
-  void run(const Entry& entry);
-  void finish(const Entry& entry);
+  bool submit(const Item& item, bool unlessListed);
 
   mutable Mutex mutex_;
   std::deque<Entry> operations_ ZQM_GUARDED_BY(mutex_);

@@ -24,7 +24,7 @@ constexpr std::chrono::seconds kPathInterval{1};
 constexpr std::size_t kMostOfBegin = 64 << 10;
 
 // On file systems that cannot rename without replacing, adds a second name instead. If the first
-// name cannot be removed, a later look removes it as a left-over temporary file.
+// name cannot be removed, a later recovery removes it as a temporary file.
 bool moveWithoutReplacing(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;

@@ -2,7 +2,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "zqm/queue/QueueDraft.h"
+#include "zqm/core/settings/Resources.h"
+#include "zqm/queue/QueueJournal.h"
 #include "zqm/util/Encoding.h"
 
 namespace zqm {
@@ -17,17 +18,11 @@ bool isWorthAdopting(const JournalContent& content) {
 
 }  // namespace
 
-struct QueueJournal::Found {
-  std::string path;
-  std::unique_ptr<JournalFile> file;
-  JournalContent content;
-};
-
 // Skips a file whose items another one has adopted: the adopter was killed before it removed it.
 void QueueJournal::load(const std::string& directory) {
-  const MutexLock one(looking_);
+  const MutexLock one(recovering_);
   std::shared_ptr<void> turn;
-  if (!takeTurn(directory, turn)) return;
+  if (!beginRecovery(directory, turn)) return;
   const std::string first = firstQueueFile(directory);
   Journals::Opened opened = platform_.journals->open(first, hasLocks_);
   const auto bytes = opened.file ? opened.file->read() : std::nullopt;
@@ -43,34 +38,34 @@ void QueueJournal::load(const std::string& directory) {
 
 // Takes over one file, adopts the others, and removes those that have been adopted. Each is locked
 // meanwhile.
-std::vector<std::string> QueueJournal::look() {
-  const MutexLock one(looking_);
+std::vector<std::string> QueueJournal::recover() {
+  const MutexLock one(recovering_);
   std::vector<std::string> reports;
-  const auto directory = queueDirectory();
+  const auto directory = groupContainer();
   std::shared_ptr<void> turn;
-  if (!directory || !takeTurn(*directory, turn)) return reports;
+  if (!directory || !beginRecovery(*directory, turn)) return reports;
   std::set<std::uint64_t> adopted;
   std::vector<Found> found = findFiles(*directory, adopted, reports);
   std::vector<Found*> left;
-  std::vector<Found*> away;
+  std::vector<Found*> toRemove;
   for (Found& each : found) {
     if (adopted.contains(each.content.file)) {
-      away.push_back(&each);
+      toRemove.push_back(&each);
     } else if (!takeOver(each, *directory)) {
       left.push_back(&each);
     }
   }
   // Without locks there is one name only, so a file that is not worth adopting must give it up
   // first.
-  const bool givesNameUp = !hasLocks_ && !left.empty() && !isWorthAdopting(left.front()->content);
-  bool isAllAway = !givesNameUp || putAway(left, reports);
+  const bool mustFreeName = !hasLocks_ && !left.empty() && !isWorthAdopting(left.front()->content);
+  bool areAllRemoved = !mustFreeName || removeOrQuarantine(left, reports);
   if (!adopt(left)) return reports;
-  if (hasLocks_) away.insert(away.end(), left.begin(), left.end());
+  if (hasLocks_) toRemove.insert(toRemove.end(), left.begin(), left.end());
   // Not before the name of the file that contains their items is on the disk.
-  if (!away.empty() && !platform_.journals->sync(*directory)) return reports;
-  isAllAway = putAway(away, reports) && isAllAway;
+  if (!toRemove.empty() && !platform_.journals->sync(*directory)) return reports;
+  areAllRemoved = removeOrQuarantine(toRemove, reports) && areAllRemoved;
   // The ids are kept until the files are gone from the disk.
-  if (!found.empty() && platform_.journals->sync(*directory) && isAllAway) {
+  if (!found.empty() && platform_.journals->sync(*directory) && areAllRemoved) {
     const MutexLock lock(mutex_);
     adopted_.clear();
     if (file_ && file_->takeName(firstQueueFile(*directory))) nameIsUnsynced_ = true;
@@ -82,7 +77,7 @@ JournalContent QueueJournal::readHead(const std::string& path) const {
   return readJournalBegin(asText(platform_.journals->begin(path)));
 }
 
-bool QueueJournal::takeTurn(const std::string& directory, std::shared_ptr<void>& token) {
+bool QueueJournal::beginRecovery(const std::string& directory, std::shared_ptr<void>& token) {
   const Journals::Turn turn = platform_.journals->takeTurn(directory, token);
   if (turn == Journals::Turn::others) return false;
   hasLocks_ = turn == Journals::Turn::ours;
@@ -134,7 +129,8 @@ std::vector<QueueJournal::Found> QueueJournal::findFiles(const std::string& dire
   return found;
 }
 
-// Copies nothing: otherwise a chain of short-lived processes would write the queue again and again.
+// Makes a found file this process's own, if that has none. Copies nothing: otherwise a chain of
+// short-lived processes would write the queue again and again.
 bool QueueJournal::takeOver(Found& found, const std::string& directory) {
   const MutexLock one(compacting_);
   const MutexLock lock(mutex_);
@@ -142,7 +138,18 @@ bool QueueJournal::takeOver(Found& found, const std::string& directory) {
   if (!isFree || found.content.state != JournalContent::State::sound) return false;
   const std::string first = firstQueueFile(directory);
   if (found.path != first) found.file->takeName(first);
-  hold(std::move(found.file), std::move(found.content));
+  JournalContent& content = found.content;
+  Draft draft;
+  draft.back = std::move(content.items);
+  draft.adopted = std::move(content.adopted);
+  draft.id = content.file;
+  draft.size = content.size;
+  draft.file = std::move(found.file);
+  prepare(draft);
+  // Cuts off what a power loss left behind the valid frames.
+  mustCompact_ = content.hasRest && !draft.file->cut(content.size);
+  lastKey_ = std::max(lastKey_, content.lastKey);
+  install(draft);
   return true;
 }
 
@@ -163,23 +170,24 @@ bool QueueJournal::adopt(const std::vector<Found*>& found) {
   return !isWorthIt || compact(std::move(draft));
 }
 
-// Returns whether all are removed. A damaged file is kept under a name that no look takes. One that
-// cannot be removed stays locked, so that no other process takes it.
-bool QueueJournal::putAway(const std::vector<Found*>& files, std::vector<std::string>& reports) {
-  bool isAllAway = true;
+// Returns whether all are removed. A damaged file is kept under a name that no recovery takes. One
+// that cannot be removed stays locked, so that no other process takes it.
+bool QueueJournal::removeOrQuarantine(const std::vector<Found*>& files,
+                                      std::vector<std::string>& reports) {
+  bool areAllRemoved = true;
   for (Found* const each : files) {
     const bool isDamaged = each->content.state == JournalContent::State::damaged;
     const std::string kept = each->path + "-damaged-" + makeUuid();
-    const bool isAway = isDamaged ? each->file->takeName(kept) : each->file->removeName();
-    if (isAway && isDamaged) {
+    const bool isRemoved = isDamaged ? each->file->takeName(kept) : each->file->removeName();
+    if (isRemoved && isDamaged) {
       reports.push_back("The queue's file could not be read to its end; it is kept as " +
                         nameOf(kept));
     }
-    isAllAway = isAllAway && isAway;
+    areAllRemoved = areAllRemoved && isRemoved;
     const MutexLock lock(mutex_);
-    if (!isAway) unremoved_.push_back(std::move(each->file));
+    if (!isRemoved) unremoved_.push_back(std::move(each->file));
   }
-  return isAllAway;
+  return areAllRemoved;
 }
 
 }  // namespace zqm
