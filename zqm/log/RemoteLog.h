@@ -1,4 +1,4 @@
-// The sending of reports.
+// The remote log. `ZQMLogHandler::requestMessage`, defined here too, makes its records.
 #pragma once
 
 #include "zqm/base/Value.h"

@@ -1,4 +1,4 @@
-// Entries of the local log files and records of the remote log.
+// The local log files. RemoteLog.cpp has the rest of the class.
 #include "zqm/log/ZQMLogHandler.h"
 
 #include <atomic>
@@ -8,9 +8,6 @@
 #include "zqm/base/Mutex.h"
 #include "zqm/core/ZQMCore.h"
 #include "zqm/core/settings/Resources.h"
-#include "zqm/http/ZQMReachability.h"
-#include "zqm/log/RemoteLog.h"
-#include "zqm/log/ZQMDebugInfo.h"
 #include "zqm/platform/Process.h"
 #include "zqm/util/Date.h"
 #include "zqm/util/Json.h"
@@ -30,20 +27,6 @@ PerProcess<std::atomic<std::size_t>> fileBound;
 
 // The files that have reached their limit, as reported; guarded by `fileLock`.
 PerProcess<std::set<std::string>> reportedFiles;
-
-// True while this thread builds or sends a report; failures meanwhile are not reported.
-thread_local bool reporting = false;
-
-void report(std::string_view message, std::string_view stacktrace, std::string_view module,
-            std::int32_t level) {
-  if (reporting) return;
-  reporting = true;
-  guarded([&] {
-    if (currentNetwork() == kNotReachable) return;
-    sendToRemoteLog(ZQMLogHandler::requestMessage(message, stacktrace, module, level));
-  });
-  reporting = false;
-}
 
 // Returns the entries that are not older than the cutoff. A piece without a date, such as the part
 // of an entry after an empty line, is dropped.
@@ -144,43 +127,6 @@ void ZQMLogHandler::logHttpRequestToFile(std::string_view url,
   text.append(failed ? "\nError Response: " : "\nSuccess Response: ").append(outcome.textForm());
   text.append("\nTime Response: ").append(formatSeconds(time)).append("s");
   logToFile("log_http.txt", text);
-}
-
-void ZQMLogHandler::logError(const Error& error, std::string_view moduleName,
-                             std::int32_t logLevel) {
-  report(error.localizedDescription(), Value(error.userInfo).textForm(), moduleName, logLevel);
-}
-
-void ZQMLogHandler::logException(const Exception& exception, std::string_view moduleName,
-                                 std::int32_t logLevel) {
-  report(exception.reason(), callStackText(exception.callStackSymbols()), moduleName, logLevel);
-}
-
-Dictionary ZQMLogHandler::requestMessage(std::string_view message, std::string_view stacktrace,
-                                         std::string_view module, std::int32_t level) {
-  const auto boolean = [](bool flag) { return flag ? "true" : "false"; };
-  Dictionary record;
-  record.set("host", "ios");
-  record.set("level", std::to_string(level));
-  record.set("message", message);
-  record.set("dateTime", toString(platform().clock->now()));
-  record.set("stackTrace", stacktrace);
-  record.set("moduleName", module);
-  record.set("sdkVersion", ZQMDebugInfo::getSdkVersion());
-  record.set("systemVersion", ZQMDebugInfo::getSystemVersion());
-  record.set("deviceManufacturer", ZQMDebugInfo::getDeviceManufacturer());
-  record.set("deviceModel", ZQMDebugInfo::getDeviceModel());
-  record.set("deviceCodename", ZQMDebugInfo::getDeviceCodename());
-  record.set("appPackageName", ZQMDebugInfo::getAppBundleIdentifier());
-  record.set("appVersionName", ZQMDebugInfo::getAppVersionName());
-  record.set("appVersionBuild", ZQMDebugInfo::getAppVersionCode());
-  record.set("isJailbreak", boolean(ZQMDebugInfo::isJailbreak()));
-  record.set("storagePercentageFree", ZQMDebugInfo::getStoragePercentageFree());
-  record.set("memoryPercentageFree", ZQMDebugInfo::getMemoryPercentageFree());
-  record.set("batteryCharging", boolean(ZQMDebugInfo::isBatteryCharging()));
-  record.set("batteryPercentage", ZQMDebugInfo::getBatteryPercentage());
-  record.set("batteryTemperature", ZQMDebugInfo::getBatteryTemperature());
-  return record;
 }
 
 }  // namespace zqm

@@ -43,7 +43,7 @@ class ZQM_EXPORT ZQMLogHandler {
   static void logException(const Exception& exception, std::string_view moduleName,
                            std::int32_t logLevel);
 
-  // The record for the remote log; unknown facts have no key.
+  // Returns the record of a report for the remote log; unknown facts have no key.
   static Dictionary requestMessage(std::string_view message, std::string_view stacktrace,
                                    std::string_view module, std::int32_t level);
 };
