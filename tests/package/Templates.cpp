@@ -30,6 +30,7 @@ struct Visit : zqm::Record<Visit> {
 
 }  // namespace
 
+template class zqm::BasicMutex<std::mutex>;
 template class zqm::HandlerList<int>;
 template class zqm::Lazy<int>;
 template class zqm::PerProcess<zqm::HandlerList<int>>;

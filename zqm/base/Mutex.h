@@ -54,11 +54,7 @@ using RecursiveMutexLock = BasicLock<RecursiveMutex>;
 // condition themselves, so that the analysis sees it.
 class Condition {
  public:
-  // Releases one level: the caller must hold a recursive mutex exactly once.
-  template <class M>
-  void wait(M& mutex) ZQM_REQUIRES(mutex) {
-    condition_.wait(mutex);
-  }
+  void wait(Mutex& mutex) ZQM_REQUIRES(mutex) { condition_.wait(mutex); }
   // Returns false on timeout.
   template <class Duration>
   bool waitFor(Mutex& mutex, Duration duration) ZQM_REQUIRES(mutex) {
