@@ -6,10 +6,10 @@
 
 namespace zqm::testing {
 
-// Whether the condition comes true within half a minute.
+// Whether the condition comes true within a minute.
 template <class Condition>
 bool becomes(const Condition& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > limit) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
