@@ -6,6 +6,10 @@
 namespace zqm::fuzz {
 
 using testing::Fakes;
+using testing::Launch;
+
+// Whether the kept input is one that its reader must refuse, as its name says.
+inline bool mustBeRefused = false;
 
 // Hands the input to a reader and checks what must hold of the answer.
 void tryOne(const Bytes& input);
@@ -15,14 +19,6 @@ void require(bool holds, const char* rule);
 
 // Equality in which a number that is none equals itself.
 bool same(const Value& one, const Value& other);
-
-// A launch of the application; it ends with the scope.
-struct Launch {
-  explicit Launch(const Fakes& fakes) : process(fakes.platform()), scope(process) {}
-
-  Process process;
-  Process::Scope scope;
-};
 
 // What follows the first byte, which picks a way to read it.
 inline Bytes withoutFirst(const Bytes& input) {

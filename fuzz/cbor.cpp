@@ -7,6 +7,7 @@ namespace zqm::fuzz {
 void tryOne(const Bytes& input) {
   const auto value = readCbor(asText(input));
   if (!value) return;
+  require(!mustBeRefused, "it is refused");
   std::string written;
   putCbor(written, *value);
   const auto again = readCbor(written);

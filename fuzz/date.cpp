@@ -14,11 +14,12 @@ constexpr const char* kPatterns[] = {"yyyy-MM-dd HH:mm:ss Z", "dd/MM/yyyy HH:mm"
 
 void tryOne(const Bytes& input) {
   static const auto& fakes = *new Fakes;
-  static const auto& launch = *new Launch(fakes);
+  static const auto& launch = *new Launch(fakes.platform());
   static_cast<void>(launch);
   fakes.systemInfo->zone = kZones[firstOf(input) % 4];
   const Bytes text = withoutFirst(input);
   if (const auto date = parse(asText(text))) {
+    require(!mustBeRefused, "it is refused");
     const Date second = std::chrono::floor<std::chrono::seconds>(*date);
     require(parse(toString(*date)) == second, "the text of a date is its second");
     require(differenceInDaysToDate(*date, *date) == 0, "no day lies between");

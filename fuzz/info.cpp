@@ -16,7 +16,7 @@ void tryOne(const Bytes& input) {
   fakes.packages->main->info = testing::shared(*root->dictionary());
   fakes.packages->loaded.front().info = fakes.packages->main->info;
   testing::setInfo(fakes.packages->loaded.front(), "CFBundleIdentifier", kLibraryIdentifier);
-  const Launch launch(fakes);
+  const Launch launch(fakes.platform());
   const Value id = ZQMEnvironmentUtil::kelpoId();
   require(id.isAbsent() || id.integer() || id.real(), "the identifier is a number or none");
   require(ZQMEnvironmentUtil::environment() || (id == Value(1) && !ZQMEnvironmentUtil::isDebug()),

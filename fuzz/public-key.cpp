@@ -8,7 +8,7 @@ namespace zqm::fuzz {
 
 void tryOne(const Bytes& input) {
   const Fakes fakes;
-  const Launch launch(fakes);
+  const Launch launch(fakes.platform());
   static_cast<void>(ZQMLocker::addPublicKey(asText(input)));
   const auto stripped = ZQMLocker::stripPublicKeyHeader(input);
   require(!stripped || (stripped->size() < input.size() &&

@@ -11,14 +11,14 @@ namespace {
 template <class R>
 void saveOver(const Fakes& fakes, R& record, auto change) {
   {
-    const Launch launch(fakes);
+    const Launch launch(fakes.platform());
     auto found = ZQMDatabase::findRecord<R>();
     require(found.state != FileState::sound || found.record, "a sound file holds a record");
     if (found.record) record = *std::move(found.record);
     change(record);
     require(ZQMDatabase::saveObject<R>(record), "a save succeeds whatever stood there");
   }
-  const Launch launch(fakes);
+  const Launch launch(fakes.platform());
   const auto found = ZQMDatabase::findRecord<R>();
   require(found.state == FileState::sound, "what was saved is sound");
   require(same(found.record->toDictionary(), record.toDictionary()), "it reads back");
@@ -28,14 +28,14 @@ void saveOver(const Fakes& fakes, R& record, auto change) {
 void enqueueBeside(const Fakes& fakes) {
   std::size_t count = 0;
   {
-    const Launch launch(fakes);
+    const Launch launch(fakes.platform());
     ZQMQueueRule& rule = ZQMQueueRule::sharedInstance();
     rule.enqueue("http://a.test/", Bytes{1}, "POST", testing::kNow, false);
     rule.adoptQueues();
     count = rule.count();
     require(count == rule.counts().loaded + 1, "what is read and what is new are there");
   }
-  const Launch launch(fakes);
+  const Launch launch(fakes.platform());
   ZQMQueueRule::sharedInstance().adoptQueues();
   require(ZQMQueueRule::sharedInstance().count() == count, "it reads back");
 }

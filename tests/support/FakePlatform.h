@@ -291,6 +291,14 @@ struct Fakes {
   }
 };
 
+// A launch of the application; it ends with the scope.
+struct Launch {
+  explicit Launch(const Platform& platform) : process(platform), scope(process) {}
+
+  Process process;
+  const Process::Scope scope;
+};
+
 // A Process of its own for each test.
 class Fixture : public ::testing::Test {
  protected:
