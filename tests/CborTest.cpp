@@ -1,4 +1,4 @@
-// Values as CBOR: what round-trips, and what no bytes can do to the reader.
+// Values as CBOR: what round-trips, and that no bytes crash the reader or make it use much memory.
 #include "zqm/util/Cbor.h"
 
 #include <cmath>

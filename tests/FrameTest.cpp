@@ -1,4 +1,4 @@
-// Frames: which changes of a file they tell, and which of them a power cut may have made.
+// Frames: which changes of a file the reader detects, and which it attributes to a power loss.
 #include "zqm/model/Frame.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-// What this program's requests of the system come to, under a test's control: each request for
-// memory (operator new) and each for a file below one directory is counted and may fail; what
-// changes a file is recorded. In place of the system's own functions, in this program alone.
+// Lets a test make this program's memory allocations (operator new) and its operations on files
+// below one directory fail; counts them, and records what changes a file. Replaces the system's
+// functions in this program only.
 #pragma once
 
 #include <atomic>

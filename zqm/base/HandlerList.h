@@ -29,8 +29,8 @@ class HandlerList {
   // list is emptied, since nothing else would do so.
   template <class Begin>
   void join(Handler handler, const Begin& begin) {
-    // A single entry may be the one just appended. So a call with an empty handler also begins if
-    // only one handler is waiting.
+    // At most one entry: the list was empty before, or this call has an empty handler and one
+    // handler waits. The second case begins again, too; intended.
     if (append(std::move(handler)) > 1) return;
     try {
       begin();

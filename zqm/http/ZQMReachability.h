@@ -58,7 +58,7 @@ class ZQM_EXPORT ZQMReachability : public std::enable_shared_from_this<ZQMReacha
 
   // Returns true also if the notifier is already running.
   bool startNotifier();
-  // After this returns no new callback begins, except one that was about to.
+  // After this returns no callback begins, except one that a thread was already about to call.
   void stopNotifier();
 
   bool isReachable() const;

@@ -27,9 +27,9 @@ class ZQM_EXPORT ZQMLogHandler {
   // days, and copies the file to the documents directory.
   static void logToFile(const std::string& fileName, std::string_view text);
 
-  // Limits the size of each log file in bytes; 0, the default, is unlimited. The oldest entries are
-  // dropped first; the first time is reported for each file. An entry larger than the limit is not
-  // written.
+  // Limits the size of each log file in bytes; 0, the default, is unlimited. Beyond it, the oldest
+  // entries are dropped, and the first drop in each file is reported. An entry larger than the
+  // limit is not written.
   static void setFileBound(std::size_t bytes);
 
   // Writes one HTTP exchange to "log_http.txt". `time` is in seconds.

@@ -176,7 +176,7 @@ class QueueJournal {
   std::atomic<bool> hasLocks_ = true;
   std::uint64_t generation_ ZQM_GUARDED_BY(mutex_) = platform_.journals->generation();
 
-  // What the file lacks: frames, or all items if it needs a compaction.
+  // The frames that the file lacks. With `mustCompact_` it is to be written anew instead.
   std::string missing_ ZQM_GUARDED_BY(mutex_);
   bool mustCompact_ ZQM_GUARDED_BY(mutex_) = false;
   // During a compaction: the frames since its start. Absent if there is none, or if the frames do

@@ -63,9 +63,9 @@ class ZQM_EXPORT ZQMQueueRule {
   void setBounds(QueueBounds bounds);
   QueueCounts counts();
 
-  // Items already in the queue keep their identity, new ones are accepted or refused in order,
-  // items not listed are removed. Without a model, the queue in memory becomes empty and the file
-  // is left unchanged.
+  // Replaces the queue by `queue`. Items that are in it already stay the same objects; new ones are
+  // accepted or refused in order; items that `queue` lacks are removed. Without a model, the queue
+  // in memory becomes empty and the file is left unchanged.
   void refreshQueue(std::optional<ZQMQueueModel> queue);
 
   // Takes the items that processes which have ended left in the container. Failures are reported
