@@ -24,11 +24,8 @@ struct FakeJournals : Journals {
 
     std::optional<Bytes> read() override { return owner.files->read(path); }
     Append append(std::string_view piece) override {
-      ++owner.appends;
       if (!path.empty() && owner.files->read(path) != content) return Append::lost;
-      if (owner.files->readOnly || content.size() + piece.size() > owner.largest) {
-        return Append::failed;
-      }
+      if (owner.files->readOnly) return Append::failed;
       content.insert(content.end(), piece.begin(), piece.end());
       show();
       return Append::done;
@@ -99,7 +96,6 @@ struct FakeJournals : Journals {
     return found;
   }
   Opened open(const std::string& path, bool locks) override {
-    if (unreadable.contains(path)) return {Access::unreadable, nullptr, "no permission"};
     auto content = files->read(path);
     if (!content) return {Access::none, nullptr, ""};
     const MutexLock lock(files->mutex);
@@ -116,12 +112,7 @@ struct FakeJournals : Journals {
   std::shared_ptr<FakeFiles> files;
   // By some process; guarded by the files' mutex.
   std::set<std::string> owned;
-  std::set<std::string> unreadable;
   std::atomic<Turn> turn = Turn::ours;
-  // How often something was to be appended.
-  std::atomic<int> appends = 0;
-  // What a file may hold.
-  std::atomic<std::size_t> largest = SIZE_MAX;
 };
 
 }  // namespace zqm::testing
