@@ -19,6 +19,8 @@
 namespace zqm::testing {
 namespace {
 
+using Lines = std::vector<std::string>;
+
 constexpr const char* kTableAddress = "http://elsewhere/config";
 
 // The body of an accepted start.
@@ -122,9 +124,9 @@ TEST_F(CoreRuleTest, FailureAndUnreadableAnswerAreReportedOnceAndTheEarlierIdent
     EXPECT_EQ(user().startedDate, fakes.clock->now());
     EXPECT_EQ(user().euid, Text("e-1"));
   }
-  EXPECT_EQ(reports()[0]["message"],
-            Value("Could not ask backend permission to Start service. The operation couldn't be "
-                  "completed. (RequestException error 500.)"));
+  EXPECT_EQ(messages().front(),
+            "Could not ask backend permission to Start service. The operation couldn't be "
+            "completed. (RequestException error 500.)");
   EXPECT_FALSE(ZQMCore::isStarted());
 }
 
@@ -136,9 +138,7 @@ TEST_F(CoreRuleTest, RecordThatCannotBeReadNowEndsTheStartWithOneReportAndStaysA
   fakes.files->written.clear();
   fakes.files->failReads(userPath, 1);
   EXPECT_EQ(start(), 0);
-  ASSERT_EQ(reports().size(), 1U);
-  EXPECT_EQ(reports()[0]["message"],
-            Value("ZQMUserModel cannot be read at the moment; nothing is started"));
+  EXPECT_EQ(messages(), Lines{"ZQMUserModel cannot be read at the moment; nothing is started"});
   EXPECT_EQ(asked(), 0U);
   EXPECT_TRUE(fakes.files->written.empty());
   EXPECT_EQ(start(), 1);
@@ -156,8 +156,7 @@ TEST_F(CoreRuleTest, RecordThatCannotBeReadNowEndsTheStartWithOneReportAndStaysA
 TEST_F(CoreRuleTest, DamagedRecordIsRegisteredAnewAndKeptBesideWithOneReport) {
   fakes.files->put(userPath, toBytes("damaged"));
   EXPECT_EQ(start(), 1);
-  ASSERT_EQ(reports().size(), 1U);
-  const std::string message = reports()[0]["message"].textForm();
+  const std::string message = messages().at(0);
   const std::string name = message.substr(message.rfind(' ') + 1);
   EXPECT_EQ(fakes.files->contents["/groups/group.example/" + name], toBytes("damaged"));
   fakes.files->put(userPath, toBytes("damaged again"));
@@ -169,9 +168,8 @@ TEST_F(CoreRuleTest, DamagedRecordIsRegisteredAnewAndKeptBesideWithOneReport) {
 TEST_F(CoreRuleTest, AcceptanceWithoutItsTableStartsThisLaunchAndIsAskedForByTheNext) {
   fakes.files->unwritable = storedPath("ZQMEndpointsModel");
   EXPECT_EQ(start(), 1);
-  ASSERT_EQ(reports().size(), 1U);
-  EXPECT_EQ(reports()[0]["message"],
-            Value("Could not be saved: what came with an accepted start: ZQMEndpointsModel"));
+  EXPECT_EQ(messages(),
+            Lines{"Could not be saved: what came with an accepted start: ZQMEndpointsModel"});
   EXPECT_EQ(user().euid, Text("e-1"));
   EXPECT_FALSE(ZQMCore::isStarted());
   relaunch();
@@ -230,8 +228,7 @@ TEST_F(CoreRuleTest, RestartResetsTheRecordKeepsTheTableAndSendsNothing) {
 
 TEST_F(CoreRuleTest, ThrowingHandlerIsReportedOnceAndKeepsLaterStartsFromBeingScheduled) {
   ZQMCore::start(protectedText("app-7"), [] { throw Exception("n", "handler failed"); });
-  ASSERT_EQ(reports().size(), 1U);
-  EXPECT_EQ(reports()[0]["message"], Value("handler failed"));
+  EXPECT_EQ(messages(), Lines{"handler failed"});
   EXPECT_TRUE(ZQMCore::isStarted());
   EXPECT_EQ(start(), 0);
   relaunch();
@@ -279,8 +276,7 @@ TEST_F(CoreRuleTest, CallsWithoutAHandlerNeverOccupyTheList) {
 
 TEST_F(CoreRuleTest, KitModuleThatDoesNotOverrideStartIsReported) {
   ZQMCore::startWithAppId(protectedText("app-7"), {std::make_shared<ZQMCoreModule>()});
-  ASSERT_EQ(reports().size(), 1U);
-  EXPECT_EQ(reports()[0]["message"], Value("You must override start in a subclass"));
+  EXPECT_EQ(messages(), Lines{"You must override start in a subclass"});
 }
 
 TEST_F(CoreRuleTest, AcceptedStartRestsWhileIdentifierAndVersionsStay) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <tuple>
 
+#include "tests/support/Becomes.h"
 #include "tests/support/HttpClient.h"
 #include "tests/support/Tree.h"
 
@@ -36,9 +37,7 @@ class CurlHttpDownloadTest : public ::testing::Test {
 
   // Files go just after their completion has returned.
   bool becomesEmpty() const {
-    const auto end = std::chrono::steady_clock::now() + 30s;
-    while (!fs::is_empty(tree_.path()) && std::chrono::steady_clock::now() < end) continue;
-    return fs::is_empty(tree_.path());
+    return becomes([this] { return fs::is_empty(tree_.path()); });
   }
 
   Tree tree_;

@@ -46,18 +46,10 @@ TEST_F(DatabaseTest, OneRecordReplacesAListAndTheOtherWayRound) {
   EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
   EXPECT_EQ(state(), FileState::none);
 
-  EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("c")));
-  EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("c"));
+  const Value odd = List{"bad \xff utf-8", std::string("a\0b", 3), Date::max(), Bytes{0}};
+  EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user(odd)));
+  EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, odd);
   EXPECT_TRUE(quarantined().empty());
-}
-
-TEST_F(DatabaseTest, EveryTextAndDateReadsBack) {
-  for (const Value& value : {Value("bad \xff utf-8"), Value(std::string("a\0b", 3)), Value(""),
-                             Value(kNow + std::chrono::milliseconds(7)), Value(Date::max()),
-                             Value(INT64_MIN), Value(List{Dictionary{{"\xff", Bytes{0}}}})}) {
-    ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user(value)));
-    EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, value);
-  }
 }
 
 TEST_F(DatabaseTest, WhatCannotBeSavedLeavesTheOldFile) {
@@ -89,30 +81,20 @@ TEST_F(DatabaseTest, QueueAloneHasASideCopyThatRemovalLeaves) {
   EXPECT_TRUE(fakes.files->exists("/documents/ZQMQueueModel.plist"));
 }
 
-TEST_F(DatabaseTest, EveryFlippedBitAndMissingEndIsFound) {
-  ASSERT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("a")));
-  const Bytes whole = fakes.files->contents[path];
-  EXPECT_EQ(state(), FileState::sound);
-  for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
-    fakes.files->contents[path] = whole;
-    fakes.files->contents[path][bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
-    EXPECT_EQ(state(), FileState::damaged) << bit;
-    EXPECT_TRUE(std::holds_alternative<std::monostate>(ZQMDatabase::readObject<ZQMUserModel>()));
-  }
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    fakes.files->contents[path].assign(whole.begin(), whole.begin() + static_cast<int>(size));
-    EXPECT_EQ(state(), size == 0 ? FileState::none : FileState::damaged) << size;
-  }
-}
-
 TEST_F(DatabaseTest, DamagedFileReadsAsNoneAndIsKeptOnceBesideWhatIsSaved) {
   std::string nothing;
   putCbor(nothing, Dictionary{{"euid", Value::Null()}});
-  Bytes longer = framed("\xA0");
+  std::string record;
+  putCbor(record, Dictionary{{"euid", "a"}});
+  const Bytes sound = framed(record);
+  const Bytes shorter(sound.begin(), sound.end() - 1);
+  Bytes longer = sound;
   longer.push_back(0);
+  Bytes flipped = sound;
+  flipped.back() ^= 1;
   for (const Bytes& content :
        {toBytes("damaged"), *tools::writePropertyList(user("a").toDictionary()), framed(""),
-        framed("\x81"), framed(nothing), longer}) {
+        framed("\x81"), framed(nothing), longer, shorter, flipped}) {
     fakes.files->contents = {{path, content}};
     EXPECT_EQ(state(), FileState::damaged);
     EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>(), std::nullopt);

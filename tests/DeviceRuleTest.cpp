@@ -125,8 +125,7 @@ TEST_F(DeviceRuleTest, HandlersShareOneInitInTheirOrderAndOneThatThrowsKeepsLate
   EXPECT_EQ(received, (Statuses{10, 20}));
 
   ZQMDeviceBehavior::start([](std::int64_t) { throw Exception("n", "handler failed"); });
-  process->drain();
-  EXPECT_EQ(reports().at(0)["message"], Value("handler failed"));
+  EXPECT_EQ(messages(), std::vector<std::string>{"handler failed"});
   EXPECT_EQ(startWithHandler(), Statuses{});
   relaunch();
   EXPECT_EQ(startWithHandler(), Statuses{kDeviceRegistered});
@@ -171,8 +170,7 @@ TEST_F(DeviceRuleTest, ProfileThatCannotBeReadNowIsNeitherAskedForNorWrittenOver
 TEST_F(DeviceRuleTest, AnswerThatCannotBeSavedIsReportedOnceAndAskedForAgain) {
   fakes.files->readOnly = true;
   EXPECT_EQ(startWithHandler(), Statuses{kDeviceRegistered});
-  ASSERT_EQ(reports().size(), 1U);
-  EXPECT_EQ(reports()[0]["message"], Value("Could not be saved: ZQMDeviceModel"));
+  EXPECT_EQ(messages(), std::vector<std::string>{"Could not be saved: ZQMDeviceModel"});
   fakes.files->readOnly = false;
   fakes.files->put(storedPath("ZQMDeviceModel"), toBytes("damaged"));
   EXPECT_EQ(startWithHandler(), Statuses{kDeviceRegistered});

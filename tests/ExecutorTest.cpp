@@ -1,13 +1,20 @@
-// ZQMExecutorOperation and ZQMBlockOperation: the list of operations and the exception boundary.
+// ZQMExecutorOperation and ZQMBlockOperation, the list of operations and the exception boundary;
+// and the instances of a process, which each of its threads finds.
 #include "zqm/queue/executor/ZQMExecutorOperation.h"
 
 #include <latch>
-#include <thread>
 
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Threads.h"
 
 namespace zqm {
 namespace {
+
+struct Counted {
+  static inline std::atomic<int> made = 0;
+  int number = ++made;
+};
+PerProcess<Counted> counted;
 
 class ExecutorTest : public testing::Fixture {
  protected:
@@ -36,19 +43,24 @@ TEST_F(ExecutorTest, ListsItemsInOrderUntilTheyHaveFinished) {
 
 TEST_F(ExecutorTest, AddsAnItemOnlyWhileNoneOfItsNameIsListed) {
   std::atomic<int> added = 0;
-  {
-    std::vector<std::jthread> callers;
-    for (int i = 0; i < 8; ++i) {
-      callers.emplace_back(process->bind(std::function<void()>([&] {
-        if (executor.executeUnlessListed(waitingItem("block-queue"))) ++added;
-      })));
-    }
-  }
+  testing::onThreads(8, [&](int) {
+    const Process::Scope inside(*process);
+    if (executor.executeUnlessListed(waitingItem("block-queue"))) ++added;
+  });
   EXPECT_EQ(added, 1);
   EXPECT_TRUE(executor.executeUnlessListed(waitingItem("zqm-core")));
   released.count_down();
   process->drain();
   EXPECT_TRUE(executor.executeUnlessListed(waitingItem("block-queue")));
+}
+
+TEST_F(ExecutorTest, ItsProcessMakesOneInstance) {
+  Counted::made = 0;
+  testing::onThreads(
+      8, [this](int) { process->bind(std::function<void()>([] { counted.get(); }))(); });
+  EXPECT_EQ(Counted::made, 1);
+  relaunch();
+  EXPECT_EQ(counted->number, 2);
 }
 
 TEST_F(ExecutorTest, ReportsWhatAnItemThrowsAndRunsTheNext) {

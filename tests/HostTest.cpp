@@ -1,9 +1,9 @@
-// What hosts, kit modules and backends do to the library: a module's start blocks or starts the
-// library again; eight threads call everything; answers come that no backend should give.
+// What hosts and kit modules do to the library: a module's start blocks or starts the library
+// again; eight threads call everything.
 #include <future>
-#include <thread>
 
 #include "tests/support/Integrator.h"
+#include "tests/support/Threads.h"
 #include "zqm/config/ZQMConfigRule.h"
 #include "zqm/core/ZQMCore.h"
 #include "zqm/core/ZQMCoreRule.h"
@@ -17,12 +17,6 @@ namespace {
 class HostTest : public Fixture {
  protected:
   HostTest() { installKey(fakes); }
-  // A start is answered with 200 in any case.
-  void answer(std::int32_t status, const std::string& body) {
-    fakes.http->answer = [=](const HttpRequest& asked) {
-      return FakeHttp::answered(asked.url.ends_with("/start/init") ? 200 : status, body);
-    };
-  }
   void start(std::function<void()> module) { ZQMCore::start(protectedText("app-7"), module); }
   static auto handlers() { return ZQMCoreRule::sharedInstance().startHandlers().handlers().size(); }
   static ZQMQueueRule& queue() { return ZQMQueueRule::sharedInstance(); }
@@ -78,14 +72,12 @@ TEST_F(HostTest, EightThreadsMayCallEverythingAtOnceAndNoQueuedRequestIsLost) {
       queue().removeData(items->data->at(items->count() - 1));
     }
   };
-  answer(200, healthy);
+  answer(FakeHttp::answered(200, healthy));
   // A fact that the device does not tell makes each verification send the profile.
   fakes.systemInfo->subscriber = CellularSubscriber{};
   start([] {});
   process->drain();
-  std::vector<std::jthread> hosts;
-  for (int first = 0; first < 400; first += 50) hosts.emplace_back(host, first);
-  hosts.clear();
+  onThreads(8, [&](int thread) { host(50 * thread); });
   process->drain();
   EXPECT_EQ(handlers(), 0U);
   const List left = queue().getQueue()->dataToArray();
@@ -94,27 +86,6 @@ TEST_F(HostTest, EightThreadsMayCallEverythingAtOnceAndNoQueuedRequestIsLost) {
   EXPECT_EQ(std::count(known.begin(), known.end(), true), 400);
   relaunch();
   EXPECT_EQ(queue().getQueue()->dataToArray(), left);
-}
-
-TEST_F(HostTest, HostileAnswersOfAllServicesLeaveTheNextLaunchHealthy) {
-  constexpr std::int32_t statuses[] = {200, 400, 401, -1};
-  const std::string bad = R"({"endpoints":{"config":{"config":null}},"daysToUpdateConfig":-0.5,)"
-                          R"("hoursToCallStartDevicebehavior":2147483648,"euid":"e)";
-  const std::string bodies[] = {bad + "\"}", bad + "\\u0000\"}", "\xff", std::string(99'999, '[')};
-  for (int launch = 0; launch < 32; ++launch) {
-    relaunch();
-    fakes.clock->advance(std::chrono::hours(48));
-    setInfo(*fakes.packages->main, "CFBundleShortVersionString", std::to_string(launch));
-    const bool isHealthy = launch % 2 == 1;
-    answer(isHealthy ? 200 : statuses[launch / 2 % 4], isHealthy ? healthy : bodies[launch / 8]);
-    enqueue(0);
-    start([] {});
-    process->drain();
-    if (!isHealthy) continue;
-    EXPECT_TRUE(ZQMCore::isStarted()) << launch;
-    EXPECT_EQ(ZQMConfigRule::sharedInstance().configModel().lastUpdateDate, fakes.clock->now());
-    EXPECT_LE(queue().getQueue()->count(), 1U) << launch;
-  }
 }
 
 }  // namespace

@@ -3,15 +3,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <functional>
 #include <set>
 
 #include "tests/support/Environment.h"
+#include "tests/support/Limited.h"
 #include "tests/support/Tree.h"
 #include "zqm/platform/linux/files/LinuxDirectories.h"
 #include "zqm/platform/posix/Descriptor.h"
@@ -22,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::contentOf;
 using testing::Environment;
+using testing::limited;
 using testing::Tree;
 
 using Names = std::set<std::string>;
@@ -60,16 +60,9 @@ TEST_F(LinuxFilesTest, AWriteThatCannotBeLeavesWhatWasThere) {
   EXPECT_FALSE(files.writeAtomically(tree / "missing/record", toBytes("x")));
   EXPECT_FALSE(files.writeAtomically(path + std::string("\0x", 2), toBytes("x")));
 
-  // A full disk, as a limit of 4 KiB shows it.
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const rlimit small{4096, before.rlim_max};
-  const auto handler = signal(SIGXFSZ, SIG_IGN);
-  setrlimit(RLIMIT_FSIZE, &small);
-  EXPECT_FALSE(files.writeAtomically(path, Bytes(100'000)));
-  setrlimit(RLIMIT_FSIZE, &before);
-  signal(SIGXFSZ, handler);
-
+  EXPECT_FALSE(limited(RLIMIT_FSIZE, 4096, [&] {
+    return files.writeAtomically(path, Bytes(100'000));
+  })) << "a full disk";
   EXPECT_EQ(contentOf(path), "old");
   EXPECT_EQ(names(), (Names{"directory", "record"}));
 }
@@ -83,39 +76,26 @@ TEST_F(LinuxFilesTest, RemovesTheLitterOfDeadWritersOnly) {
   EXPECT_EQ(names(), (Names{".zqm-living.tmp", ".zqm-notes", "record"}));
 }
 
-TEST_F(LinuxFilesTest, ReadsRegularFilesWithinALimit) {
-  ASSERT_EQ(mkfifo((tree / "fifo").c_str(), 0600), 0);
-  fs::resize_file(tree.put("huge", ""), (std::uintmax_t{64} << 20) + 1);
-  for (const std::string& path : {tree / "fifo", tree / "huge", tree.root(), tree / "missing"}) {
-    EXPECT_EQ(files.read(path), std::nullopt) << path;
-  }
-  EXPECT_FALSE(files.read("/proc/self/status").value_or(Bytes()).empty()) << "its size is 0";
-  EXPECT_TRUE(files.opens(tree.root())) << "a directory opens";
-  EXPECT_TRUE(files.opens(tree / "fifo")) << "without waiting for its other end";
-  EXPECT_FALSE(files.opens(tree / "missing"));
-  EXPECT_TRUE(files.remove(tree / "huge"));
-  EXPECT_FALSE(files.exists(tree / "huge"));
-}
-
-TEST_F(LinuxFilesTest, TellsWhatIsNotThereFromWhatCannotBeReadNow) {
+TEST_F(LinuxFilesTest, TellsWhatIsNotThereFromWhatIsNoFileAndWhatCannotBeReadNow) {
   const std::string path = tree.put("record", "content");
   EXPECT_EQ(files.contentOf(path).bytes, toBytes("content"));
+  EXPECT_FALSE(files.read("/proc/self/status").value_or(Bytes()).empty()) << "its size is 0";
   fs::create_symlink("nowhere", tree / "link");
   for (const std::string& none : {tree / "missing", tree / "missing/record", path + "/x",
                                   tree / "link", path + std::string("\0x", 2)}) {
     EXPECT_EQ(files.contentOf(none).state, FileContent::none) << none;
   }
+  ASSERT_EQ(mkfifo((tree / "fifo").c_str(), 0600), 0);
   fs::resize_file(tree.put("huge", ""), (std::uintmax_t{64} << 20) + 1);
-  for (const std::string& foreign : {tree.root(), tree / "huge"}) {
+  for (const std::string& foreign : {tree.root(), tree / "huge", tree / "fifo"}) {
     EXPECT_EQ(files.contentOf(foreign).state, FileContent::foreign) << foreign;
+    EXPECT_EQ(files.read(foreign), std::nullopt) << foreign;
+    EXPECT_TRUE(files.opens(foreign)) << "without waiting for its other end";
   }
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit noneLeft{0, before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &noneLeft);
-  const FileContent unread = files.contentOf(path);
-  setrlimit(RLIMIT_NOFILE, &before);
+  const auto unread = limited(RLIMIT_NOFILE, 0, [&] { return files.contentOf(path); });
   EXPECT_EQ(unread.state, FileContent::notNow);
+  EXPECT_TRUE(files.remove(tree / "huge"));
+  EXPECT_FALSE(files.exists(tree / "huge") || files.opens(tree / "huge"));
 }
 
 TEST_F(LinuxFilesTest, ARootStandsInFrontOfEveryPathAndWithoutItNothingIsThere) {

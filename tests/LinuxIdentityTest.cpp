@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <latch>
-#include <thread>
 
+#include "tests/support/Threads.h"
 #include "tests/support/Tree.h"
 #include "zqm/platform/linux/files/LinuxFiles.h"
 
@@ -43,17 +43,13 @@ TEST_F(LinuxIdentityTest, KeepsARandomIdentifierUntilItsFileIsDeletedOrDamaged) 
 }
 
 TEST_F(LinuxIdentityTest, ProcessesThatStartTogetherAgree) {
-  constexpr std::size_t kProcesses = 8;
+  constexpr int kProcesses = 8;
   std::latch ready(kProcesses);
   std::vector<std::string> found(kProcesses);
-  std::vector<std::jthread> processes;
-  for (std::string& one : found) {
-    processes.emplace_back([&] {
-      ready.arrive_and_wait();
-      one = advertising();
-    });
-  }
-  processes.clear();
+  testing::onThreads(kProcesses, [&](int one) {
+    ready.arrive_and_wait();
+    found[static_cast<std::size_t>(one)] = advertising();
+  });
   EXPECT_EQ(found, std::vector(kProcesses, advertising()));
 }
 

@@ -10,11 +10,10 @@
 #include <sys/ioctl.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <functional>
-#include <thread>
 
+#include "tests/support/Becomes.h"
 #include "tests/support/Tree.h"
 #include "zqm/platform/linux/network/RouteSocket.h"
 
@@ -22,21 +21,12 @@ namespace zqm {
 namespace {
 
 using namespace reachability;
+using testing::becomes;
 
 const NetworkTarget kHost = HostName{"host.example"};
 const NetworkTarget kInternet = SocketAddress{};
 const NetworkTarget kLinkLocal = SocketAddress{false, {169, 254, 0, 0}};
 const NetworkTarget kNeighbour = HostName{"10.1.0.9"};
-
-// What the kernel or a watch says a little later.
-bool becomesTrue(const std::function<bool()>& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
 
 void ip(const std::string& arguments) {
   const std::string command = "ip " + arguments;
@@ -46,7 +36,7 @@ void ip(const std::string& arguments) {
 void setCarrier(const std::string& name, bool isOn) {
   ip("link set " + name + "-peer " + (isOn ? "up" : "down"));
   RouteSocket kernel;
-  EXPECT_TRUE(becomesTrue([&] {
+  EXPECT_TRUE(becomes([&] {
     const auto link = kernel.link(static_cast<std::int32_t>(if_nametoindex(name.c_str())));
     return link && link->isRunning() == isOn;
   }));
@@ -184,7 +174,7 @@ TEST_F(LinuxNetworkTest, AWatchReportsEachChangeOfTheFlagWordUntilItsTokenGoes) 
       };
     }
     bool becomes(std::uint32_t flags) const {
-      return becomesTrue([&] { return last == flags; });
+      return testing::becomes([&] { return last == flags; });
     }
   };
   const auto host = std::make_shared<Seen>();

@@ -2,13 +2,13 @@
 #include "zqm/platform/linux/files/LinuxPackages.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <ctime>
 
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Limited.h"
 #include "tests/support/Tree.h"
 #include "tools/zqm/PropertyListWriter.h"
 
@@ -57,13 +57,9 @@ TEST_F(LinuxPackagesTest, TheMainPackageIsTheProgramsDirectoryOrItsShare) {
   EXPECT_EQ(below(packages.mainPackage().value()), "usr/bin");
 }
 
-TEST_F(LinuxPackagesTest, ADamagedDescriptionIsNoPackageAndAChangeIsSeenAtOnce) {
+TEST_F(LinuxPackagesTest, AChangeOfADescriptionIsSeenAtOnce) {
   LinuxPackages packages(places, log);
   ASSERT_TRUE(packages.mainPackage());
-  for (const char* damaged : {"", "<plist><dict><key>a", "<plist><array/></plist>", "bplist00"}) {
-    tree.put("app/Info.plist", damaged);
-    EXPECT_FALSE(packages.mainPackage()) << damaged;
-  }
   // Of the same length, within the same tick of the clock.
   for (const char* identifier : {"a", "b"}) {
     put("app", identifier);
@@ -71,61 +67,43 @@ TEST_F(LinuxPackagesTest, ADamagedDescriptionIsNoPackageAndAChangeIsSeenAtOnce) 
   }
 }
 
-TEST_F(LinuxPackagesTest, TheSystemLogTellsOnceWhyADescriptionCannotBeRead) {
+TEST_F(LinuxPackagesTest, ADamagedDescriptionIsNoPackageAndTheSystemLogTellsWhyOnce) {
   const std::string file = tree / "app/Info.plist";
   LinuxPackages packages(places, log);
-  for (const char* damaged :
-       {"<array>\n<dict></array>", "<array/>", "", "<plist><array/></plist>"}) {
+  const std::pair<const char*, const char*> damages[] = {
+      {"<array>\n<dict></array>", "line 2: </array> does not close <dict>."},
+      {"<array/>", "it holds no dictionary."},
+      {"", "it is empty."}};
+  std::vector<std::string> lines;
+  for (const auto& [damaged, fault] : damages) {
     tree.put("app/Info.plist", damaged);
     for (int i = 0; i < 3; ++i) EXPECT_FALSE(packages.mainPackage());
+    lines.push_back("The property list " + file + " cannot be read: " + fault);
+    EXPECT_EQ(log->lines, lines);
   }
-  const std::string begin = "The property list " + file + " cannot be read: ";
-  const std::vector<std::string> lines = {begin + "line 2: </array> does not close <dict>.",
-                                          begin + "it holds no dictionary.", begin + "it is empty.",
-                                          begin + "it holds no dictionary."};
-  EXPECT_EQ(log->lines, lines);
   put("app", "org.example.host");
   std::filesystem::remove(file);
   EXPECT_FALSE(packages.mainPackage());
   EXPECT_EQ(log->lines, lines) << "a missing one is no fault";
 }
 
-TEST_F(LinuxPackagesTest, ADescriptionThatCannotBeReadForAMomentIsReadLater) {
-  // Old enough that what is read of it is kept.
-  const std::string directory = installedLibraryPackage();
-  struct stat status {};
-  ASSERT_EQ(stat((directory + "/Info.plist").c_str(), &status), 0);
-  while (std::time(nullptr) - status.st_ctim.tv_sec < 4) usleep(100'000);
+// The installed package and the list of what is beside it are old enough to be kept once read.
+TEST_F(LinuxPackagesTest, WhatCannotBeReadForAMomentIsReadLaterAndANewPackageIsFound) {
+  const std::string library = installedLibraryPackage();
+  const std::filesystem::path directory = std::filesystem::path(library).parent_path();
+  for (const std::string& kept : {library + "/Info.plist", directory.string()}) {
+    struct stat status {};
+    ASSERT_EQ(stat(kept.c_str(), &status), 0);
+    while (std::time(nullptr) - status.st_ctim.tv_sec < 4) usleep(100'000);
+  }
+  LinuxPackages main({.main = library}, log);
   LinuxPackages packages({.main = directory}, log);
-  rlimit usual{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
-  const rlimit none{0, usual.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  const auto withoutDescriptors = packages.mainPackage();
-  setrlimit(RLIMIT_NOFILE, &usual);
-  EXPECT_FALSE(withoutDescriptors);
-  EXPECT_TRUE(packages.mainPackage());
-}
-
-// The list of what is beside the main package is kept while its directory is unchanged.
-TEST_F(LinuxPackagesTest, APackageIsFoundAfterAMomentWithoutDescriptorsAndWhenItIsNew) {
-  // Old enough that the list is kept.
-  const std::filesystem::path directory =
-      std::filesystem::path(installedLibraryPackage()).parent_path();
-  struct stat status {};
-  ASSERT_EQ(stat(directory.c_str(), &status), 0);
-  while (std::time(nullptr) - status.st_ctim.tv_sec < 4) usleep(100'000);
-  LinuxPackages packages({.main = directory}, log);
-  rlimit usual{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
-  const rlimit none{0, usual.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  const auto withoutDescriptors = packages.frameworks();
-  setrlimit(RLIMIT_NOFILE, &usual);
-  EXPECT_TRUE(withoutDescriptors.empty());
+  EXPECT_FALSE(testing::limited(
+      RLIMIT_NOFILE, 0, [&] { return main.mainPackage() || !packages.frameworks().empty(); }));
+  EXPECT_TRUE(main.mainPackage());
   EXPECT_EQ(packages.frameworks().size(), 1U);
   const auto late = directory / "Late.bundle";
-  std::filesystem::copy(installedLibraryPackage(), late);
+  std::filesystem::copy(library, late);
   const std::size_t count = packages.frameworks().size();
   std::filesystem::remove_all(late);
   EXPECT_EQ(count, 2U);

@@ -2,9 +2,9 @@
 #include "zqm/crypto/ZQMLocker.h"
 
 #include <string>
-#include <thread>
 
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Threads.h"
 #include "tools/zqm/LockerKey.h"
 #include "zqm/base/Version.h"
 #include "zqm/crypto/LockerKey.h"
@@ -53,17 +53,13 @@ TEST_F(LockerTest, ConcurrentImportsOfTwoKeysAndAFailingOneAreSafe) {
   Bytes other = der;
   std::uint8_t& lastOfModulus = other.at(156);
   lastOfModulus ^= 2;
-  std::vector<std::jthread> threads;
-  for (const std::string& text : {body, toBase64(other), body, toBase64(other)}) {
-    threads.emplace_back([this, text] {
-      const Process::Scope inside(*process);
-      for (int round = 0; round < 50; ++round) {
-        const auto key = ZQMLocker::addPublicKey(text);
-        EXPECT_EQ(ZQMLocker::encryptData({1, 2, 3}, key).size(), 128U);
-      }
-    });
-  }
-  threads.clear();
+  zqm::testing::onThreads(4, [this, theirs = toBase64(other)](int thread) {
+    const Process::Scope inside(*process);
+    for (int round = 0; round < 50; ++round) {
+      const auto key = ZQMLocker::addPublicKey(thread % 2 == 0 ? body : theirs);
+      EXPECT_EQ(ZQMLocker::encryptData({1, 2, 3}, key).size(), 128U);
+    }
+  });
   // An even modulus can be imported, but nothing can be encrypted with it.
   lastOfModulus ^= 1;
   EXPECT_EQ(ZQMLocker::encryptData({1, 2, 3}, ZQMLocker::addPublicKey(toBase64(other))), Bytes());

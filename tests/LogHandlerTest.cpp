@@ -1,9 +1,8 @@
 // Local log files and the records of the remote log.
 #include "zqm/log/ZQMLogHandler.h"
 
-#include <thread>
-
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Threads.h"
 #include "zqm/core/ZQMCore.h"
 #include "zqm/util/Date.h"
 
@@ -56,14 +55,10 @@ TEST_F(LogHandlerTest, HistoryWithoutAnyKeptEntryLeavesItsSeparatorInFront) {
 }
 
 TEST_F(LogHandlerTest, ConcurrentWritersLoseNoEntry) {
-  std::vector<std::jthread> writers;
-  for (int i = 0; i < 4; ++i) {
-    writers.emplace_back([this] {
-      const Process::Scope bound(*process);
-      for (int n = 0; n < 10; ++n) log("entry");
-    });
-  }
-  writers.clear();
+  onThreads(4, [this](int) {
+    const Process::Scope bound(*process);
+    for (int n = 0; n < 10; ++n) log("entry");
+  });
   EXPECT_EQ(content().size(), 40 * std::string("\n\n2024-03-05T15:10:00-03:00 entry").size());
 }
 

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <tuple>
 
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Threads.h"
 
 namespace zqm {
 namespace {
@@ -107,7 +107,7 @@ TEST_F(ReachabilityTest, LivesUntilItStopsInItsOwnCallbackOrItsProcessEnds) {
 TEST_F(ReachabilityTest, MakesOneCallAtATimeWithTheProcessThatStartedIt) {
   int calls = 0;  // Unguarded on purpose: the thread sanitizer tells of calls side by side.
   monitor->setReachabilityBlock([&](const auto& sender, std::uint32_t) {
-    EXPECT_EQ(&Process::current(), process.get());
+    EXPECT_EQ(&Process::current(), process);
     // A new run, whose changes another thread of the service may bring.
     if (++calls % 10 == 0) {
       sender->stopNotifier();
@@ -115,13 +115,9 @@ TEST_F(ReachabilityTest, MakesOneCallAtATimeWithTheProcessThatStartedIt) {
     }
   });
   ASSERT_TRUE(monitor->startNotifier());
-  std::vector<std::jthread> service;
-  for (int i = 0; i < 4; ++i) {
-    service.emplace_back([this] {
-      for (int n = 0; n < 100; ++n) fakes.network->change(kReachable);
-    });
-  }
-  service.clear();
+  testing::onThreads(4, [this](int) {
+    for (int n = 0; n < 100; ++n) fakes.network->change(kReachable);
+  });
   process->drain();
   EXPECT_GT(calls, 0);
   EXPECT_LE(calls, 400);

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -303,15 +304,19 @@ struct Launch {
 class Fixture : public ::testing::Test {
  protected:
   Fakes fakes;
-  std::unique_ptr<Process> process = std::make_unique<Process>(fakes.platform());
-  std::unique_ptr<Process::Scope> scope = std::make_unique<Process::Scope>(*process);
+  std::optional<Launch> launched{std::in_place, fakes.platform()};
+  Process* process = &launched->process;
 
-  // The application ends and is launched again over the same files.
-  void relaunch() {
+  // The application ends.
+  void end() {
     process->drain();
-    scope.reset();
-    process = std::make_unique<Process>(fakes.platform());
-    scope = std::make_unique<Process::Scope>(*process);
+    launched.reset();
+  }
+  void launch() { process = &launched.emplace(fakes.platform()).process; }
+  // It ends and is launched again over the same files.
+  void relaunch() {
+    end();
+    launch();
   }
 
   // The backend's answer to everything.
@@ -327,6 +332,11 @@ class Fixture : public ::testing::Test {
       records.push_back(*readJson(asText(request.body.value())).value.dictionary());
     }
     return records;
+  }
+  std::vector<std::string> messages() {
+    std::vector<std::string> texts;
+    for (const Dictionary& record : reports()) texts.push_back(record["message"].textForm());
+    return texts;
   }
 
   // The file of a record class in the shared container.
