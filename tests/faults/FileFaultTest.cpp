@@ -1,11 +1,10 @@
 // Operations on files that fail, one by one and from some moment on.
 #include <cerrno>
-#include <chrono>
-#include <functional>
+#include <memory>
 #include <optional>
-#include <thread>
 
 #include "tests/faults/Installation.h"
+#include "tests/support/Becomes.h"
 #include "zqm/config/ZQMConfigModel.h"
 #include "zqm/core/user/ZQMUserModel.h"
 #include "zqm/device/ZQMDeviceModel.h"
@@ -20,16 +19,6 @@ struct Failures {
   bool last;
   bool isOld = false;
 };
-
-// Whether that comes true by what the library's thread does.
-bool becomes(const std::function<bool()>& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 class FileFaultTest : public ::testing::TestWithParam<Failures> {
  protected:
@@ -65,44 +54,33 @@ class FileFaultTest : public ::testing::TestWithParam<Failures> {
   // the end of the process, too.
   std::pair<Names, bool> liveWith(std::int64_t n) {
     const auto& [name, errors, last, isOld] = GetParam();
-    std::optional<Process> process(std::in_place, installed.platform());
+    std::optional<Launch> launch(std::in_place, installed.platform());
     const FileFault fault({n, last}, errors[static_cast<std::size_t>(n) % errors.size()]);
-    Names left;
-    {
-      const Process::Scope scope(*process);
-      live(*process);
-      if (!last) {
-        EXPECT_TRUE(becomes([&] { return isStored(); }));
-      }
-      EXPECT_TRUE(isBalanced());
-      left = sorted(allNames());
-    }
+    live(launch->process);
+    EXPECT_TRUE(last || becomes([&] { return isStored(); }));
+    EXPECT_TRUE(isBalanced());
+    const Names left = sorted(allNames());
     if (last) FileFault::end();
-    process.reset();
+    launch.reset();
     EXPECT_EQ(sorted(installed.storedNames()), left);
     return {left, FileFault::hasHappened()};
   }
 
+  const std::unique_ptr<OldFileSystem> old{GetParam().isOld ? std::make_unique<OldFileSystem>()
+                                                            : nullptr};
   Installation installed;
 };
 
 TEST_P(FileFaultTest, NoneOfALaunchLosesAnItemOrHarmsTheNextLaunch) {
-  std::optional<OldFileSystem> old;
-  if (GetParam().isOld) old.emplace();
-  std::int64_t n = 1;
-  for (bool happened = true; happened; ++n) {
-    SCOPED_TRACE(n);
+  const std::int64_t count = forEachRequest([&](std::int64_t n) {
     {
-      Process process(installed.platform());
-      const Process::Scope scope(process);
+      const Launch launch(installed.platform());
       queueRule().refreshQueue(ZQMQueueModel());
       enqueue("q/1");
       enqueue("q/3");
     }
-    const auto [left, mayGoOn] = liveWith(n);
-    happened = mayGoOn;
-    Process next(installed.platform());
-    const Process::Scope scope(next);
+    const auto [left, happened] = liveWith(n);
+    Launch next(installed.platform());
     queueRule().adoptQueues();
     EXPECT_EQ(sorted(pendingNames()), left);
     EXPECT_EQ(installed.queueFiles(), std::vector{installed.firstFile});
@@ -112,7 +90,7 @@ TEST_P(FileFaultTest, NoneOfALaunchLosesAnItemOrHarmsTheNextLaunch) {
       EXPECT_NE(state, FileState::damaged);
     }
     if (!happened || n % 4 == 0) {
-      live(next);
+      live(next.process);
       EXPECT_TRUE(ZQMCore::isStarted());
       EXPECT_TRUE(isBalanced());
       EXPECT_EQ(installed.storedNames(), pendingNames());
@@ -120,34 +98,28 @@ TEST_P(FileFaultTest, NoneOfALaunchLosesAnItemOrHarmsTheNextLaunch) {
                 installed.fakes.clock->now());
       EXPECT_TRUE(installed.stored<ZQMDeviceModel>().record.value().isStarted);
     }
-    ASSERT_FALSE(HasFailure());
-  }
-  EXPECT_GT(n, 30);
+    return happened;
+  });
+  EXPECT_GT(count, 30);
 }
 
 TEST_P(FileFaultTest, FirstItemsOfAnInstallationAreStoredOnce) {
-  const auto& [name, errors, last, isOld] = GetParam();
-  std::optional<OldFileSystem> old;
-  if (isOld) old.emplace();
-  bool happened = true;
-  for (std::int64_t n = 1; happened; ++n) {
-    SCOPED_TRACE(n);
+  const std::vector<int>& errors = GetParam().errors;
+  const bool last = GetParam().last;
+  forEachRequest([&](std::int64_t n) {
     for (const std::string& file : installed.queueFiles()) std::filesystem::remove(file);
     std::filesystem::remove(firstQueueFile(installed.documents));
-    std::optional<Process> process(std::in_place, installed.platform());
-    {
-      const FileFault fault({n, last}, errors[static_cast<std::size_t>(n) % errors.size()]);
-      const Process::Scope scope(*process);
-      enqueue("q/1");
-      enqueue("q/3");
-      if (last) FileFault::end();
-      process.reset();
-      happened = FileFault::hasHappened();
-    }
+    std::optional<Launch> launch(std::in_place, installed.platform());
+    const FileFault fault({n, last}, errors[static_cast<std::size_t>(n) % errors.size()]);
+    enqueue("q/1");
+    enqueue("q/3");
+    if (last) FileFault::end();
+    launch.reset();
+    FileFault::end();
     EXPECT_EQ(installed.storedNames(), (Names{"q/1", "q/3"}));
     EXPECT_EQ(installed.queueFiles().size(), 1U);
-    ASSERT_FALSE(HasFailure());
-  }
+    return FileFault::hasHappened();
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -163,8 +135,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(FullDiskTest, WritesAtTheEndWhatNeverFitted) {
   Installation installed;
   {
-    Process process(installed.platform());
-    const Process::Scope scope(process);
+    const Launch launch(installed.platform());
     enqueue("stored");
     const FileFault full({1, true}, ENOSPC);
     enqueue("late");
@@ -178,11 +149,10 @@ TEST(FullDiskTest, WritesAtTheEndWhatNeverFitted) {
 TEST(DanglingLinkTest, IsLeftAloneAndReportedOnceAndTheQueueHasAnotherName) {
   Installation installed;
   std::filesystem::create_symlink("nowhere", installed.firstFile);
-  Process process(installed.platform());
-  const Process::Scope scope(process);
+  Launch launch(installed.platform());
   enqueue("q");
   for (int i = 0; i < 2; ++i) queueRule().adoptQueues();
-  process.drain();
+  launch.process.drain();
   EXPECT_EQ(std::filesystem::read_symlink(installed.firstFile), "nowhere");
   EXPECT_EQ(installed.queueFiles().size(), 2U);
   EXPECT_EQ(installed.storedNames(), pendingNames());
@@ -193,8 +163,7 @@ TEST(DanglingLinkTest, IsReplacedByTheCopyInTheDocuments) {
   Installation installed;
   const std::string copy = firstQueueFile(installed.documents);
   std::filesystem::create_symlink("nowhere", copy);
-  Process process(installed.platform());
-  const Process::Scope scope(process);
+  const Launch launch(installed.platform());
   enqueue("q");
   EXPECT_TRUE(std::filesystem::equivalent(installed.firstFile, copy));
   EXPECT_FALSE(std::filesystem::is_symlink(copy));

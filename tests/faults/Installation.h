@@ -84,8 +84,7 @@ struct Installation {
   // What another launch would find in the store.
   template <class R>
   Found<R> stored() {
-    Process other(platform());
-    const Process::Scope inside(other);
+    const Launch other(platform());
     return ZQMDatabase::findRecord<R>();
   }
 
@@ -130,6 +129,18 @@ struct Installation {
     fakes.files->put(tree->put(name, content), {});
   }
 };
+
+// Runs the body for the first, second and each further request that may fail, until it answers that
+// there were fewer. Answers how many there were, or stops where a test has failed.
+template <class Body>
+std::int64_t forEachRequest(const Body& body, std::int64_t step = 1) {
+  std::int64_t n = 1;
+  for (bool happened = true; happened && !::testing::Test::HasFailure(); n += step) {
+    SCOPED_TRACE(n);
+    happened = body(n);
+  }
+  return n;
+}
 
 inline ZQMQueueRule& queueRule() { return ZQMQueueRule::sharedInstance(); }
 inline void enqueue(const std::string& name, std::size_t size = 300, bool priority = false) {

@@ -9,15 +9,6 @@
 namespace zqm::testing {
 namespace {
 
-// Whether the work meets a fault at the n-th request, once or from it on.
-template <class Work>
-bool failsAt(std::int64_t n, bool lasts, Work work) {
-  const MemoryFault fault({n, lasts});
-  work();
-  MemoryFault::end();
-  return fault.hasHappened();
-}
-
 // What the host needs for the call is there already.
 auto enqueueing(const std::string& name) {
   return [url = Text(name), body = std::optional(Bytes(300, 'x'))]() mutable {
@@ -34,18 +25,29 @@ constexpr std::int64_t kStep = 1;
 
 class MemoryFaultTest : public ::testing::TestWithParam<bool> {
  protected:
-  // The end of a launch brings to the files what is pending.
+  // Whether the work meets a fault at the n-th request, once or from it on.
   template <class Work>
-  void launch(Work work) {
+  static bool failsAt(std::int64_t n, Work work) {
+    const MemoryFault fault({n, GetParam()});
+    work();
+    MemoryFault::end();
+    return fault.hasHappened();
+  }
+
+  // The end of a launch brings to the files what is pending; what it could not read stays there.
+  template <class Work>
+  Names launch(const Work& work, const Names& unread = {}) {
     Names left;
     {
-      Process process(installed.platform());
-      const Process::Scope scope(process);
+      const Launch launched(installed.platform());
       work();
       EXPECT_TRUE(isBalanced());
       left = pendingNames();
+      if (queueRule().counts().loaded == 0) left.insert(left.end(), unread.begin(), unread.end());
     }
-    EXPECT_EQ(installed.storedNames(), left);
+    EXPECT_TRUE(installed.storedNames() == left ||
+                (!unread.empty() && sorted(installed.storedNames()) == sorted(left)));
+    return sorted(left);
   }
 
   Installation installed;
@@ -53,18 +55,17 @@ class MemoryFaultTest : public ::testing::TestWithParam<bool> {
 
 TEST_P(MemoryFaultTest, ChangeOfTheQueueIsMadeOrNotAndStoredLater) {
   launch([] { enqueue("first"); });
-  bool happened = true;
-  for (std::int64_t n = 1; happened; ++n) {
-    SCOPED_TRACE(n);
+  forEachRequest([&](std::int64_t n) {
+    bool happened = false;
     launch([&] {
       // Its removal makes the file worth a compaction.
       enqueue("big", 40'000, true);
       const Names before = pendingNames();
       const auto big = queueRule().getQueue()->data->at(0);
-      happened = failsAt(n, GetParam(), [&] { queueRule().removeData(big); });
+      happened = failsAt(n, [&] { queueRule().removeData(big); });
       const Names between = pendingNames();
       EXPECT_TRUE(between == before || between == Names(before.begin() + 1, before.end()));
-      happened = failsAt(n, GetParam(), enqueueing("new")) || happened;
+      happened = failsAt(n, enqueueing("new")) || happened;
       Names after = between;
       after.push_back("new");
       EXPECT_TRUE(pendingNames() == between || pendingNames() == after);
@@ -74,8 +75,8 @@ TEST_P(MemoryFaultTest, ChangeOfTheQueueIsMadeOrNotAndStoredLater) {
       while (queueRule().getQueue()->count() > 1) removeFirst();
       enqueue("last");
     });
-    ASSERT_FALSE(HasFailure());
-  }
+    return happened;
+  });
 }
 
 TEST_P(MemoryFaultTest, ItemsThatAreAdoptedAreThereOnceOrStayInTheirFile) {
@@ -83,38 +84,34 @@ TEST_P(MemoryFaultTest, ItemsThatAreAdoptedAreThereOnceOrStayInTheirFile) {
     enqueue("stored");
     enqueue("prior", 300, true);
   });
-  bool happened = true;
-  for (std::int64_t n = 1; happened; n += kStep) {
-    SCOPED_TRACE(n);
-    Names left;
-    {
-      Process process(installed.platform());
-      const Process::Scope scope(process);
-      {
-        const FileFault unreadable({1, true}, EACCES);
-        queueRule();
-      }
-      happened = failsAt(n, GetParam(), enqueueing("new"));
-      // With a file of its own it adopts, without one it takes over.
-      if (n % 2 == 0) enqueue("own");
-      happened = failsAt(n, GetParam(), [] { queueRule().adoptQueues(); }) || happened;
-      EXPECT_TRUE(isBalanced());
-      left = pendingNames();
-      if (queueRule().counts().loaded == 0) left.insert(left.end(), {"prior", "stored"});
-    }
-    EXPECT_EQ(sorted(installed.storedNames()), sorted(left));
-    launch([&] {
-      queueRule().adoptQueues();
-      EXPECT_EQ(sorted(pendingNames()), sorted(left));
-      EXPECT_EQ(installed.queueFiles().size(), 1U);
-      const auto queue = queueRule().getQueue();
-      for (const auto& item : *queue->data) {
-        const std::string& name = *item->url.text();
-        if (name == "new" || name == "own") queueRule().removeData(item);
-      }
-    });
-    ASSERT_FALSE(HasFailure());
-  }
+  forEachRequest(
+      [&](std::int64_t n) {
+        bool happened = false;
+        const Names left = launch(
+            [&] {
+              {
+                const FileFault unreadable({1, true}, EACCES);
+                queueRule();
+              }
+              happened = failsAt(n, enqueueing("new"));
+              // With a file of its own it adopts, without one it takes over.
+              if (n % 2 == 0) enqueue("own");
+              happened = failsAt(n, [] { queueRule().adoptQueues(); }) || happened;
+            },
+            {"prior", "stored"});
+        launch([&] {
+          queueRule().adoptQueues();
+          EXPECT_EQ(sorted(pendingNames()), left);
+          EXPECT_EQ(installed.queueFiles().size(), 1U);
+          const auto queue = queueRule().getQueue();
+          for (const auto& item : *queue->data) {
+            const std::string& name = *item->url.text();
+            if (name == "new" || name == "own") queueRule().removeData(item);
+          }
+        });
+        return happened;
+      },
+      kStep);
 }
 
 TEST_P(MemoryFaultTest, LaunchReadsAllOfTheQueueOrLeavesItInItsFile) {
@@ -122,47 +119,44 @@ TEST_P(MemoryFaultTest, LaunchReadsAllOfTheQueueOrLeavesItInItsFile) {
   launch([&] {
     for (const std::string& name : all) enqueue(name);
   });
-  bool happened = true;
-  for (std::int64_t n = 1; happened; ++n) {
-    SCOPED_TRACE(n);
-    {
-      Process process(installed.platform());
-      const Process::Scope scope(process);
-      happened = failsAt(n, GetParam(), [] {
-        try {
-          queueRule();
-        } catch (const std::bad_alloc&) {
-          // The next use makes it.
-        }
-      });
-      EXPECT_TRUE(pendingNames() == all || pendingNames().empty());
-      enqueue("last");
-      removeLast();
-      EXPECT_TRUE(isBalanced());
-    }
+  forEachRequest([&](std::int64_t n) {
+    bool happened = false;
+    launch(
+        [&] {
+          happened = failsAt(n, [] {
+            try {
+              queueRule();
+            } catch (const std::bad_alloc&) {
+              // The next use makes it.
+            }
+          });
+          EXPECT_TRUE(pendingNames() == all || pendingNames().empty());
+          enqueue("last");
+          removeLast();
+        },
+        all);
     EXPECT_EQ(installed.storedNames(), all);
     // A launch that could not read has left a file of its own.
     launch([] { queueRule().adoptQueues(); });
-    ASSERT_FALSE(HasFailure());
-  }
+    return happened;
+  });
 }
 
 TEST_P(MemoryFaultTest, FirstItemOfAnInstallationIsThereOnceOrNotAtAll) {
-  bool happened = true;
-  for (std::int64_t n = 1; happened; ++n) {
-    SCOPED_TRACE(n);
+  forEachRequest([&](std::int64_t n) {
+    bool happened = false;
     for (const std::string& directory : {installed.container, installed.documents}) {
       std::filesystem::remove(firstQueueFile(directory));
     }
     launch([&] {
       queueRule();
-      happened = failsAt(n, GetParam(), enqueueing("new"));
+      happened = failsAt(n, enqueueing("new"));
       EXPECT_TRUE(pendingNames().empty() || pendingNames() == Names{"new"});
       if (n % 2 == 0) enqueue("last");
     });
     EXPECT_LE(installed.queueFiles().size(), 1U);
-    ASSERT_FALSE(HasFailure());
-  }
+    return happened;
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Requests, MemoryFaultTest, ::testing::Bool(), [](const auto& each) {
@@ -175,11 +169,10 @@ class StartMemoryTest : public ::testing::TestWithParam<int> {
   // A launch in which all is due. Whether it met the fault.
   bool launch(Fault fault, const std::function<void()>& check) {
     installed.fakes.clock->advance(std::chrono::hours(48));
-    Process process(installed.platform());
-    const Process::Scope scope(process);
+    Launch launched(installed.platform());
     const MemoryFault failing(fault);
     ZQMCore::startWithAppId(appId, {});
-    process.drain();
+    launched.process.drain();
     MemoryFault::end();
     EXPECT_TRUE(isBalanced());
     check();
@@ -195,8 +188,7 @@ TEST_P(StartMemoryTest, StartHarmsNeitherTheHostNorTheNextLaunch) {
   // The backend takes none of them.
   const Names kept = {"q/1", "q/3", "q/5"};
   {
-    Process process(installed.platform());
-    const Process::Scope scope(process);
+    const Launch launched(installed.platform());
     for (const std::string& name : kept) enqueue(name, 300, name == "q/5");
   }
   bool happened = true;
@@ -224,9 +216,7 @@ TEST(TransportMemoryTest, FailsTheExchangeAndGoesOnServing) {
   CurlHttp http({});
   pthread_setname_np(pthread_self(), "sender");
   for (const char* thread : {"sender", "zqm-http", "zqm-completion"}) {
-    bool happened = true;
-    for (std::int64_t n = 1; happened; ++n) {
-      SCOPED_TRACE(n);
+    forEachRequest([&](std::int64_t n) {
       auto promise = std::make_shared<std::promise<bool>>();
       auto answered = promise->get_future();
       HttpRequest request{server.url("/"), "POST", {{"euid", "a", true}}, toBytes("body")};
@@ -237,13 +227,12 @@ TEST(TransportMemoryTest, FailsTheExchangeAndGoesOnServing) {
       const MemoryFault fault({n, false}, thread);
       http.send(std::move(request), std::move(completion));
       // Answered, or dropped with what it holds; a wait that does not end is what must not be.
-      ASSERT_EQ(answered.wait_for(std::chrono::seconds(20)), std::future_status::ready) << thread;
+      const auto state = answered.wait_for(std::chrono::seconds(20));
       MemoryFault::end();
-      happened = fault.hasHappened();
-      if (!happened) {
-        EXPECT_TRUE(answered.get()) << thread;
-      }
-    }
+      EXPECT_TRUE(state == std::future_status::ready && (fault.hasHappened() || answered.get()))
+          << thread;
+      return fault.hasHappened();
+    });
   }
 }
 

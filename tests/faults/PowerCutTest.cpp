@@ -3,9 +3,9 @@
 #include <map>
 #include <optional>
 #include <random>
-#include <thread>
 
 #include "tests/faults/Installation.h"
+#include "tests/support/Becomes.h"
 #include "zqm/core/user/ZQMUserModel.h"
 
 namespace zqm::testing {
@@ -163,8 +163,7 @@ class PowerCutTest : public ::testing::Test {
     for (const auto& [path, content] : disk) {
       fakes.files->put(path.substr(installed.tree->root().size()), toBytes(content));
     }
-    Process process(fakes.platform());
-    const Process::Scope scope(process);
+    const Launch launch(fakes.platform());
     queueRule().adoptQueues();
     const Names found = pendingNames();
     const auto user = ZQMDatabase::findRecord<ZQMUserModel>();
@@ -189,23 +188,18 @@ class PowerCutTest : public ::testing::Test {
 
   // The last state comes to the disk by itself.
   void waitForSync() const {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    std::optional<std::size_t> oldest;
-    while (oldest != states.size() - 1) {
-      ASSERT_LT(std::chrono::steady_clock::now(), limit);
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      oldest = spared([&] {
+    ASSERT_TRUE(becomes([this] {
+      return spared([&] {
         const Record record(recordedSteps());
         Disk disk(record, record.steps().size(), Fate::unsyncedIsLost, 0);
-        return stateOf(survivors(disk.files()), 0, states.size() - 1);
+        return stateOf(survivors(disk.files()), 0, states.size() - 1) == states.size() - 1;
       });
-    }
+    }));
   }
 
   // Entries of many sizes, records, a compaction, and syncs that come when they come.
   void live() {
-    Process process(installed.platform());
-    const Process::Scope scope(process);
+    const Launch launch(installed.platform());
     for (int i = 0; i < 4; ++i) add(100);
     saveUser(20);
     add(14'000);
@@ -226,14 +220,12 @@ class PowerCutTest : public ::testing::Test {
 
   // A second process on the container ends, and the first one adopts what it leaves.
   void liveWithAnother() {
-    Process process(installed.platform());
-    const Process::Scope scope(process);
+    const Launch launch(installed.platform());
     add(300);
     waitForSync();
     const Names ours = pendingNames();
     {
-      Process other(installed.platform());
-      const Process::Scope inside(other);
+      const Launch other(installed.platform());
       add(300, false, ours);
       add(5'000, true, ours);
       add(100, false, ours);
