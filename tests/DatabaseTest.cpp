@@ -46,8 +46,9 @@ TEST_F(DatabaseTest, OneRecordReplacesAListAndTheOtherWayRound) {
   EXPECT_FALSE(ZQMDatabase::readRecord<ZQMUserModel>().has_value());
   EXPECT_EQ(state(), FileState::none);
 
-  EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user("c")));
-  EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, Text("c"));
+  const Value odd = List{"bad \xff utf-8", std::string("a\0b", 3), Date::max(), Bytes{0}};
+  EXPECT_TRUE(ZQMDatabase::saveObject<ZQMUserModel>(user(odd)));
+  EXPECT_EQ(ZQMDatabase::readRecord<ZQMUserModel>().value().euid, odd);
   EXPECT_TRUE(quarantined().empty());
 }
 
@@ -83,7 +84,9 @@ TEST_F(DatabaseTest, QueueAloneHasASideCopyThatRemovalLeaves) {
 TEST_F(DatabaseTest, DamagedFileReadsAsNoneAndIsKeptOnceBesideWhatIsSaved) {
   std::string nothing;
   putCbor(nothing, Dictionary{{"euid", Value::Null()}});
-  const Bytes sound = framed("\xA0");
+  std::string record;
+  putCbor(record, Dictionary{{"euid", "a"}});
+  const Bytes sound = framed(record);
   const Bytes shorter(sound.begin(), sound.end() - 1);
   Bytes longer = sound;
   longer.push_back(0);

@@ -237,6 +237,19 @@ TEST_F(QueueRuleTest, WhileAnotherProcessLooksAQueueStartsEmptyAndLooksAtItsNext
   EXPECT_EQ(urls(), (Urls{"b", "a"}));
 }
 
+TEST_F(QueueRuleTest, AFileThatCannotBeReadIsLeftReportedOnceAndTakenLater) {
+  enqueue("a");
+  relaunch();
+  fakes.journals->unreadable.insert(path);
+  enqueue("b");
+  rule().adoptQueues();
+  rule().adoptQueues();
+  EXPECT_EQ(reports().size(), 1U);
+  fakes.journals->unreadable.clear();
+  rule().adoptQueues();
+  EXPECT_EQ(urls(), (Urls{"b", "a"}));
+}
+
 TEST_F(QueueRuleTest, RefreshWithNoModelEmptiesTheMemoryAndLeavesTheFile) {
   enqueue("a");
   const auto item = rule().getQueue()->data->at(0);

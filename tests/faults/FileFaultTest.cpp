@@ -104,7 +104,8 @@ TEST_P(FileFaultTest, NoneOfALaunchLosesAnItemOrHarmsTheNextLaunch) {
 }
 
 TEST_P(FileFaultTest, FirstItemsOfAnInstallationAreStoredOnce) {
-  const auto& [name, errors, last, isOld] = GetParam();
+  const std::vector<int>& errors = GetParam().errors;
+  const bool last = GetParam().last;
   forEachRequest([&](std::int64_t n) {
     for (const std::string& file : installed.queueFiles()) std::filesystem::remove(file);
     std::filesystem::remove(firstQueueFile(installed.documents));

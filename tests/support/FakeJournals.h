@@ -96,6 +96,7 @@ struct FakeJournals : Journals {
     return found;
   }
   Opened open(const std::string& path, bool locks) override {
+    if (unreadable.contains(path)) return {Access::unreadable, nullptr, "no permission"};
     auto content = files->read(path);
     if (!content) return {Access::none, nullptr, ""};
     const MutexLock lock(files->mutex);
@@ -112,6 +113,7 @@ struct FakeJournals : Journals {
   std::shared_ptr<FakeFiles> files;
   // By some process; guarded by the files' mutex.
   std::set<std::string> owned;
+  std::set<std::string> unreadable;
   std::atomic<Turn> turn = Turn::ours;
 };
 
