@@ -1,4 +1,5 @@
-// Writes and reads the frames of the queue's journal.
+// Writes and reads the frames of the queue's journal. JournalForm.cpp has the kinds of payloads;
+// docs/architecture.md describes them.
 #pragma once
 
 #include <cstdint>
