@@ -54,7 +54,7 @@ void QueueHost::remove(int number) {
   }
 }
 
-void QueueHost::look() {
+void QueueHost::recover() {
   const Process::Scope scope(*process_);
   ZQMQueueRule::sharedInstance().adoptQueues();
 }

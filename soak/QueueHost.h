@@ -26,7 +26,7 @@ class QueueHost {
   void enqueue(int number) { enqueue(number, 20, false); }
   void enqueue(int number, std::size_t size, bool priority);
   void remove(int number);
-  void look();
+  void recover();
   std::vector<int> numbers();
 
   testing::Fakes& fakes() { return fakes_; }

@@ -219,7 +219,7 @@ std::vector<int> QueueStorm::readWhatIsLeft() {
   const pid_t child = fork();
   if (child == 0) {
     QueueHost host(directory_.path());
-    host.look();
+    host.recover();
     std::ofstream file(path);
     for (const int number : host.numbers()) file << number << "\n";
     file.close();

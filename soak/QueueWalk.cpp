@@ -47,7 +47,7 @@ struct WalkBoard {
   std::array<std::atomic<Fate>, kItems> fates;
   // How often the live processes hold an item, and how often the one after them.
   std::array<std::array<std::atomic<int>, kItems>, 2> held;
-  std::atomic<bool> hasLooked;
+  std::atomic<bool> hasRecovered;
   std::atomic<bool> isDone;
 
   void count(std::size_t round, QueueHost& host) {
@@ -57,7 +57,7 @@ struct WalkBoard {
     for (auto& round : held) {
       for (auto& each : round) each = 0;
     }
-    hasLooked = isDone = false;
+    hasRecovered = isDone = false;
   }
 };
 
@@ -134,7 +134,7 @@ std::vector<QueueWalk::Scenario> QueueWalk::scenarios() {
   const auto adopt = [](int next) {
     return [=](const std::string& root, WalkBoard& board, const Shared& steps) {
       Actor actor(root, board, steps);
-      actor.host().look();
+      actor.host().recover();
       actor.enqueue(next);
       actor.remove(1);
       actor.enqueue(next + 1, 20, true);
@@ -178,7 +178,7 @@ std::vector<QueueWalk::Scenario> QueueWalk::scenarios() {
          Actor actor(root, board, steps);
          actor.enqueue(4);
          first.end();
-         actor.host().look();
+         actor.host().recover();
          actor.remove(2);
          actor.enqueue(5);
        }},
@@ -247,7 +247,7 @@ std::vector<QueueWalk::Scenario> QueueWalk::scenarios() {
          other.enqueue(4);
          for (const int each : lost) close(each);
          for (const int number : {1, 2, 3}) owner.fate(number) = Fate::twice;
-         other.host().look();
+         other.host().recover();
          owner.enqueueUnwritten(5);
          owner.end();
          owner.fate(5) = Fate::pending;
@@ -316,7 +316,7 @@ void QueueWalk::visit(const Saved& saved, Depth depth) {
   where_ = where;
 }
 
-// Two processes, of which one looks before the other and one after; then another one.
+// Two processes, of which one recovers before the other and one after; then another one.
 void QueueWalk::check() {
   board_->startCounting();
   const int end = run([&] {
@@ -324,13 +324,13 @@ void QueueWalk::check() {
       const auto plain = steps(0, 0);
       QueueHost one(root_, plain);
       QueueHost other(root_, plain);
-      other.look();
-      one.look();
+      other.recover();
+      one.recover();
       board_->count(0, one);
       board_->count(0, other);
     }
     QueueHost next(root_, steps(0, 0));
-    next.look();
+    next.recover();
     board_->count(1, next);
   });
   if (end != 0) return blame("the process after it ended with " + std::to_string(end));
@@ -343,7 +343,7 @@ bool QueueWalk::killInRecovery(const Saved& saved, long step) {
   restore(saved);
   const int end = run([&] {
     QueueHost host(root_, steps(step, SIGKILL));
-    host.look();
+    host.recover();
   });
   check();
   return end == SIGKILL;
@@ -362,12 +362,12 @@ bool QueueWalk::stopInLook(const Saved& saved, long step) {
   const pid_t stopping = start([&] {
     const auto counted = steps(step, SIGSTOP);
     Actor actor(root_, *board_, counted);
-    actor.host().look();
+    actor.host().recover();
     actor.enqueue(kItems - 1, kLargeBody, false);
     const long named = counted->named;
     actor.remove(kItems - 1);
     waitFor([&] { return counted->named > named; });
-    actor.host().look();
+    actor.host().recover();
     board_->count(0, actor.host());
     board_->isDone = true;
     for (;;) pause();
@@ -382,23 +382,23 @@ bool QueueWalk::stopInLook(const Saved& saved, long step) {
     blame("the stopped process ended with " + std::to_string(status));
     return false;
   }
-  const pid_t looking = start([&] {
+  const pid_t recovering = start([&] {
     Actor actor(root_, *board_, steps(0, 0));
-    actor.host().look();
-    board_->hasLooked = true;
+    actor.host().recover();
+    board_->hasRecovered = true;
     waitFor([&] { return board_->isDone.load(); });
-    actor.host().look();
+    actor.host().recover();
     actor.enqueue(kItems - 2);
     board_->count(0, actor.host());
   });
-  waitFor([&] { return board_->hasLooked || kill(looking, 0) != 0; });
+  waitFor([&] { return board_->hasRecovered || kill(recovering, 0) != 0; });
   kill(stopping, SIGCONT);
-  end(looking, "the looking process");
+  end(recovering, "the recovering process");
   kill(stopping, SIGKILL);
   waitpid(stopping, &status, 0);
   run([&] {
     QueueHost next(root_, steps(0, 0));
-    next.look();
+    next.recover();
     board_->count(1, next);
   });
   judge(0, "in memory");

@@ -1,5 +1,5 @@
 // A walk over every step at which processes that share a container of queues can be killed, and
-// over every step at which one can stop while another looks.
+// over every step at which one can stop while another recovers.
 #pragma once
 
 #include <array>
@@ -35,7 +35,7 @@ class QueueWalk {
   struct Depth {
     // A kill before each step of the recovery too.
     bool withSecondKills = false;
-    // A look beside one that is stopped at each step.
+    // A recovery beside one that is stopped at each step.
     bool withStops = false;
     // Whether one fault is enough.
     bool untilFault = false;

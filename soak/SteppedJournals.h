@@ -17,7 +17,7 @@ namespace zqm::soak {
 // What a library might do wrong.
 enum class Fault {
   none,
-  // Looks at a directory beside others that look.
+  // Recovers the files of a directory beside others that do.
   noTurn,
   // A file does not tell whose items it holds.
   noIds,

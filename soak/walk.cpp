@@ -43,7 +43,7 @@ bool isFound(const char* name, Fault fault) {
 int main(int count, char** arguments) {
   bool isWell = isSound(count > 1 ? arguments[1] : "");
   if (count > 1) return isWell ? EXIT_SUCCESS : EXIT_FAILURE;
-  isWell &= isFound("no turn to look", Fault::noTurn);
+  isWell &= isFound("no turn to recover", Fault::noTurn);
   isWell &= isFound("no ids of adopted files", Fault::noIds);
   isWell &= isFound("an id that a compaction keeps", Fault::keptId);
   isWell &= isFound("a name before the lock", Fault::lateLock);

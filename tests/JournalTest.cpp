@@ -52,7 +52,7 @@ class JournalTest : public ::testing::Test {
   // The items that a process finds that comes now.
   Numbers left() const {
     QueueHost host(root);
-    host.look();
+    host.recover();
     Numbers numbers = host.numbers();
     std::ranges::sort(numbers);
     return numbers;
@@ -174,11 +174,11 @@ TEST_F(JournalTest, ALostFileThatAnotherProcessAdoptedIsWrittenUnderAnotherName)
     QueueHost other(root);
     other.enqueue(10);
     for (const int each : lost) close(each);
-    other.look();
+    other.recover();
     EXPECT_EQ(other.numbers(), (Numbers{10, 1, 2, 3, 4, 5}));
     owner->enqueue(6);
     owner.reset();
-    other.look();
+    other.recover();
   }
   Numbers numbers = left();
   EXPECT_EQ(std::ranges::count(numbers, 6), 1);
@@ -211,8 +211,8 @@ TEST_F(JournalTest, WhatStandsInTheWayIsLeftAndReported) {
   {
     QueueHost host(root);
     host.enqueue(1);
-    host.look();
-    host.look();
+    host.recover();
+    host.recover();
     EXPECT_EQ(host.reports().size(), 3U);
   }
   EXPECT_EQ(left(), upTo(1));
@@ -239,7 +239,7 @@ TEST_F(JournalTest, AnotherUsersFileIsLeftReportedAndTakenByThatUser) {
               if (isRoot && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) return 1;
               QueueHost host(root);
               host.enqueue(2);
-              host.look();
+              host.recover();
               const auto reports = host.reports();
               const bool isTold =
                   reports.size() == 1 && reports[0].find("Permission denied") != std::string::npos;
@@ -259,7 +259,7 @@ TEST_F(JournalTest, WithoutLocksOneProcessAfterTheOtherHasTheFirstName) {
   for (const int number : {1, 2, 3}) {
     QueueHost host(root, withoutLocks());
     EXPECT_EQ(host.numbers(), upTo(number - 1));
-    host.look();
+    host.recover();
     host.enqueue(number);
     EXPECT_EQ(host.numbers(), upTo(number));
   }

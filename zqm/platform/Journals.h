@@ -49,8 +49,8 @@ class Journals {
   virtual ~Journals() = default;
 
   enum class Turn { ours, others, noLocks };
-  // Takes the turn to look at a directory, which one process has at a time, until `token` is
-  // destroyed. Never waits. On a file system without locks every process has the turn.
+  // Takes the turn to recover the files of a directory, which one process has at a time, until
+  // `token` is destroyed. Never waits. On a file system without locks every process has the turn.
   virtual Turn takeTurn(const std::string& directory, std::shared_ptr<void>& token) = 0;
 
   // Returns the names in a directory, in no particular order.

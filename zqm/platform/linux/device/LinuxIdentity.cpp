@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <thread>
@@ -22,10 +23,8 @@ constexpr const char* kFileName = "advertising-identifier";
 // Where the dashes of a UUID stand.
 constexpr std::array<std::size_t, 4> kDashes{8, 13, 18, 23};
 
-// Whether the text is 32 hexadecimal digits.
-bool isHexNumber(std::string_view text) {
-  return text.size() == 32 &&
-         text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+bool isHexadecimal(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
 std::string upperCase(std::string text) {
@@ -35,13 +34,13 @@ std::string upperCase(std::string text) {
   return text;
 }
 
-bool isUuid(std::string text) {
-  // From the last dash on, so that the places of the others stay.
-  for (auto place = kDashes.rbegin(); place != kDashes.rend(); ++place) {
-    if (text.size() <= *place || text[*place] != '-') return false;
-    text.erase(*place, 1);
+bool isUuid(std::string_view text) {
+  if (text.size() != 36) return false;
+  for (std::size_t place = 0; place < text.size(); ++place) {
+    const bool isDash = std::ranges::find(kDashes, place) != kDashes.end();
+    if (isDash ? text[place] != '-' : !isHexadecimal(text[place])) return false;
   }
-  return isHexNumber(text);
+  return true;
 }
 
 std::optional<std::string> readUuid(const std::string& path) {
@@ -64,7 +63,7 @@ std::optional<std::string> machineIdentifier(const std::string& root) {
   for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
     auto text = readLine(root + path);
     // On a machine's first start the file contains "uninitialized".
-    if (text && isHexNumber(*text)) return text;
+    if (text && text->size() == 32 && std::ranges::all_of(*text, isHexadecimal)) return text;
   }
   return std::nullopt;
 }

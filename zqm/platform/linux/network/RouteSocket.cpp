@@ -219,8 +219,9 @@ std::optional<Route> RouteSocket::route(const SocketAddress& address, std::int32
   if (throughLink != 0) request.add(RTA_OIF, &throughLink, sizeof throughLink);
   std::optional<Route> found;
   ask(request, [&](const nlmsghdr* message) { found = routeOf(message); });
-  const bool isAsked = found && (throughLink == 0 || found->link == throughLink);
-  return isAsked ? found : std::nullopt;
+  // The kernel may answer with a route through another link.
+  const bool isThroughLink = throughLink == 0 || (found && found->link == throughLink);
+  return isThroughLink ? found : std::nullopt;
 }
 
 std::optional<Link> RouteSocket::link(std::int32_t index) {
