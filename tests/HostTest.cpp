@@ -1,5 +1,5 @@
-// What hosts and kit modules do to the library: a module's start blocks or starts the library
-// again; eight threads call everything.
+// What hosts, kit modules and backends do to the library: a module's start blocks or starts the
+// library again; eight threads call everything; answers come that no backend should give.
 #include <future>
 
 #include "tests/support/Integrator.h"
@@ -17,6 +17,13 @@ namespace {
 class HostTest : public Fixture {
  protected:
   HostTest() { installKey(fakes); }
+  using Fixture::answer;
+  // A start is answered with 200 in any case.
+  void answer(std::int32_t status, const std::string& body) {
+    fakes.http->answer = [=](const HttpRequest& asked) {
+      return FakeHttp::answered(asked.url.ends_with("/start/init") ? 200 : status, body);
+    };
+  }
   void start(std::function<void()> module) { ZQMCore::start(protectedText("app-7"), module); }
   static auto handlers() { return ZQMCoreRule::sharedInstance().startHandlers().handlers().size(); }
   static ZQMQueueRule& queue() { return ZQMQueueRule::sharedInstance(); }
@@ -86,6 +93,27 @@ TEST_F(HostTest, EightThreadsMayCallEverythingAtOnceAndNoQueuedRequestIsLost) {
   EXPECT_EQ(std::count(known.begin(), known.end(), true), 400);
   relaunch();
   EXPECT_EQ(queue().getQueue()->dataToArray(), left);
+}
+
+TEST_F(HostTest, HostileAnswersOfAllServicesLeaveTheNextLaunchHealthy) {
+  constexpr std::int32_t statuses[] = {200, 400, 401, -1};
+  const std::string bad = R"({"endpoints":{"config":{"config":null}},"daysToUpdateConfig":-0.5,)"
+                          R"("hoursToCallStartDevicebehavior":2147483648,"euid":"e)";
+  const std::string bodies[] = {bad + "\"}", bad + "\\u0000\"}", "\xff", std::string(99'999, '[')};
+  for (int launch = 0; launch < 32; ++launch) {
+    relaunch();
+    fakes.clock->advance(std::chrono::hours(48));
+    setInfo(*fakes.packages->main, "CFBundleShortVersionString", std::to_string(launch));
+    const bool isHealthy = launch % 2 == 1;
+    answer(isHealthy ? 200 : statuses[launch / 2 % 4], isHealthy ? healthy : bodies[launch / 8]);
+    enqueue(0);
+    start([] {});
+    process->drain();
+    if (!isHealthy) continue;
+    EXPECT_TRUE(ZQMCore::isStarted()) << launch;
+    EXPECT_EQ(ZQMConfigRule::sharedInstance().configModel().lastUpdateDate, fakes.clock->now());
+    EXPECT_LE(queue().getQueue()->count(), 1U) << launch;
+  }
 }
 
 }  // namespace
